@@ -1,0 +1,21 @@
+# add_program_links(TARGET [SUBDIR dir] NAMES name...)
+# The names a switch program is started under, as symbolic links beside it (or in a folder beside
+# it): made with every build of TARGET, and laid out the same way by the installation.
+function(add_program_links target)
+    cmake_parse_arguments(arg "" "SUBDIR" "NAMES" ${ARGN})
+    set(folder .)
+    set(destination ${target})
+    if(arg_SUBDIR)
+        set(folder ${arg_SUBDIR})
+        set(destination ../${target})
+    endif()
+    set(built ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${folder})
+    set(commands COMMAND ${CMAKE_COMMAND} -E make_directory ${built})
+    foreach(name IN LISTS arg_NAMES)
+        list(APPEND commands
+            COMMAND ${CMAKE_COMMAND} -E create_symlink ${destination} ${built}/${name})
+        list(APPEND links ${built}/${name})
+    endforeach()
+    add_custom_command(TARGET ${target} POST_BUILD ${commands} VERBATIM)
+    install(FILES ${links} DESTINATION ${CMAKE_INSTALL_BINDIR}/${folder})
+endfunction()
