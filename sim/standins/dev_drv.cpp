@@ -11,5 +11,4 @@ extern "C" {
 {
     return simboard_dev_drv_init != nullptr ? simboard_dev_drv_init() : 0;
 }
-
 }

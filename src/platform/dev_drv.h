@@ -13,5 +13,4 @@ extern "C" {
  * The result is not looked at: a library that could not start refuses its operations one by one.
  */
 int32_t dev_drv_init();
-
 }

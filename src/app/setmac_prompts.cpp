@@ -1,0 +1,106 @@
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "app/setmac_main.h"
+#include "store/productinfo.h"
+
+namespace {
+
+constexpr size_t scratch_size = 1000; // the "%999s" below fills it
+constexpr size_t field_size = 64;
+constexpr size_t country_size = 256;
+constexpr size_t product_line_size = 1024;
+
+int32_t refuse_arguments()
+{
+    puts("Invalid parameters.\r");
+    return -1;
+}
+
+/** A command for one field: from the one argument, or else from a prompt. */
+int32_t set_field(int argc, char **argv, const char *prompt, int32_t (*set)(std::string_view))
+{
+    if (argc == 2) {
+        return set(argv[1]);
+    }
+    if (argc != 1) {
+        return refuse_arguments();
+    }
+    std::array<char, field_size> text{};
+    read_strings(prompt, text.data(), text.size());
+    return set(text.data());
+}
+
+} // namespace
+
+void read_strings(const char *prompt, char *dst, size_t size)
+{
+    memset(dst, 0, size);
+    printf("%s", prompt);
+    fflush(stdout);
+    auto *scratch = static_cast<char *>(calloc(1, scratch_size));
+    if (scratch == nullptr) {
+        printf("%s: Out of memory.\r\n", __func__);
+        return;
+    }
+    if (scanf("%999s", scratch) == 1) {
+        memcpy(dst, scratch, std::min(strlen(scratch), size - 1));
+    }
+    free(scratch);
+}
+
+int32_t setsn_main(int argc, char **argv)
+{
+    return set_field(argc, argv, "Please input serial number:", set_product_info_serialnum);
+}
+
+int32_t setmac_main(int argc, char **argv)
+{
+    return set_field(argc, argv, "Please input mac addr:", set_product_info_macaddr);
+}
+
+int32_t setcountry_main(int argc, char **)
+{
+    if (argc != 1) {
+        return refuse_arguments();
+    }
+    std::array<char, country_size> def{};
+    std::array<char, country_size> map{};
+    std::array<char, country_size> map1{};
+    std::array<char, country_size> change{};
+    read_strings("Please input country def:", def.data(), def.size());
+    read_strings("Please input country map:", map.data(), map.size());
+    read_strings("Please input country map1:", map1.data(), map1.size());
+    read_strings("Please input country change:", change.data(), change.size());
+    return set_product_info_country(def.data(), map.data(), map1.data(), change.data());
+}
+
+int32_t setproduct_main(int, char **)
+{
+    puts("Please input the name and value of setmac field.\r");
+    puts("Format: name=value, Press 'q' to save and quit.\r");
+    puts("\r");
+    while (true) {
+        std::array<char, product_line_size> line{};
+        read_strings("", line.data(), line.size());
+        const std::string_view text = line.data();
+        const bool input_ended = text.empty() && (feof(stdin) != 0 || ferror(stdin) != 0);
+        if (text == "q" || input_ended) {
+            return 0;
+        }
+        setproduct_info(text);
+    }
+}
+
+int32_t do_setmac(int argc, char **argv)
+{
+    if (argc != 3) {
+        // The count of characters printed: scripts rely on this mistake ending with status 0.
+        return printf("Invalid parameters.\r\n");
+    }
+    return set_product_info(argv[1], argv[2]);
+}

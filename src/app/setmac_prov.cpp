@@ -1,0 +1,60 @@
+#include <cstdio>
+#include <string_view>
+
+#include <unistd.h>
+
+#include "app/setmac_main.h"
+#include "base/trace.h"
+#include "console/com_data_provider.h"
+#include "exchange/protocol.h"
+
+namespace {
+
+constexpr int top_priority = -20;
+
+struct pc_operation {
+    std::string_view name;
+    int32_t (*run)();
+};
+
+constexpr pc_operation legacy_operations[] = {
+    {"setmac", [] { return enter_setmac(mode_product_info); }},
+    {"setsn", [] { return enter_setsn(mode_product_serial); }},
+};
+
+int32_t run_operation(std::string_view name)
+{
+    for (const pc_operation &operation : legacy_operations) {
+        if (operation.name == name) {
+            return operation.run();
+        }
+    }
+    return -1;
+}
+
+void close_debug_log()
+{
+    if (setmac_debug_fd != nullptr) {
+        fclose(setmac_debug_fd);
+        setmac_debug_fd = nullptr;
+    }
+}
+
+} // namespace
+
+int32_t do_prov_setmac(int argc, char **argv)
+{
+    if (argc < 2 || argc > 3) {
+        return -1;
+    }
+    if (argc == 3) {
+        setmac_debug_fd = fopen(argv[2], "a+");
+    }
+    tty_opts_ctrl(1);
+    // The time limits of the line are kept by polling, so nothing else should run meanwhile.
+    nice(top_priority);
+    const int32_t result = run_operation(argv[1]);
+    close_debug_log();
+    tty_opts_ctrl(0);
+    return result;
+}

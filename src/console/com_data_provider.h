@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+// The serial console as a byte line to the program on the PC: raw mode, and bytes with time limits.
+
+/** The two operations an exchange runs over. */
+struct com_data_provider {
+    /** Fills `buffer` with exactly `count` bytes: 0, or 1 when the time ran out first. */
+    int32_t (*read)(uint8_t *buffer, uint64_t count, int64_t timeout_ms);
+    /** Sends `count` bytes: 0. */
+    int32_t (*write)(const uint8_t *buffer, uint64_t count);
+};
+
+/**
+ * Non-zero enters raw, non-blocking mode on descriptor 0; zero restores the settings found before,
+ * after everything written has gone out raw. While raw, SIGINT, SIGTERM and SIGHUP restore the
+ * console before they end the process. Does not nest; failures of the terminal calls are ignored.
+ */
+void tty_opts_ctrl(int32_t enable);
+
+/** Whether input is ready, or becomes so within `usec` microseconds (below one second): 1 or 0. */
+int32_t kbhit(int32_t usec);
+
+/** The next byte of input (0 to 255), or -1 when there is none now. Never waits. */
+int32_t getkey();
+
+/**
+ * Reads exactly `count` bytes within `timeout_ms`: 0, or 1 when the time ran out. Bytes that came
+ * in time stay in `buffer` either way. Polls without sleeping. A count of 0 succeeds at once; a
+ * limit of 0 or below takes nothing.
+ */
+int32_t com_read_timeout(uint8_t *buffer, uint64_t count, int64_t timeout_ms);
+
+/** Puts `count` bytes on standard output; they leave with the next flush or read. Always 0. */
+int32_t com_write_complete(const uint8_t *buffer, uint64_t count);
+
+/** Sends what has been written so far. */
+void com_flush();
+
+/** One byte within `timeout_ms`, or -1. */
+int32_t serial_recv(int32_t timeout_ms);
+
+/** Puts one byte on standard output. Always 0. */
+int32_t serial_putc_raw(uint8_t byte);
