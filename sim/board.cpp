@@ -1,0 +1,220 @@
+#include "sim/board.h"
+
+#include "sim/clock.h"
+#include "sim/eeprom_chip.h"
+#include "sim/i2c_bus.h"
+#include "sim/system_calls.h"
+
+#include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <limits>
+#include <stdexcept>
+#include <unistd.h>
+#include <utility>
+
+namespace sim {
+namespace {
+
+board *the_board = nullptr;
+
+constexpr std::size_t i2c_addresses = 128;
+
+/**
+ * Appends a line. The file is opened for each: a program that closes all descriptors, or looks at
+ * the number of its next one, must not meet ours.
+ */
+void append_line(const std::filesystem::path &file, const std::string &line)
+{
+    const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        return;
+    }
+    const std::string text = line + "\n";
+    // One write keeps lines of several processes apart. A log that cannot be written is no reason
+    // to stop the program.
+    [[maybe_unused]] const ssize_t written = ::write(fd, text.data(), text.size());
+    ::close(fd);
+}
+
+} // namespace
+
+board::board(board_description description) : board(std::move(description), std::nullopt) {}
+
+board::board(board_description description, const std::filesystem::path &folder)
+    : board(std::move(description), std::optional(folder))
+{
+}
+
+board::board(board_description description, std::optional<std::filesystem::path> folder)
+    : description_(std::move(description)), folder_(std::move(folder))
+{
+    if (const auto text = contradiction(description_)) {
+        throw std::invalid_argument(*text);
+    }
+    if (the_board != nullptr) {
+        throw std::logic_error("a process has one board at a time");
+    }
+    fit_flash();
+    fit_i2c();
+    for (const fault &one : description_.faults) {
+        faults_.add(one);
+    }
+    supply_.cut_after(description_.cut_after);
+    supply_.when_cut([this] { power_failed(); });
+    the_board = this;
+}
+
+board::~board()
+{
+    forget_open_files();
+    the_board = nullptr;
+}
+
+board *board::current()
+{
+    return the_board;
+}
+
+std::unique_ptr<memory> board::make_memory(const std::string &name, std::size_t size,
+                                           std::vector<uint8_t> content) const
+{
+    return folder_ ? std::make_unique<memory>(*folder_ / name, size, std::move(content))
+                   : std::make_unique<memory>(size, std::move(content));
+}
+
+void board::fit(std::unique_ptr<device> node)
+{
+    std::string path = node->path();
+    nodes_.emplace(std::move(path), std::move(node));
+}
+
+void board::fit_flash()
+{
+    const std::vector<int> indexes = partition_indexes(description_.partitions);
+    for (std::size_t i = 0; i < indexes.size(); ++i) {
+        const partition &what = description_.partitions[i];
+        const int index = indexes[i];
+        auto cells = make_memory("mtd" + std::to_string(index) + ".bin",
+                                 std::size_t{what.erase_size} * what.blocks, {});
+        auto chip = std::make_unique<flash_memory>(what, std::move(cells), supply_);
+        fit(std::make_unique<mtd_device>(index, *chip));
+        for (auto &text : mtd_texts(index, what)) {
+            fit(std::move(text));
+        }
+        flashes_.emplace(index, std::move(chip));
+    }
+}
+
+void board::fit_i2c()
+{
+    auto bus = std::make_unique<i2c_bus>(description_.i2c_bus);
+    constexpr std::size_t cycles_size = i2c_addresses * sizeof(int64_t);
+    write_cycles_ = make_memory("i2c-busy.bin", cycles_size, std::vector<uint8_t>(cycles_size, 0));
+    for (const auto &what : description_.eeproms) {
+        const std::string number = hex(what.address).substr(2);
+        auto cells = make_memory("i2c-" + number + ".bin", eeprom_size, what.content);
+        auto chip = std::make_unique<eeprom_chip>(what, std::move(cells), *write_cycles_, supply_);
+        eeproms_.emplace(what.address, chip.get());
+        bus->fit(std::move(chip));
+    }
+    fit(std::move(bus));
+}
+
+flash_memory &board::flash(int index)
+{
+    return *flashes_.at(index);
+}
+
+std::span<uint8_t> board::eeprom(uint8_t address)
+{
+    return eeproms_.at(address)->bytes();
+}
+
+void board::inject(fault what)
+{
+    faults_.add(std::move(what));
+}
+
+void board::clear_faults()
+{
+    faults_.clear();
+}
+
+void board::cut_after(std::optional<uint64_t> steps)
+{
+    supply_.cut_after(steps);
+}
+
+std::size_t board::count(std::string_view name, std::string_view path) const
+{
+    return static_cast<std::size_t>(std::ranges::count_if(log_, [&](const operation &one) {
+        return one.name == name && (path.empty() || one.path == path);
+    }));
+}
+
+device *board::find(std::string_view path) const
+{
+    const auto found = nodes_.find(path);
+    return found != nodes_.end() ? found->second.get() : nullptr;
+}
+
+std::vector<std::string> board::list(std::string_view folder) const
+{
+    const std::string prefix = std::string(folder) + "/";
+    std::vector<std::string> names;
+    for (const auto &[path, node] : nodes_) {
+        if (!path.starts_with(prefix)) {
+            continue;
+        }
+        std::string name =
+            path.substr(prefix.size(), path.find('/', prefix.size()) - prefix.size());
+        if (names.empty() || names.back() != name) {
+            names.push_back(std::move(name));
+        }
+    }
+    return names;
+}
+
+int64_t board::operate(operation what, call_kind kind, const action &act)
+{
+    const std::lock_guard lock(mutex_);
+    const int64_t now = now_us();
+    if (started_us_ < 0) {
+        started_us_ = now;
+    }
+    what.time_us = now - started_us_;
+    int64_t result = -EIO;
+    if (powered()) {
+        const fault *struck = faults_.strike(what, kind == call_kind::ioctl);
+        if (struck != nullptr && struck->error != 0) {
+            result = -struck->error;
+        } else {
+            constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
+            result = act(what, struck != nullptr ? struck->short_to.value_or(all) : all);
+        }
+    }
+    what.result = result < 0 ? -1 : result;
+    what.error = result < 0 ? static_cast<int>(-result) : 0;
+    record(std::move(what));
+    return result;
+}
+
+void board::record(operation done)
+{
+    if (folder_) {
+        append_line(*folder_ / "log.txt", log_line(done, ::getpid()));
+    } else {
+        log_.push_back(std::move(done));
+    }
+}
+
+void board::power_failed()
+{
+    record({.time_us = now_us() - started_us_, .name = "power_cut", .path = "board"});
+    if (folder_) {
+        ::kill(::getpid(), SIGKILL);
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "sim/description.h"
+#include "sim/fault_plan.h"
+#include "sim/flash.h"
+#include "sim/operation.h"
+#include "sim/power.h"
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim {
+
+class eeprom_chip;
+
+/**
+ * A simulated board. While it lives it is the board of this process: the C library's calls on the
+ * paths of is_board_path() reach its devices, and no others. There is one at a time.
+ *
+ *   sim::board board({.partitions = {{.name = "product_info", .type = sim::nand, .bad = {0}}}});
+ */
+class board {
+public:
+    /**
+     * A board whose memories are in this process. When its power is cut it is dead: every later
+     * operation fails with EIO and nothing changes any more.
+     * Throws std::invalid_argument when the description contradicts itself.
+     */
+    explicit board(board_description description);
+
+    /**
+     * A board whose memories and log are files of a folder. When its power is cut the process is
+     * killed (SIGKILL), as the processor of a real board would stop.
+     */
+    board(board_description description, const std::filesystem::path &folder);
+
+    ~board();
+    board(const board &) = delete;
+    board &operator=(const board &) = delete;
+
+    /** The board of this process, or null. */
+    static board *current();
+
+    /** The chip behind /dev/mtd<index>. Throws std::out_of_range when there is none. */
+    flash_memory &flash(int index);
+    /** The bytes of an EEPROM. Throws std::out_of_range when there is none. */
+    std::span<uint8_t> eeprom(uint8_t address);
+
+    /** Adds a fault; its operations are counted from now. */
+    void inject(fault what);
+    void clear_faults();
+    /** Lets the power fail after so many steps from now (see class power); nothing: never. */
+    void cut_after(std::optional<uint64_t> steps);
+    bool powered() const { return supply_.on(); }
+
+    /** What was done on the board, in order; operations of a folder's board are in its log.txt. */
+    const std::vector<operation> &log() const { return log_; }
+    void clear_log() { log_.clear(); }
+    /** How many operations of that name, on that path or (empty) on any. */
+    std::size_t count(std::string_view name, std::string_view path = {}) const;
+
+    /** What the system calls need. */
+
+    /** The node of that path, or null. */
+    device *find(std::string_view path) const;
+    /** The names in a folder of the board, or nothing when there is no such folder. */
+    std::vector<std::string> list(std::string_view folder) const;
+    /** What dev_drv_init answers when nothing goes wrong. */
+    int32_t driver_init_result() const { return description_.driver_init_result; }
+
+    /** Which call an operation came in by: "ioctl" faults strike every ioctl. */
+    enum class call_kind { plain, ioctl };
+    /** Carries an operation out, at most the given number of bytes or messages of it. */
+    using action = std::function<int64_t(operation &, std::size_t limit)>;
+    /**
+     * Does one operation: supply and faults first, then the action, then the log.
+     * Returns what the action returned, or a negative errno.
+     */
+    int64_t operate(operation what, call_kind kind, const action &act);
+
+private:
+    board(board_description description, std::optional<std::filesystem::path> folder);
+    std::unique_ptr<memory> make_memory(const std::string &name, std::size_t size,
+                                        std::vector<uint8_t> content) const;
+    void fit_flash();
+    void fit_i2c();
+    void fit(std::unique_ptr<device> node);
+    void record(operation done);
+    void power_failed();
+
+    board_description description_;
+    std::optional<std::filesystem::path> folder_;
+    power supply_;
+    fault_plan faults_;
+    std::vector<operation> log_;
+    int64_t started_us_ = -1;
+    std::map<int, std::unique_ptr<flash_memory>> flashes_;
+    std::unique_ptr<memory> write_cycles_; // int64_t for each I2C address: its chip is busy until
+    std::map<uint8_t, eeprom_chip *> eeproms_;
+    std::map<std::string, std::unique_ptr<device>, std::less<>> nodes_;
+    std::recursive_mutex mutex_;
+};
+
+} // namespace sim

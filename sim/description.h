@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+enum class flash_type { nor, nand, ram, ubi };
+using enum flash_type;
+
+/** One flash partition: /dev/mtdN and its folder in /sys/class/mtd. */
+struct partition {
+    std::string name = {};
+    flash_type type = nor;
+    uint32_t erase_size = 0x10000;
+    uint32_t blocks = 4;
+    std::vector<uint32_t> bad = {}; // bad blocks, NAND only
+    std::optional<int> index = {};  // N of mtdN; one above the partition before it when not given
+    uint32_t page_size = 2048;      // NAND only: what is written is whole pages
+};
+
+/** A 256-byte EEPROM on the I2C bus. */
+struct eeprom {
+    uint8_t address = 0;               // 7 bits
+    std::vector<uint8_t> content = {}; // as delivered, from offset 0; the rest is 0xFF
+    unsigned page_size = 8;
+    unsigned write_cycle_ms = 5; // how long it does not answer after a write
+};
+
+/**
+ * Operations that go wrong. Operations are named as in the log; "ioctl" stands for every ioctl and
+ * "any" for every operation. An empty path stands for every path.
+ */
+struct fault {
+    std::string operation = {};
+    std::string path = {};
+    unsigned call = 1;                        // the n-th such operation since the fault was set up
+    unsigned times = 1;                       // how many from there on; 0: for ever
+    int error = 0;                            // errno; nothing is done
+    std::optional<std::size_t> short_to = {}; // bytes (of a transfer: messages) that are done
+};
+
+/** All that is fitted on a board. */
+struct board_description {
+    std::vector<partition> partitions = {};
+    std::vector<eeprom> eeproms = {};
+    std::vector<fault> faults = {};
+    std::optional<uint64_t> cut_after = {}; // power: see class power
+    std::string i2c_bus = "/dev/i2c-0";
+    int32_t driver_init_result = 0; // what dev_drv_init answers
+};
+
+/**
+ * The EEPROM's size: all that a one-byte word address reaches.
+ */
+constexpr std::size_t eeprom_size = 256;
+
+/** The index of each partition, in order: given, or one above the one before. */
+std::vector<int> partition_indexes(const std::vector<partition> &partitions);
+
+/**
+ * What makes the description one of a board that cannot be: a text for the reader of it, or nothing
+ * when all is well.
+ */
+std::optional<std::string> contradiction(const board_description &description);
+
+} // namespace sim

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "sim/description.h"
+#include "sim/i2c_bus.h"
+#include "sim/memory.h"
+#include "sim/power.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+
+namespace sim {
+
+/**
+ * A serial EEPROM with a one-byte word address. A write fills a page and wraps inside it, is
+ * programmed at the stop, and the chip then answers to nobody until its write cycle is over. A read
+ * goes on from the word address and wraps at the end of the memory.
+ */
+class eeprom_chip : public i2c_chip {
+public:
+    /**
+     * write_cycles: for each I2C address the end of its chip's write cycle, an int64_t of
+     * microseconds of the monotonic clock. It is kept apart from the chip because a cycle may
+     * outlive the process that began it.
+     */
+    eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells, memory &write_cycles,
+                power &supply);
+
+    std::span<uint8_t> bytes() { return cells_->bytes(); }
+
+    bool start(bool reading) override;
+    bool write(uint8_t byte) override;
+    uint8_t read() override;
+    void stop() override;
+
+private:
+    void program();
+    int64_t busy_until();
+    void busy_until(int64_t end);
+    std::span<uint8_t> busy_cell();
+
+    unsigned page_size_;
+    int64_t write_cycle_us_;
+    std::unique_ptr<memory> cells_;
+    memory &write_cycles_;
+    power &supply_;
+    uint8_t word_ = 0;           // the word address
+    bool word_follows_ = false;  // the next byte written is the word address
+    std::vector<uint8_t> latch_; // written since, not yet programmed
+};
+
+} // namespace sim

@@ -1,0 +1,116 @@
+#include "sim/memory.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace sim {
+namespace {
+
+[[noreturn]] void fail(const std::filesystem::path &file)
+{
+    throw std::system_error(errno, std::generic_category(), file.string());
+}
+
+/** A descriptor that is closed with its block. */
+class descriptor {
+public:
+    descriptor(const std::filesystem::path &file, int flags)
+        : fd_(::open(file.c_str(), flags | O_CLOEXEC, 0666))
+    {
+        if (fd_ < 0) {
+            fail(file);
+        }
+    }
+    ~descriptor() { ::close(fd_); }
+    descriptor(const descriptor &) = delete;
+    descriptor &operator=(const descriptor &) = delete;
+    int get() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+/** Writes a new file under another name first, so that none is ever seen half made. */
+void make_file(const std::filesystem::path &file, const std::vector<uint8_t> &content)
+{
+    const std::filesystem::path draft = file.string() + "." + std::to_string(::getpid());
+    {
+        const descriptor out(draft, O_WRONLY | O_CREAT | O_TRUNC);
+        std::size_t done = 0;
+        while (done < content.size()) {
+            const ssize_t count = ::write(out.get(), content.data() + done, content.size() - done);
+            if (count < 0) {
+                fail(draft);
+            }
+            done += static_cast<std::size_t>(count);
+        }
+    }
+    std::filesystem::rename(draft, file);
+}
+
+} // namespace
+
+memory::memory(std::size_t size, std::vector<uint8_t> content)
+    : size_(size), content_(std::move(content))
+{
+    content_ = blank();
+}
+
+memory::memory(std::filesystem::path file, std::size_t size, std::vector<uint8_t> content)
+    : file_(std::move(file)), size_(size), content_(std::move(content))
+{
+}
+
+memory::~memory()
+{
+    if (mapped_ != nullptr) {
+        ::munmap(mapped_, size_);
+    }
+}
+
+std::span<uint8_t> memory::bytes()
+{
+    if (file_.empty()) {
+        return content_;
+    }
+    if (mapped_ == nullptr) {
+        map();
+    }
+    return {mapped_, size_};
+}
+
+std::vector<uint8_t> memory::blank() const
+{
+    std::vector<uint8_t> content = content_;
+    content.resize(size_, 0xFF);
+    return content;
+}
+
+void memory::map()
+{
+    if (!std::filesystem::exists(file_)) {
+        make_file(file_, blank());
+    }
+    const descriptor in(file_, O_RDWR);
+    struct stat status = {};
+    if (::fstat(in.get(), &status) != 0) {
+        fail(file_);
+    }
+    if (static_cast<std::size_t>(status.st_size) != size_) {
+        throw std::runtime_error(file_.string() + ": holds " + std::to_string(status.st_size) +
+                                 " bytes, but the board's memory has " + std::to_string(size_));
+    }
+    void *place = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, in.get(), 0);
+    if (place == MAP_FAILED) {
+        fail(file_);
+    }
+    mapped_ = static_cast<uint8_t *>(place);
+}
+
+} // namespace sim

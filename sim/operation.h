@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/**
+ * One operation of a program on the board, as the log keeps it. The names and what else they fill:
+ *
+ *   open, close                       nothing
+ *   read, write                       offset, length asked for
+ *   lseek                             offset asked for
+ *   getinfo (MEMGETINFO)              nothing
+ *   erase (MEMERASE)                  offset, length
+ *   lock, unlock (MEMLOCK, MEMUNLOCK) offset, length
+ *   getbadblock (MEMGETBADBLOCK)      offset
+ *   transfer (I2C_RDWR)              address; offset: the word address, that is the first byte
+ *                                     written; length: the bytes after it, or the bytes read;
+ *                                     data: every byte that crossed the bus, word address included
+ *   slave (I2C_SLAVE)                 address
+ *   ioctl                             any other request
+ *   dev_drv_init                      nothing; the path is "libdev_drv"
+ *   power_cut                         nothing; the path is "board"
+ */
+struct operation {
+    int64_t time_us = 0; // since the first operation of the process
+    std::string name = {};
+    std::string path = {};
+    uint64_t offset = 0;
+    uint64_t length = 0;
+    std::vector<uint8_t> data = {};
+    uint8_t address = 0;
+    int64_t result = 0;         // as the program saw it: -1 with an error
+    int error = 0;              // errno, or 0
+    std::string arguments = {}; // as written in the log, "offset=0x0 length=8192"
+};
+
+/** The symbol of an error number, "EIO". */
+std::string error_name(int error);
+
+/** "0x1f" */
+std::string hex(uint64_t number);
+
+/**
+ * The operation's line in a log: time, process, name, path, arguments, "=", result and, of a
+ * failure, the error's symbol. Without a line feed.
+ */
+std::string log_line(const operation &done, int process);
+
+} // namespace sim
