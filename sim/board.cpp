@@ -78,8 +78,8 @@ std::unique_ptr<memory> board::make_memory(const std::string &name, std::size_t 
 
 void board::fit(std::unique_ptr<device> node)
 {
-    std::string path = node->path();
-    nodes_.emplace(std::move(path), std::move(node));
+    auto &place = nodes_[node->path()];
+    place = std::move(node);
 }
 
 void board::fit_flash()
@@ -90,12 +90,12 @@ void board::fit_flash()
         const int index = indexes[i];
         auto cells = make_memory("mtd" + std::to_string(index) + ".bin",
                                  std::size_t{what.erase_size} * what.blocks, {});
-        auto chip = std::make_unique<flash_memory>(what, std::move(cells), supply_);
+        auto &chip = flashes_[index];
+        chip = std::make_unique<flash_memory>(what, std::move(cells), supply_);
         fit(std::make_unique<mtd_device>(index, *chip));
         for (auto &text : mtd_texts(index, what)) {
             fit(std::move(text));
         }
-        flashes_.emplace(index, std::move(chip));
     }
 }
 
