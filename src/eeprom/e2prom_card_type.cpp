@@ -72,6 +72,7 @@ int32_t dfd_get_e2prom_info(card_record *record)
 bool checksum_is_right(const card_record &record, std::span<const uint8_t> content)
 {
     const size_t length = record.header + record.tlv_length;
+    const auto summed = content.first(length);
     const uint8_t *end = &content[length];
     const uint16_t stored = load_be16(end);
     const auto computed = std::accumulate(
