@@ -102,7 +102,7 @@ TEST(sim_board_file, an_empty_file_is_a_bare_board)
 TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
 {
     const std::pair<const char *, const char *> wrong[] = {
-        {"\nx = 1", "board.toml:2: \"x\" is not known here; known are driver eeprom fault i2c_bus "
+        {"\nx = 1", "board.toml:2: x is not known here; known are driver eeprom fault i2c_bus "
                     "partition power"},
         {"i2c_bus = 7", "board.toml:1: i2c_bus must be a text in quotes"},
         {"i2c_bus = \"/dev/spi\"", "board.toml:1: i2c_bus must begin with \"/dev/i2c-\""},
@@ -130,7 +130,7 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
         {"[[partition]]\nname = \"a\"\n[[partition]]\nname = \"b\"\nindex = 0",
          "board.toml:3: its index is below 0 or that of another partition"},
         {"[[partition]]\nname = \"a\"\nsize = 1",
-         "board.toml:3: \"size\" is not known here; known are bad blocks erase_size index name "
+         "board.toml:3: size is not known here; known are bad blocks erase_size index name "
          "page_size type"},
         {"[[eeprom]]", "board.toml:1: address is missing"},
         {"[[eeprom]]\naddress = 0x78",
