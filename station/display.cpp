@@ -42,7 +42,7 @@ void display::waiting()
     if (waited < worth_telling) {
         return;
     }
-    const auto text = "Waiting for the switch " + place_ + " ...";
+    const auto text = "Waiting for the switch" + place_ + " ...";
     if (style_ == style::live) {
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(waited).count();
         put_changing(text + " " + std::to_string(seconds) + " s");

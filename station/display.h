@@ -17,7 +17,7 @@ public:
         live    // lines, and a last line that changes in place: for a terminal
     };
 
-    /** place is where the switch is waited for, as in "on /dev/ttyUSB0". */
+    /** place is where the switch is waited for, as in " on /dev/ttyUSB0", or nothing. */
     display(std::FILE *out, style how, std::string place);
     ~display() override;
 

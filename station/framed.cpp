@@ -54,8 +54,7 @@ std::string reason_of(std::uint8_t byte)
     case not_applied:
         return "the switch could not apply or store the payload";
     case value_damaged:
-        return "the value did not reach the switch intact, or not in time: it does not tell which. "
-               "Late, it waits for the next attempt; damaged, it has ended its operation";
+        return "the value did not reach the switch intact, or not in time: it does not tell which";
     case not_for_this_board:
         return "the switch refused the payload: \"e2type\" names another type of board";
     default:
@@ -248,7 +247,11 @@ bool framed_attempt::end_with(ending end, std::string reason)
 
 bool framed_attempt::end_with_reply(std::uint8_t byte)
 {
-    return end_with(ending_of(byte), reason_of(byte));
+    auto reason = reason_of(byte);
+    if (byte == value_damaged && message_.hand_sign_offers > 1) {
+        reason += ". Late, it waits for the next attempt; damaged, it has ended its operation";
+    }
+    return end_with(ending_of(byte), std::move(reason));
 }
 
 } // namespace station

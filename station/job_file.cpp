@@ -72,7 +72,7 @@ job_table converted(const toml::table &table)
     return out;
 }
 
-std::string quoted_list(std::initializer_list<std::string_view> keys)
+std::string listed(std::initializer_list<std::string_view> keys)
 {
     std::string out;
     for (const auto key : keys) {
@@ -180,7 +180,7 @@ void job_table::allow_only(std::initializer_list<std::string_view> keys, mistake
 {
     for (const auto &[key, value] : values) {
         if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
-            wrong.add(value.line, "unknown key \"" + key + "\": expected " + quoted_list(keys));
+            wrong.add(value.line, "unknown key \"" + key + "\": expected " + listed(keys));
         }
     }
 }

@@ -139,7 +139,7 @@ report run(const prepared_job &job, const choices &chosen)
     traced_line traced(direct, stderr);
     line &far = chosen.trace ? traced : direct;
 
-    display shown(stderr, style_of(chosen), program ? "(the program)" : "on " + chosen.port);
+    display shown(stderr, style_of(chosen), program ? "" : " on " + chosen.port);
     conversation talk(far, shown);
     const auto start = far.now();
     report told;
@@ -155,6 +155,9 @@ report run(const prepared_job &job, const choices &chosen)
         told.program = end_of_program(*program, told.result);
     }
     shown.finish();
+    if (!chosen.quiet) {
+        std::fputs("\n", stderr);
+    }
     told.console = shown.console_text();
     told.items = job.items(told.result);
     return told;

@@ -90,7 +90,8 @@ TEST_F(station_program, stores_a_property_and_ends_with_0)
                    "  sent  17 bytes\n"
                    "  0x07  value arrived intact, the switch stores it\n"
                    "  0x06  stored\n"
-                   "| Save product info success.\n");
+                   "| Save product info success.\n"
+                   "\n");
     EXPECT_EQ(out.substr(0, out.rfind("1 attempt, ")), "Property  Type  Value  Result\n"
                                                        "A         text  B      stored\n"
                                                        "\n"
@@ -156,7 +157,7 @@ TEST_F(station_program, ends_with_1_when_no_switch_shows_up)
 {
     run_on("setmac", "property.toml", "exec sleep 60", "--wait 0.7");
     EXPECT_EQ(status, 1);
-    EXPECT_EQ(err, "Waiting for the switch (the program) ...\n");
+    EXPECT_EQ(err, "Waiting for the switch ...\n\n");
     EXPECT_NE(out.find("Failed: no switch within 0.7 s: neither its banner nor an answer to the "
                        "hand sign.\n"),
               std::string::npos)

@@ -163,7 +163,7 @@ TEST(word_for_items, says_no_more_than_the_switch_has_said)
 TEST(display, puts_a_line_for_each_step)
 {
     memory_file out;
-    display shown(out.get(), display::style::lines, "on /dev/ttyS0");
+    display shown(out.get(), display::style::lines, " on /dev/ttyS0");
     shown.console("hello\r\n\r\nwor");
     shown.console("ld");
     shown.attempt(1, 3);
@@ -200,7 +200,7 @@ TEST(display, changes_the_progress_in_place_on_a_terminal)
 TEST(display, tells_that_it_waits_once_that_takes_long)
 {
     memory_file out;
-    display shown(out.get(), display::style::lines, "on /dev/ttyS0");
+    display shown(out.get(), display::style::lines, " on /dev/ttyS0");
     shown.waiting();
     EXPECT_EQ(out.text(), "");
     std::this_thread::sleep_for(600ms);

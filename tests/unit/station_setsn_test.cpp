@@ -116,6 +116,23 @@ TEST_F(setsn_run, tells_a_handler_that_failed_instead_of_sending_back)
     EXPECT_EQ(result.reason, "the switch could not apply or store the payload");
 }
 
+TEST_F(setsn_run, tells_a_value_that_did_not_arrive)
+{
+    call_and_answer();
+    far.expects(hand_sign)
+        .answers({0x10})
+        .expects({0x01})
+        .answers({0x01})
+        .expects({0x00, 0x00, 0x00, 0x11})
+        .expects(serial)
+        .expects(serial_crc)
+        .answers({0x14});
+    const auto result = run();
+    EXPECT_EQ(result.end, ending::damaged);
+    EXPECT_EQ(result.reason,
+              "the value did not reach the switch intact, or not in time: it does not tell which");
+}
+
 TEST_F(setsn_run, tells_a_serial_that_comes_back_changed)
 {
     call_and_answer();
