@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace station {
+
+using bytes = std::vector<std::uint8_t>;
+
+/** Appends a number of 32 bits, most significant byte first. */
+void put_be32(bytes &out, std::uint32_t number);
+
+/** Appends the characters, without a terminator. */
+void put_text(bytes &out, std::string_view text);
+
+/** CRC-32/MPEG-2: polynomial 0x04C11DB7, from 0xFFFFFFFF, not reflected, not inverted. */
+std::uint32_t crc32_mpeg2(std::span<const std::uint8_t> data);
+
+/** The bytes followed by their CRC, so that the CRC of the whole is 0. */
+bytes with_crc(std::span<const std::uint8_t> data);
+
+/** "00 1A 2B" */
+std::string to_hex(std::span<const std::uint8_t> data);
+
+/** Text of unknown origin, fit for a terminal: other than printable ASCII is shown as "\xNN". */
+std::string printable(std::string_view text);
+std::string printable(std::span<const std::uint8_t> data);
+
+} // namespace station

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "bytes.h"
+#include "job_file.h"
+
+namespace station {
+
+enum class property_type : std::uint8_t {
+    text = 1,  // stored as it is, at most 128 bytes
+    binary = 2 // stored as hexadecimal digits, at most 64 bytes
+};
+
+/** A named property of a switch's identity. */
+struct property {
+    std::string name;
+    property_type type = property_type::text;
+    bytes value;
+};
+
+/** The payload that carries the properties in their order. */
+bytes product_info_payload(std::span<const property> properties);
+
+/**
+ * The properties of a job. A property that the switch would cut, drop or store under another name
+ * than the job says is a mistake, since the switch itself would not complain.
+ */
+std::vector<property> read_properties(const job_table &job, mistakes &wrong);
+
+/** The serial number of a job. */
+bytes read_serial(const job_table &job, mistakes &wrong);
+
+} // namespace station

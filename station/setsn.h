@@ -1,0 +1,14 @@
+#pragma once
+
+#include "framed_session.h"
+
+namespace station {
+
+/**
+ * The exchange that "setsn" on the switch waits for, with a serial number as its payload. The
+ * switch looks for "{" for about 100 ms after its start, answers "}" and takes a single attempt; it
+ * sends the serial number that it has stored back.
+ */
+framed_kind setsn_exchange(bytes serial);
+
+} // namespace station
