@@ -127,6 +127,7 @@ mtd_device::mtd_device(int index, flash_memory &chip)
 
 void mtd_device::describe(struct stat &status) const
 {
+    status.st_nlink = 1;
     status.st_mode = S_IFCHR | 0600;
     status.st_rdev = makedev(90, static_cast<unsigned>(index_) * 2);
 }
@@ -264,6 +265,7 @@ std::vector<std::unique_ptr<device>> mtd_texts(int index, const partition &what)
     add("writesize", std::to_string(write_size(what)));
     add("subpagesize", std::to_string(write_size(what)));
     add("oobsize", std::to_string(spare_size(what)));
+    add("oobavail", std::to_string(spare_size(what)));
     add("numeraseregions", "0");
     return texts;
 }

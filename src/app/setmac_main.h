@@ -10,6 +10,9 @@
 /** The legacy flavour: product information in flash. */
 int32_t run_legacy_main(int argc, char **argv);
 
+/** The TLV flavour: product information in the system EEPROM. */
+int32_t run_tlv_main(int argc, char **argv);
+
 // The operator commands. Fields come from the arguments or from prompts on the terminal.
 
 /** "setsn": the serial number. */
@@ -29,6 +32,9 @@ int32_t do_setmac(int argc, char **argv);
 
 /** "prov_setmac": hands the console to the PC for one operation of the legacy flavour. */
 int32_t do_prov_setmac(int argc, char **argv);
+
+/** "prov_setmac" of the TLV flavour. */
+int32_t do_tlv_setmac(int argc, char **argv);
 
 /**
  * Prints `prompt` and reads one word of at most 999 characters into the `size` bytes at `dst`, cut

@@ -48,7 +48,7 @@ void read_strings(const char *prompt, char *dst, size_t size)
         return;
     }
     if (scanf("%999s", scratch) == 1) {
-        memcpy(dst, scratch, std::min(strlen(scratch), size - 1));
+        std::copy_n(scratch, std::min(strlen(scratch), size - 1), dst);
     }
     free(scratch);
 }

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <span>
 #include <string_view>
 
 #include <unistd.h>
@@ -22,9 +23,14 @@ constexpr pc_operation legacy_operations[] = {
     {"setsn", [] { return enter_setsn(mode_product_serial); }},
 };
 
-int32_t run_operation(std::string_view name)
+constexpr pc_operation tlv_operations[] = {
+    {"setmac", [] { return enter_setmac(mode_tlv); }},
+    {"setsn", [] { return enter_setsn(mode_tlv_serial); }},
+};
+
+int32_t run_operation(std::span<const pc_operation> operations, std::string_view name)
 {
-    for (const pc_operation &operation : legacy_operations) {
+    for (const pc_operation &operation : operations) {
         if (operation.name == name) {
             return operation.run();
         }
@@ -40,9 +46,8 @@ void close_debug_log()
     }
 }
 
-} // namespace
-
-int32_t do_prov_setmac(int argc, char **argv)
+/** Hands the console to the PC for the operation that the arguments name. */
+int32_t run_on_raw_console(std::span<const pc_operation> operations, int argc, char **argv)
 {
     if (argc < 2 || argc > 3) {
         return -1;
@@ -53,8 +58,20 @@ int32_t do_prov_setmac(int argc, char **argv)
     tty_opts_ctrl(1);
     // The time limits of the line are kept by polling, so nothing else should run meanwhile.
     nice(top_priority);
-    const int32_t result = run_operation(argv[1]);
+    const int32_t result = run_operation(operations, argv[1]);
     close_debug_log();
     tty_opts_ctrl(0);
     return result;
+}
+
+} // namespace
+
+int32_t do_prov_setmac(int argc, char **argv)
+{
+    return run_on_raw_console(legacy_operations, argc, argv);
+}
+
+int32_t do_tlv_setmac(int argc, char **argv)
+{
+    return run_on_raw_console(tlv_operations, argc, argv);
 }

@@ -13,6 +13,23 @@ inline std::string_view text_of(std::span<const uint8_t> bytes)
     return {text, bytes.empty() ? 0 : strnlen(text, bytes.size())};
 }
 
+// Character classes of the POSIX locale, whatever the environment says.
+
+constexpr bool is_digit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+constexpr bool is_letter(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+constexpr bool is_hex_digit(char c)
+{
+    return is_digit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
 // The parts of a text. Unlike those of the standard library they cannot throw, and so bring nothing
 // of the exception machinery into the executable.
 

@@ -34,34 +34,6 @@ struct input_queue {
 };
 input_queue input{};
 
-/**
- * Lets standard output wait for the line while it lives. Descriptor 1 is as a rule the very
- * terminal of descriptor 0 and non-blocking with it, and stdio throws away what such a write could
- * not place.
- */
-class waiting_output {
-public:
-    waiting_output() : flags_(fcntl(STDOUT_FILENO, F_GETFL))
-    {
-        if (switched()) {
-            fcntl(STDOUT_FILENO, F_SETFL, flags_ & ~O_NONBLOCK);
-        }
-    }
-    waiting_output(const waiting_output &) = delete;
-    waiting_output &operator=(const waiting_output &) = delete;
-    ~waiting_output()
-    {
-        if (switched()) {
-            fcntl(STDOUT_FILENO, F_SETFL, flags_);
-        }
-    }
-
-private:
-    bool switched() const { return flags_ >= 0 && (flags_ & O_NONBLOCK) != 0; }
-
-    int flags_;
-};
-
 termios raw_settings(termios settings)
 {
     settings.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON | IXOFF);
@@ -137,6 +109,25 @@ size_t take_input(uint8_t *buffer, uint64_t count)
 }
 
 } // namespace
+
+waiting_output::waiting_output() : flags_(fcntl(STDOUT_FILENO, F_GETFL))
+{
+    if (switched()) {
+        fcntl(STDOUT_FILENO, F_SETFL, flags_ & ~O_NONBLOCK);
+    }
+}
+
+waiting_output::~waiting_output()
+{
+    if (switched()) {
+        fcntl(STDOUT_FILENO, F_SETFL, flags_);
+    }
+}
+
+bool waiting_output::switched() const
+{
+    return flags_ >= 0 && (flags_ & O_NONBLOCK) != 0;
+}
 
 void tty_opts_ctrl(int32_t enable)
 {

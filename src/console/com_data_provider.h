@@ -43,3 +43,22 @@ int32_t serial_recv(int32_t timeout_ms);
 
 /** Puts one byte on standard output. Always 0. */
 int32_t serial_putc_raw(uint8_t byte);
+
+/**
+ * Lets standard output wait for the line while it lives. Descriptor 1 is as a rule the very
+ * terminal of descriptor 0 and non-blocking with it, and stdio throws away what such a write could
+ * not place. Bytes sent by the operations above wait by themselves; whoever prints text in raw mode
+ * holds one.
+ */
+class waiting_output {
+public:
+    waiting_output();
+    waiting_output(const waiting_output &) = delete;
+    waiting_output &operator=(const waiting_output &) = delete;
+    ~waiting_output();
+
+private:
+    bool switched() const;
+
+    int flags_;
+};

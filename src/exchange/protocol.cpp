@@ -55,6 +55,8 @@ struct mode_entry {
 constexpr mode_entry modes[] = {
     {mode_product_info, apply_data, setmac_hand_sign},
     {mode_product_serial, do_set_sn, setsn_hand_sign},
+    {mode_tlv, tlv_data_apply, setmac_hand_sign},
+    {mode_tlv_serial, tlv_set_sn, setsn_hand_sign},
 };
 
 /** What a step of the exchange leads to: the next step, or the end with this result. */
@@ -165,7 +167,12 @@ int32_t apply_value(const com_data_provider *provider, payload_handler handler, 
 {
     SETMAC_TRACE_AS("smp_recv", 184, "\r\n write pre sucess");
     send_reply(provider, reply_received);
-    const int32_t status = handler(g_setmac_data, length - crc_size);
+    int32_t status = 0;
+    {
+        const waiting_output output;
+        status = handler(g_setmac_data, length - crc_size);
+        com_flush();
+    }
     if (status == 0) {
         SETMAC_TRACE_AS("smp_recv", 195, "\r\nSetMac Success");
         send_reply(provider, reply_applied);

@@ -31,6 +31,8 @@ using payload_handler = int32_t (*)(const uint8_t *data, int32_t length);
 enum setmac_mode : int32_t {
     mode_product_info = 1,   // legacy "setmac"
     mode_product_serial = 2, // legacy "setsn"
+    mode_tlv = 3,            // TLV "setmac"
+    mode_tlv_serial = 4,     // TLV "setsn"
 };
 
 /** Fills the table of the line's CRC. Called before each exchange. */

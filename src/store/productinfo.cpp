@@ -46,9 +46,9 @@ uint32_t computed_checksum()
 template <size_t size>
 void copy_text(char (&field)[size], std::string_view text)
 {
-    const size_t length = std::min(text.size(), size - 1);
-    memset(field, 0, size);
-    memcpy(field, text.data(), length);
+    const auto kept = first_part(text, size - 1);
+    std::fill(std::begin(field), std::end(field), '\0');
+    std::copy(kept.begin(), kept.end(), std::begin(field));
 }
 
 prod_info_node *find_record(std::string_view name)

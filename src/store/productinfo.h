@@ -10,6 +10,12 @@
 constexpr size_t prod_info_name_size = 64;   // with the terminating NUL
 constexpr size_t prod_info_value_size = 512; // with the terminating NUL
 
+/** The record that tells whether the identity is whole: while it is being changed, and afterwards.
+ */
+constexpr std::string_view product_info_marker = "ProductInfo";
+constexpr std::string_view product_info_incomplete = "0A0A0A0A";
+constexpr std::string_view product_info_complete = "0B0EFACE";
+
 /** One record, a heap block of its own. Names are unique in the list. */
 struct prod_info_node {
     char name[prod_info_name_size];

@@ -11,23 +11,6 @@ constexpr size_t serial_length = 13;
 constexpr size_t mac_length = 17;       // 00:d0:f8:a1:b2:c3
 constexpr size_t plain_mac_length = 12; // 00d0f8a1b2c3
 
-// Character classes of the POSIX locale, whatever the environment says.
-
-bool is_digit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
-bool is_letter(char c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-bool is_hex_digit(char c)
-{
-    return is_digit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-}
-
 bool is_mac_with_colons(std::string_view text)
 {
     for (size_t i = 0; i < text.size(); ++i) {

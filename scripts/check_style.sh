@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Checks format, lint and manual pages. Wants a configured build/release for the lint.
+. "$(dirname "$0")/lib.sh"
+install_missing "${style_packages[@]}"
+
+mapfile -t sources < <(git ls-files '*.cpp' '*.h')
+clang-format --dry-run --Werror "${sources[@]}"
+
+mapfile -t linted < <(git ls-files 'src/*.cpp' 'sim/*.cpp' 'station/*.cpp')
+run-clang-tidy -quiet -p build/release -extra-arg=-Wno-unknown-warning-option "${linted[@]}" >build/tidy.log 2>&1 || {
+    cat build/tidy.log
+    exit 1
+}
+
+mapfile -t pages < <(git ls-files 'man/*.[18]')
+mandoc -T lint -W style "${pages[@]}"
+echo "Style: ${#sources[@]} files well formed, ${#linted[@]} without findings, ${#pages[@]} manual pages"
