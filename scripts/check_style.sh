@@ -13,5 +13,6 @@ run-clang-tidy -quiet -p build/release -extra-arg=-Wno-unknown-warning-option "$
 }
 
 mapfile -t pages < <(git ls-files 'man/*.[18]')
-mandoc -T lint -W style "${pages[@]}"
+# mandoc looks for the pages that a page refers to where it is started.
+(cd man && mandoc -T lint -W style "${pages[@]#man/}")
 echo "Style: ${#sources[@]} files well formed, ${#linted[@]} without findings, ${#pages[@]} manual pages"
