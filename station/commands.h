@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "framed_session.h"
+#include "framed_run.h"
 #include "job_file.h"
 #include "report.h"
 

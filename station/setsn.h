@@ -1,6 +1,6 @@
 #pragma once
 
-#include "framed_session.h"
+#include "framed_run.h"
 
 namespace station {
 

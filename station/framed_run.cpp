@@ -1,4 +1,4 @@
-#include "framed_session.h"
+#include "framed_run.h"
 
 #include <sstream>
 #include <utility>
