@@ -59,12 +59,12 @@ bytes with_crc(std::span<const std::uint8_t> data)
     return out;
 }
 
-std::string to_hex(std::span<const std::uint8_t> data)
+std::string to_hex(std::span<const std::uint8_t> data, std::string_view separator)
 {
     std::string out;
     for (const std::uint8_t byte : data) {
         if (!out.empty()) {
-            out += ' ';
+            out += separator;
         }
         put_hex(out, byte);
     }

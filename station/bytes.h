@@ -23,7 +23,7 @@ std::uint32_t crc32_mpeg2(std::span<const std::uint8_t> data);
 bytes with_crc(std::span<const std::uint8_t> data);
 
 /** "00 1A 2B" */
-std::string to_hex(std::span<const std::uint8_t> data);
+std::string to_hex(std::span<const std::uint8_t> data, std::string_view separator = " ");
 
 /** Text of unknown origin, fit for a terminal: other than printable ASCII is shown as "\xNN". */
 std::string printable(std::string_view text);

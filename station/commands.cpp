@@ -63,4 +63,14 @@ std::span<const command> all_commands()
     return commands;
 }
 
+std::vector<std::string> preview(const job_table &job, mistakes &wrong)
+{
+    std::vector<std::string> lines;
+    for (const auto &each : read_properties(job, wrong)) {
+        const auto kept = stored_form(each);
+        lines.push_back(kept.name + "=" + kept.value);
+    }
+    return lines;
+}
+
 } // namespace station

@@ -3,6 +3,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "framed_run.h"
 #include "job_file.h"
@@ -25,5 +26,8 @@ struct command {
 };
 
 std::span<const command> all_commands();
+
+/** What a switch shows of the properties of a setmac job once it holds them: "name=value". */
+std::vector<std::string> preview(const job_table &job, mistakes &wrong);
 
 } // namespace station

@@ -27,7 +27,7 @@ constexpr milliseconds program_end = 10s;
 
 /** What the operator chose. */
 struct choices {
-    const command *chosen = nullptr;
+    const command *chosen = nullptr; // none: a preview
     std::string job;
     std::string port;
     int baud = 115200;
@@ -45,6 +45,18 @@ milliseconds seconds(double count)
     return milliseconds(static_cast<milliseconds::rep>(std::ceil(count * 1000)));
 }
 
+void add_job(CLI::App &sub, choices &chosen)
+{
+    sub.add_option("JOB", chosen.job, "What to store: a TOML file")->required()->type_name("FILE");
+}
+
+void add_preview(CLI::App &app, choices &chosen)
+{
+    auto *sub = app.add_subcommand(
+        "preview", "print what a switch holds after a setmac job, without a switch");
+    add_job(*sub, chosen);
+}
+
 void add_command(CLI::App &app, const command &each, choices &chosen)
 {
     auto *sub = app.add_subcommand(each.name, each.summary);
@@ -54,7 +66,7 @@ void add_command(CLI::App &app, const command &each, choices &chosen)
             throw CLI::RequiredError("--port or --exec");
         }
     });
-    sub->add_option("JOB", chosen.job, "What to store: a TOML file")->required()->type_name("FILE");
+    add_job(*sub, chosen);
     auto *port = sub->add_option("--port", chosen.port, "Serial port, as in /dev/ttyUSB0");
     port->type_name("DEV");
     sub->add_option("--exec", chosen.exec, "Program to run on a pseudo-terminal instead")
@@ -163,18 +175,32 @@ report run(const prepared_job &job, const choices &chosen)
     return told;
 }
 
-prepared_job read_job(const choices &chosen)
+/** The job as a command of the station needs it. Throws job_error when there are mistakes in it. */
+template <class reader>
+auto read_job(const std::string &file, reader read)
 {
-    mistakes wrong(chosen.job);
-    auto job = chosen.chosen->prepare(read_job_file(chosen.job), wrong);
+    mistakes wrong(file);
+    auto job = read(read_job_file(file), wrong);
     wrong.check();
     return job;
+}
+
+int print_preview(const choices &chosen)
+{
+    for (const auto &text : read_job(chosen.job, preview)) {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        std::fputc('\n', stdout);
+    }
+    return EXIT_SUCCESS;
 }
 
 int run_station(const choices &chosen)
 {
     try {
-        const auto told = run(read_job(chosen), chosen);
+        if (chosen.chosen == nullptr) {
+            return print_preview(chosen);
+        }
+        const auto told = run(read_job(chosen.job, chosen.chosen->prepare), chosen);
         (chosen.json ? print_json : print_text)(stdout, told);
         return told.result.ok() ? EXIT_SUCCESS : exit_failed;
     } catch (const job_error &error) {
@@ -197,6 +223,7 @@ int main(int argc, char **argv)
     for (const auto &each : all_commands()) {
         add_command(app, each, chosen);
     }
+    add_preview(app, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

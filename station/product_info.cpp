@@ -206,13 +206,18 @@ private:
     property read_;
 };
 
-/** The name under which the switch stores a property. */
-std::string stored_name(const property &given)
-{
-    return given.name == "MacAddress" ? "ethaddr" : given.name;
-}
-
 } // namespace
+
+stored_property stored_form(const property &given)
+{
+    if (given.type == property_type::text) {
+        return {given.name, std::string(given.value.begin(), given.value.end())};
+    }
+    if (given.name == "MacAddress") {
+        return {"ethaddr", to_hex(given.value, ":")};
+    }
+    return {given.name, to_hex(given.value, "")};
+}
 
 bytes product_info_payload(std::span<const property> properties)
 {
@@ -237,7 +242,7 @@ std::vector<property> read_properties(const job_table &job, mistakes &wrong)
     std::map<std::string, int> lines;
     for (const auto &table : job.tables("property", wrong)) {
         properties.push_back(property_reader(table, wrong).read());
-        const auto name = stored_name(properties.back());
+        const auto name = stored_form(properties.back()).name;
         const auto [earlier, added] = lines.emplace(name, table.line_of("name"));
         if (!added && !name.empty()) {
             wrong.add(table.line_of("name"), "property \"" + printable(properties.back().name) +

@@ -22,6 +22,14 @@ struct property {
     bytes value;
 };
 
+/** What the switch keeps of a property. */
+struct stored_property {
+    std::string name;
+    std::string value;
+};
+
+stored_property stored_form(const property &given);
+
 /** The payload that carries the properties in their order. */
 bytes product_info_payload(std::span<const property> properties);
 

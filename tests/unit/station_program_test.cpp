@@ -189,6 +189,8 @@ TEST_F(station_program, ends_with_2_for_wrong_usage)
              std::string(),
              std::string("paint ") + job,
              std::string("setsn"),
+             std::string("preview"),
+             "preview " + job + " --port /dev/null",
              "setsn " + job,
              "setsn " + job + " --port /dev/null --exec true",
              "setsn " + job + " --exec true --attempts 0",
@@ -200,6 +202,35 @@ TEST_F(station_program, ends_with_2_for_wrong_usage)
         EXPECT_EQ(status, 2) << arguments;
         EXPECT_NE(err, "") << arguments;
     }
+}
+
+TEST_F(station_program, previews_what_a_switch_holds_after_a_job)
+{
+    write("job.toml", "[[property]]\nname = \"MacAddress\"\nhex = \"00 1a 2b 3c 4d 5e\"\n"
+                      "[[property]]\nname = \"Zone\"\ntext = \"B=\u00fc\"\n"
+                      "[[property]]\nname = \"country_map1\"\ntext = \"\"\n"
+                      "[[property]]\nname = \"FeatureMask\"\nhex = \"01 ab FF\"\n"
+                      "[[property]]\nname = \"Digits\"\ntext = \"Hi\"\ntype = 2\n"
+                      "[[property]]\nname = \"e2type\"\nhex = \"00 05\"\n");
+    run("preview " + path("job.toml"));
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(out, "ethaddr=00:1A:2B:3C:4D:5E\n"
+                   "Zone=B=\u00fc\n"
+                   "country_map1=\n"
+                   "FeatureMask=01ABFF\n"
+                   "Digits=4869\n"
+                   "e2type=0005\n");
+}
+
+TEST_F(station_program, previews_nothing_of_a_wrong_job)
+{
+    write("wrong.toml", "[[property]]\nname = \"A\"\n");
+    run("preview " + path("wrong.toml"));
+    EXPECT_EQ(status, 2);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(err, path("wrong.toml") + ":2: property \"A\": no value: expected either text = "
+                                        "\"...\" or hex = \"00 1A 2B\"\n");
 }
 
 TEST_F(station_program, traces_every_byte)
