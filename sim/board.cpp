@@ -39,18 +39,11 @@ void append_line(const std::filesystem::path &file, const std::string &line)
 
 } // namespace
 
-board::board(board_description description) : board(std::move(description), std::nullopt) {}
-
-board::board(board_description description, const std::filesystem::path &folder)
-    : board(std::move(description), std::optional(folder))
-{
-}
-
-board::board(board_description description, std::optional<std::filesystem::path> folder)
+board::board(board_description description, std::filesystem::path folder)
     : description_(std::move(description)), folder_(std::move(folder))
 {
-    if (const auto text = contradiction(description_)) {
-        throw std::invalid_argument(*text);
+    if (const auto wrong = find_mistake(description_)) {
+        throw std::invalid_argument(wrong->text);
     }
     if (the_board != nullptr) {
         throw std::logic_error("a process has one board at a time");
@@ -79,8 +72,8 @@ board *board::current()
 std::unique_ptr<memory> board::make_memory(const std::string &name, std::size_t size,
                                            std::vector<uint8_t> content) const
 {
-    return folder_ ? std::make_unique<memory>(*folder_ / name, size, std::move(content))
-                   : std::make_unique<memory>(size, std::move(content));
+    return folder_.empty() ? std::make_unique<memory>(size, std::move(content))
+                           : std::make_unique<memory>(folder_ / name, size, std::move(content));
 }
 
 void board::fit(std::unique_ptr<device> node)
@@ -133,6 +126,9 @@ std::span<uint8_t> board::eeprom(uint8_t address)
 
 void board::inject(fault what)
 {
+    if (const auto text = find_mistake(what)) {
+        throw std::invalid_argument(*text);
+    }
     faults_.add(std::move(what));
 }
 
@@ -176,6 +172,20 @@ std::vector<std::string> board::list(std::string_view folder) const
     return names;
 }
 
+int64_t board::attempt(operation &what, call_kind kind, const action &act)
+{
+    if (!powered()) {
+        return -EIO;
+    }
+    const fault *struck = faults_.strike(what, kind == call_kind::ioctl);
+    if (struck != nullptr && struck->error != 0) {
+        return -struck->error;
+    }
+    constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
+    const int64_t result = act(what, struck != nullptr ? struck->short_to.value_or(all) : all);
+    return powered() ? result : -EIO;
+}
+
 int64_t board::operate(operation what, call_kind kind, const action &act)
 {
     const std::lock_guard lock(mutex_);
@@ -184,16 +194,7 @@ int64_t board::operate(operation what, call_kind kind, const action &act)
         started_us_ = now;
     }
     what.time_us = now - started_us_;
-    int64_t result = -EIO;
-    if (powered()) {
-        const fault *struck = faults_.strike(what, kind == call_kind::ioctl);
-        if (struck != nullptr && struck->error != 0) {
-            result = -struck->error;
-        } else {
-            constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
-            result = act(what, struck != nullptr ? struck->short_to.value_or(all) : all);
-        }
-    }
+    const int64_t result = attempt(what, kind, act);
     what.result = result < 0 ? -1 : result;
     what.error = result < 0 ? static_cast<int>(-result) : 0;
     record(std::move(what));
@@ -202,17 +203,17 @@ int64_t board::operate(operation what, call_kind kind, const action &act)
 
 void board::record(operation done)
 {
-    if (folder_) {
-        append_line(*folder_ / "log.txt", log_line(done, ::getpid()));
-    } else {
+    if (folder_.empty()) {
         log_.push_back(std::move(done));
+    } else {
+        append_line(folder_ / log_file_name, log_line(done, ::getpid()));
     }
 }
 
 void board::power_failed()
 {
     record({.time_us = now_us() - started_us_, .name = "power_cut", .path = "board"});
-    if (folder_) {
+    if (!folder_.empty()) {
         ::kill(::getpid(), SIGKILL);
     }
 }

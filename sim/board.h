@@ -21,6 +21,9 @@ namespace sim {
 
 class eeprom_chip;
 
+/** The log of a board folder. */
+constexpr const char *log_file_name = "log.txt";
+
 /**
  * A simulated board. While it lives it is the board of this process: the C library's calls on the
  * paths of is_board_path() reach its devices, and no others. There is one at a time.
@@ -30,18 +33,14 @@ class eeprom_chip;
 class board {
 public:
     /**
-     * A board whose memories are in this process. When its power is cut it is dead: every later
-     * operation fails with EIO and nothing changes any more.
-     * Throws std::invalid_argument when the description contradicts itself.
+     * With a folder, memories and log are files in it, and a power cut kills the process (SIGKILL),
+     * as the processor of a real board would stop. Without one, memories and log are in this
+     * process, and a power cut leaves a dead board: every later operation fails with EIO and
+     * nothing changes any more.
+     * Throws std::invalid_argument when the description contradicts itself, and what class memory
+     * throws.
      */
-    explicit board(board_description description);
-
-    /**
-     * A board whose memories and log are files of a folder. When its power is cut the process is
-     * killed (SIGKILL), as the processor of a real board would stop.
-     */
-    board(board_description description, const std::filesystem::path &folder);
-
+    explicit board(board_description description, std::filesystem::path folder = {});
     ~board();
     board(const board &) = delete;
     board &operator=(const board &) = delete;
@@ -49,12 +48,14 @@ public:
     /** The board of this process, or null. */
     static board *current();
 
+    const board_description &description() const { return description_; }
+
     /** The chip behind /dev/mtd<index>. Throws std::out_of_range when there is none. */
     flash_memory &flash(int index);
     /** The bytes of an EEPROM. Throws std::out_of_range when there is none. */
     std::span<uint8_t> eeprom(uint8_t address);
 
-    /** Adds a fault; its operations are counted from now. */
+    /** Adds a fault; its operations are counted from now. Throws std::invalid_argument. */
     void inject(fault what);
     void clear_faults();
     /** Lets the power fail after so many steps from now (see class power); nothing: never. */
@@ -87,17 +88,17 @@ public:
     int64_t operate(operation what, call_kind kind, const action &act);
 
 private:
-    board(board_description description, std::optional<std::filesystem::path> folder);
     std::unique_ptr<memory> make_memory(const std::string &name, std::size_t size,
                                         std::vector<uint8_t> content) const;
     void fit_flash();
     void fit_i2c();
     void fit(std::unique_ptr<device> node);
+    int64_t attempt(operation &what, call_kind kind, const action &act);
     void record(operation done);
     void power_failed();
 
     board_description description_;
-    std::optional<std::filesystem::path> folder_;
+    std::filesystem::path folder_; // or empty
     power supply_;
     fault_plan faults_;
     std::vector<operation> log_;

@@ -1,5 +1,7 @@
 #include "sim/description.h"
 
+#include "sim/operation.h"
+
 #include <algorithm>
 #include <limits>
 #include <set>
@@ -12,42 +14,63 @@ bool is_power_of_two(uint32_t number)
     return number != 0 && (number & (number - 1)) == 0;
 }
 
-std::optional<std::string> contradiction(const partition &part)
+std::optional<std::string> find_mistake(const partition &part)
 {
-    const std::string which = "partition \"" + part.name + "\": ";
     if (part.erase_size == 0 || part.blocks == 0) {
-        return which + "erase_size and blocks must be above 0";
+        return "erase_size and blocks must be above 0";
     }
     if (uint64_t{part.erase_size} * part.blocks > std::numeric_limits<uint32_t>::max()) {
-        return which + "must be smaller than 4 GiB";
+        return "a partition must be smaller than 4 GiB";
     }
     if (part.type != nand) {
-        return part.bad.empty() ? std::nullopt
-                                : std::optional(which + "only NAND flash has bad blocks");
+        return part.bad.empty() ? std::nullopt : std::optional("only NAND flash has bad blocks");
     }
     if (!is_power_of_two(part.page_size) || part.erase_size % part.page_size != 0) {
-        return which + "page_size must be a power of two, and erase_size whole pages";
+        return "page_size must be a power of two, and erase_size a multiple of it";
     }
     for (const uint32_t block : part.bad) {
         if (block >= part.blocks) {
-            return which + "bad block " + std::to_string(block) + ", but the last block is " +
+            return "there is no block " + std::to_string(block) + " to be bad: the last one is " +
                    std::to_string(part.blocks - 1);
         }
     }
     return std::nullopt;
 }
 
-std::optional<std::string> contradiction(const eeprom &chip)
+std::optional<std::string> find_mistake(const eeprom &chip)
 {
-    const std::string which = "eeprom at address " + std::to_string(chip.address) + ": ";
     if (chip.address < 0x08 || chip.address > 0x77) {
-        return which + "the address must lie in 0x08 to 0x77";
+        return "the address must lie in 0x08 to 0x77";
     }
     if (!is_power_of_two(chip.page_size) || chip.page_size > eeprom_size) {
-        return which + "page_size must be a power of two, at most 256";
+        return "page_size must be a power of two, at most 256";
     }
     if (chip.content.size() > eeprom_size) {
-        return which + "the content is longer than 256 bytes";
+        return "the content must not be longer than 256 bytes";
+    }
+    return std::nullopt;
+}
+
+/** The first entry of a list that is wrong in itself. */
+template <typename entry>
+std::optional<mistake> find_wrong_entry(mistake::list where, const std::vector<entry> &entries)
+{
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (auto text = find_mistake(entries[i])) {
+            return mistake{where, i, std::move(*text)};
+        }
+    }
+    return std::nullopt;
+}
+
+/** The first number that was there before, or is below 0. */
+std::optional<std::size_t> find_repetition(const std::vector<int> &numbers)
+{
+    std::set<int> seen;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (numbers[i] < 0 || !seen.insert(numbers[i]).second) {
+            return i;
+        }
     }
     return std::nullopt;
 }
@@ -65,37 +88,44 @@ std::vector<int> partition_indexes(const std::vector<partition> &partitions)
     return indexes;
 }
 
-std::optional<std::string> contradiction(const board_description &description)
+std::optional<std::string> find_mistake(const fault &what)
 {
-    for (const partition &part : description.partitions) {
-        if (auto text = contradiction(part)) {
-            return text;
+    if (std::ranges::find(fault_operations, what.operation) == std::end(fault_operations)) {
+        std::string text = "operation must be one of";
+        for (const std::string_view name : fault_operations) {
+            text.append(" ").append(name);
         }
+        return text;
     }
-    std::set<int> indexes;
-    for (const int index : partition_indexes(description.partitions)) {
-        if (index < 0 || !indexes.insert(index).second) {
-            return "two partitions are mtd" + std::to_string(index) + ", or the index is below 0";
-        }
+    if (what.call == 0) {
+        return "calls are counted from 1";
     }
-    std::set<uint8_t> addresses;
-    for (const eeprom &chip : description.eeproms) {
-        if (auto text = contradiction(chip)) {
-            return text;
-        }
-        if (!addresses.insert(chip.address).second) {
-            return "two EEPROMs at address " + std::to_string(chip.address);
-        }
-    }
-    for (const fault &one : description.faults) {
-        if (one.call == 0) {
-            return std::string("fault: calls are counted from 1");
-        }
-        if ((one.error != 0) == one.short_to.has_value()) {
-            return std::string("fault: exactly one of error and short must be given");
-        }
+    if ((what.error != 0) == what.short_to.has_value()) {
+        return "either error or short must be given, and not both";
     }
     return std::nullopt;
+}
+
+std::optional<mistake> find_mistake(const board_description &description)
+{
+    using enum mistake::list;
+    if (auto found = find_wrong_entry(partitions, description.partitions)) {
+        return found;
+    }
+    if (const auto again = find_repetition(partition_indexes(description.partitions))) {
+        return mistake{partitions, *again, "its index is below 0 or that of another partition"};
+    }
+    if (auto found = find_wrong_entry(eeproms, description.eeproms)) {
+        return found;
+    }
+    std::vector<int> addresses;
+    for (const eeprom &chip : description.eeproms) {
+        addresses.push_back(chip.address);
+    }
+    if (const auto again = find_repetition(addresses)) {
+        return mistake{eeproms, *again, "its address is that of another EEPROM"};
+    }
+    return find_wrong_entry(faults, description.faults);
 }
 
 } // namespace sim

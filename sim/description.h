@@ -61,10 +61,18 @@ constexpr std::size_t eeprom_size = 256;
 /** The index of each partition, in order: given, or one above the one before. */
 std::vector<int> partition_indexes(const std::vector<partition> &partitions);
 
-/**
- * What makes the description one of a board that cannot be: a text for the reader of it, or nothing
- * when all is well.
- */
-std::optional<std::string> contradiction(const board_description &description);
+/** What is wrong with a description, and in which of its entries. */
+struct mistake {
+    enum class list { partitions, eeproms, faults };
+    list where;
+    std::size_t entry; // in that list, from 0
+    std::string text;
+};
+
+/** The first thing that makes the description one of a board that cannot be, or nothing. */
+std::optional<mistake> find_mistake(const board_description &description);
+
+/** What is wrong with a fault, or nothing. */
+std::optional<std::string> find_mistake(const fault &what);
 
 } // namespace sim

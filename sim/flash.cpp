@@ -127,6 +127,7 @@ mtd_device::mtd_device(int index, flash_memory &chip)
 
 void mtd_device::describe(struct stat &status) const
 {
+    status.st_nlink = 1;
     status.st_mode = S_IFCHR | 0600;
     status.st_rdev = makedev(90, static_cast<unsigned>(index_) * 2);
 }

@@ -60,6 +60,7 @@ void log_extent(std::span<const i2c_bus::message> messages, operation &log)
 
 void i2c_bus::describe(struct stat &status) const
 {
+    status.st_nlink = 1;
     status.st_mode = S_IFCHR | 0600;
     status.st_rdev = makedev(89, 0);
 }

@@ -54,63 +54,46 @@ void make_file(const std::filesystem::path &file, const std::vector<uint8_t> &co
     std::filesystem::rename(draft, file);
 }
 
+std::vector<uint8_t> filled_up(std::vector<uint8_t> content, std::size_t size)
+{
+    content.resize(size, 0xFF);
+    return content;
+}
+
 } // namespace
 
 memory::memory(std::size_t size, std::vector<uint8_t> content)
-    : size_(size), content_(std::move(content))
+    : own_(filled_up(std::move(content), size)), bytes_(own_)
 {
-    content_ = blank();
 }
 
-memory::memory(std::filesystem::path file, std::size_t size, std::vector<uint8_t> content)
-    : file_(std::move(file)), size_(size), content_(std::move(content))
+memory::memory(const std::filesystem::path &file, std::size_t size, std::vector<uint8_t> content)
 {
+    if (!std::filesystem::exists(file)) {
+        make_file(file, filled_up(std::move(content), size));
+    }
+    const descriptor in(file, O_RDWR);
+    struct stat status = {};
+    if (::fstat(in.get(), &status) != 0) {
+        fail(file);
+    }
+    if (static_cast<std::size_t>(status.st_size) != size) {
+        throw std::runtime_error(file.string() + ": holds " + std::to_string(status.st_size) +
+                                 " bytes, but board.toml describes a memory of " +
+                                 std::to_string(size));
+    }
+    void *place = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, in.get(), 0);
+    if (place == MAP_FAILED) {
+        fail(file);
+    }
+    bytes_ = {static_cast<uint8_t *>(place), size};
 }
 
 memory::~memory()
 {
-    if (mapped_ != nullptr) {
-        ::munmap(mapped_, size_);
+    if (own_.empty()) {
+        ::munmap(bytes_.data(), bytes_.size());
     }
-}
-
-std::span<uint8_t> memory::bytes()
-{
-    if (file_.empty()) {
-        return content_;
-    }
-    if (mapped_ == nullptr) {
-        map();
-    }
-    return {mapped_, size_};
-}
-
-std::vector<uint8_t> memory::blank() const
-{
-    std::vector<uint8_t> content = content_;
-    content.resize(size_, 0xFF);
-    return content;
-}
-
-void memory::map()
-{
-    if (!std::filesystem::exists(file_)) {
-        make_file(file_, blank());
-    }
-    const descriptor in(file_, O_RDWR);
-    struct stat status = {};
-    if (::fstat(in.get(), &status) != 0) {
-        fail(file_);
-    }
-    if (static_cast<std::size_t>(status.st_size) != size_) {
-        throw std::runtime_error(file_.string() + ": holds " + std::to_string(status.st_size) +
-                                 " bytes, but the board's memory has " + std::to_string(size_));
-    }
-    void *place = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, in.get(), 0);
-    if (place == MAP_FAILED) {
-        fail(file_);
-    }
-    mapped_ = static_cast<uint8_t *>(place);
 }
 
 } // namespace sim

@@ -10,33 +10,26 @@ namespace sim {
 
 /**
  * The bytes of one memory: in the process, or a file of a board folder that is mapped, so that
- * every byte is kept at once, whatever becomes of the process. The file is made at the first use of
- * the bytes, with the initial content and then 0xFF; one of another size than the memory's is
- * refused.
+ * every byte is kept at once, whatever becomes of the process.
  */
 class memory {
 public:
-    /** In the process. */
+    /** In the process: the content, and then 0xFF. */
     explicit memory(std::size_t size, std::vector<uint8_t> content = {});
-    /** In a file. */
-    memory(std::filesystem::path file, std::size_t size, std::vector<uint8_t> content = {});
+    /**
+     * In a file, made with the content and then 0xFF when there is none yet. Throws
+     * std::system_error when it cannot be had, std::runtime_error when it has another size.
+     */
+    memory(const std::filesystem::path &file, std::size_t size, std::vector<uint8_t> content = {});
     ~memory();
     memory(const memory &) = delete;
     memory &operator=(const memory &) = delete;
 
-    std::size_t size() const { return size_; }
-
-    /** Throws std::system_error or std::runtime_error when the file cannot be had. */
-    std::span<uint8_t> bytes();
+    std::span<uint8_t> bytes() { return bytes_; }
 
 private:
-    std::vector<uint8_t> blank() const;
-    void map();
-
-    std::filesystem::path file_;
-    std::size_t size_;
-    std::vector<uint8_t> content_; // of a memory in the process: all of it
-    uint8_t *mapped_ = nullptr;
+    std::vector<uint8_t> own_; // empty for a file
+    std::span<uint8_t> bytes_;
 };
 
 } // namespace sim

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace sim {
@@ -36,6 +37,11 @@ struct operation {
     int error = 0;              // errno, or 0
     std::string arguments = {}; // as written in the log, "offset=0x0 length=8192"
 };
+
+/** The names that a fault can go by: those above that can fail, every ioctl, everything. */
+constexpr std::string_view fault_operations[] = {
+    "open",   "close",       "read",     "write", "lseek",        "getinfo", "erase", "lock",
+    "unlock", "getbadblock", "transfer", "slave", "dev_drv_init", "ioctl",   "any"};
 
 /** The symbol of an error number, "EIO". */
 std::string error_name(int error);

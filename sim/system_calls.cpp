@@ -1,6 +1,7 @@
 #include "sim/system_calls.h"
 
 #include "sim/board.h"
+#include "sim/process_board.h"
 
 #include <algorithm>
 #include <array>
@@ -127,7 +128,7 @@ bool is_board_path(const char *path)
     const std::string_view text = path != nullptr ? path : "";
     const bool belongs = std::ranges::any_of(
         board_prefixes, [&](std::string_view prefix) { return text.starts_with(prefix); });
-    return belongs && board::current() != nullptr;
+    return belongs && process_board() != nullptr;
 }
 
 bool is_board_file(int fd)
@@ -202,23 +203,28 @@ int64_t ioctl_node(int fd, unsigned long request, void *argument)
 
 int stat_node(int fd, struct stat &status)
 {
-    status = {};
     find_file(fd)->node->describe(status);
     return 0;
 }
 
 int stat_path(const char *path, struct stat &status)
 {
-    status = {};
     if (const device *node = board::current()->find(path)) {
         node->describe(status);
         return 0;
     }
-    if (board::current()->list(path).empty()) {
+    if (list_folder(path).empty()) {
         return -ENOENT;
     }
+    status.st_nlink = 2;
     status.st_mode = S_IFDIR | 0555;
     return 0;
+}
+
+std::vector<std::string> list_folder(const char *path)
+{
+    const std::string_view text = path;
+    return board::current()->list(text.substr(0, text.find_last_not_of('/') + 1));
 }
 
 void forget_open_files()

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <vector>
 
 namespace sim {
 
@@ -29,7 +31,10 @@ int64_t write_node_at(int fd, const void *buffer, std::size_t count, int64_t off
 int64_t seek_node(int fd, int64_t offset, int whence);
 int64_t ioctl_node(int fd, unsigned long request, void *argument);
 int stat_node(int fd, struct stat &status);
+/** -ENOENT where no node is fitted and no folder is. */
 int stat_path(const char *path, struct stat &status);
+/** The names in a folder of the board; none when there is no such folder. */
+std::vector<std::string> list_folder(const char *path);
 
 /** Makes all descriptors of the board plain ones, before it goes. */
 void forget_open_files();

@@ -1,37 +1,18 @@
+#include "sim/interpose.h"
+
 #include "sim/system_calls.h"
 
-#include <cerrno>
 #include <cstdarg>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-// The C library's functions that reach files and devices, in front of the real ones. Each asks
-// whether the board is meant and otherwise hands on what it was given.
+// The C library's functions on descriptors, in front of the real ones. Each asks whether the board
+// is meant and otherwise hands on what it was given.
 
-#define SIMBOARD_EXPORT [[gnu::visibility("default")]]
+using sim::answer;
 
 namespace {
-
-/** The function of that name after ours in the order of look-up. */
-template <typename function>
-function *next(const char *name)
-{
-    return reinterpret_cast<function *>(::dlsym(RTLD_NEXT, name));
-}
-
-/** A kernel's result as the C library gives it: -1 and errno on failure. */
-template <typename number>
-number answer(number result)
-{
-    if (result >= 0) {
-        return result;
-    }
-    errno = static_cast<int>(-result);
-    return -1;
-}
 
 /** The third argument of open, where there is one. */
 mode_t mode_of(int flags, va_list arguments)
@@ -52,7 +33,7 @@ mode_t mode_of(int flags, va_list arguments)
         va_start(arguments, flags);                                                                \
         const mode_t mode = mode_of(flags, arguments);                                             \
         va_end(arguments);                                                                         \
-        static const auto real = next<int(const char *, int, ...)>(#name);                         \
+        static const auto real = sim::next_function<int(const char *, int, ...)>(#name);           \
         return sim::is_board_path(path) ? answer(sim::open_node(path, flags))                      \
                                         : real(path, flags, mode);                                 \
     }
@@ -64,7 +45,7 @@ mode_t mode_of(int flags, va_list arguments)
         va_start(arguments, flags);                                                                \
         const mode_t mode = mode_of(flags, arguments);                                             \
         va_end(arguments);                                                                         \
-        static const auto real = next<int(int, const char *, int, ...)>(#name);                    \
+        static const auto real = sim::next_function<int(int, const char *, int, ...)>(#name);      \
         return sim::is_board_path(path) ? answer(sim::open_node(path, flags))                      \
                                         : real(folder, path, flags, mode);                         \
     }
@@ -72,14 +53,14 @@ mode_t mode_of(int flags, va_list arguments)
 #define SIMBOARD_OPEN_2(name)                                                                      \
     SIMBOARD_EXPORT int name(const char *path, int flags)                                          \
     {                                                                                              \
-        static const auto real = next<int(const char *, int)>(#name);                              \
+        static const auto real = sim::next_function<int(const char *, int)>(#name);                \
         return sim::is_board_path(path) ? answer(sim::open_node(path, flags)) : real(path, flags); \
     }
 
 #define SIMBOARD_PREAD(name)                                                                       \
     SIMBOARD_EXPORT ssize_t name(int fd, void *buffer, size_t count, off_t offset)                 \
     {                                                                                              \
-        static const auto real = next<ssize_t(int, void *, size_t, off_t)>(#name);                 \
+        static const auto real = sim::next_function<ssize_t(int, void *, size_t, off_t)>(#name);   \
         return sim::is_board_file(fd) ? answer(sim::read_node_at(fd, buffer, count, offset))       \
                                       : real(fd, buffer, count, offset);                           \
     }
@@ -87,7 +68,8 @@ mode_t mode_of(int flags, va_list arguments)
 #define SIMBOARD_PWRITE(name)                                                                      \
     SIMBOARD_EXPORT ssize_t name(int fd, const void *buffer, size_t count, off_t offset)           \
     {                                                                                              \
-        static const auto real = next<ssize_t(int, const void *, size_t, off_t)>(#name);           \
+        static const auto real =                                                                   \
+            sim::next_function<ssize_t(int, const void *, size_t, off_t)>(#name);                  \
         return sim::is_board_file(fd) ? answer(sim::write_node_at(fd, buffer, count, offset))      \
                                       : real(fd, buffer, count, offset);                           \
     }
@@ -95,7 +77,7 @@ mode_t mode_of(int flags, va_list arguments)
 #define SIMBOARD_LSEEK(name)                                                                       \
     SIMBOARD_EXPORT off_t name(int fd, off_t offset, int whence) noexcept                          \
     {                                                                                              \
-        static const auto real = next<off_t(int, off_t, int)>(#name);                              \
+        static const auto real = sim::next_function<off_t(int, off_t, int)>(#name);                \
         return sim::is_board_file(fd) ? answer(sim::seek_node(fd, offset, whence))                 \
                                       : real(fd, offset, whence);                                  \
     }
@@ -117,7 +99,7 @@ SIMBOARD_LSEEK(lseek64)
 
 SIMBOARD_EXPORT int close(int fd)
 {
-    static const auto real = next<int(int)>("close");
+    static const auto real = sim::next_function<int(int)>("close");
     if (!sim::is_board_file(fd)) {
         return real(fd);
     }
@@ -128,21 +110,35 @@ SIMBOARD_EXPORT int close(int fd)
 
 SIMBOARD_EXPORT ssize_t read(int fd, void *buffer, size_t count)
 {
-    static const auto real = next<ssize_t(int, void *, size_t)>("read");
+    static const auto real = sim::next_function<ssize_t(int, void *, size_t)>("read");
     return sim::is_board_file(fd) ? answer(sim::read_node(fd, buffer, count))
                                   : real(fd, buffer, count);
 }
 
 SIMBOARD_EXPORT ssize_t __read_chk(int fd, void *buffer, size_t count, size_t room)
 {
-    static const auto real = next<ssize_t(int, void *, size_t, size_t)>("__read_chk");
+    static const auto real = sim::next_function<ssize_t(int, void *, size_t, size_t)>("__read_chk");
     return sim::is_board_file(fd) && count <= room ? answer(sim::read_node(fd, buffer, count))
                                                    : real(fd, buffer, count, room);
 }
 
+SIMBOARD_EXPORT ssize_t __pread_chk(int fd, void *buffer, size_t count, off_t offset, size_t room)
+{
+    static const auto real =
+        sim::next_function<ssize_t(int, void *, size_t, off_t, size_t)>("__pread_chk");
+    return sim::is_board_file(fd) && count <= room
+               ? answer(sim::read_node_at(fd, buffer, count, offset))
+               : real(fd, buffer, count, offset, room);
+}
+
+SIMBOARD_EXPORT ssize_t __pread64_chk(int fd, void *buffer, size_t count, off_t offset, size_t room)
+{
+    return __pread_chk(fd, buffer, count, offset, room);
+}
+
 SIMBOARD_EXPORT ssize_t write(int fd, const void *buffer, size_t count)
 {
-    static const auto real = next<ssize_t(int, const void *, size_t)>("write");
+    static const auto real = sim::next_function<ssize_t(int, const void *, size_t)>("write");
     return sim::is_board_file(fd) ? answer(sim::write_node(fd, buffer, count))
                                   : real(fd, buffer, count);
 }
@@ -153,7 +149,7 @@ SIMBOARD_EXPORT int ioctl(int fd, unsigned long request, ...) noexcept
     va_start(arguments, request);
     void *argument = va_arg(arguments, void *);
     va_end(arguments);
-    static const auto real = next<int(int, unsigned long, ...)>("ioctl");
+    static const auto real = sim::next_function<int(int, unsigned long, ...)>("ioctl");
     return sim::is_board_file(fd) ? static_cast<int>(answer(sim::ioctl_node(fd, request, argument)))
                                   : real(fd, request, argument);
 }

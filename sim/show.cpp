@@ -1,0 +1,163 @@
+#include "sim/show.h"
+
+#include "sim/product_info.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+namespace sim {
+namespace {
+
+constexpr std::size_t row = 16;
+static_assert(eeprom_size % row == 0);
+
+/** printf into a text. */
+[[gnu::format(printf, 1, 2)]] std::string format(const char *pattern, ...)
+{
+    char text[160];
+    va_list values;
+    va_start(values, pattern);
+    std::vsnprintf(text, sizeof text, pattern, values);
+    va_end(values);
+    return text;
+}
+
+std::string type_name(flash_type type)
+{
+    switch (type) {
+    case nor:
+        return "nor";
+    case nand:
+        return "nand";
+    case ram:
+        return "ram";
+    case ubi:
+        break;
+    }
+    return "ubi";
+}
+
+char printable(uint8_t byte)
+{
+    return byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+}
+
+/** Text of a memory on a terminal: what could drive the terminal is shown as a point. */
+std::string printable(std::string text)
+{
+    std::ranges::transform(text, text.begin(), [](char letter) {
+        const auto byte = static_cast<uint8_t>(letter);
+        return byte >= 0x80 ? letter : printable(byte);
+    });
+    return text;
+}
+
+/** Rows like the one before them are left out, with a "*" in their place. */
+void dump(std::span<const uint8_t> bytes, std::ostream &out)
+{
+    bool left_out = false;
+    for (std::size_t offset = 0; offset < bytes.size(); offset += row) {
+        const auto line = bytes.subspan(offset, row);
+        if (offset > 0 && std::ranges::equal(line, bytes.subspan(offset - row, row))) {
+            out << (left_out ? "" : "  *\n");
+            left_out = true;
+            continue;
+        }
+        left_out = false;
+        out << format("  %02zx ", offset);
+        std::string text;
+        for (const uint8_t byte : line) {
+            out << format(" %02x", unsigned{byte});
+            text += printable(byte);
+        }
+        out << "  |" << text << "|\n";
+    }
+}
+
+void show_partition(int index, const partition &what, std::ostream &out)
+{
+    out << format("  mtd%-3d %-20s %-4s  %6.1f KiB in %u blocks of %.1f KiB", index,
+                  what.name.c_str(), type_name(what.type).c_str(),
+                  static_cast<double>(what.erase_size) * what.blocks / 1024, what.blocks,
+                  static_cast<double>(what.erase_size) / 1024);
+    const char *separator = ", bad: ";
+    for (const uint32_t block : what.bad) {
+        out << separator << block;
+        separator = ", ";
+    }
+    out << "\n";
+}
+
+/** The first good block, which is where the switch program reads; nothing: all are bad. */
+std::optional<uint32_t> first_good_block(const flash_memory &chip)
+{
+    for (uint32_t block = 0; block < chip.description().blocks; ++block) {
+        if (!chip.is_bad(block)) {
+            return block;
+        }
+    }
+    return std::nullopt;
+}
+
+void show_product_info(int index, flash_memory &chip, std::ostream &out)
+{
+    const partition &what = chip.description();
+    out << "\n" << what.name << " (mtd" << index;
+    const auto block = first_good_block(chip);
+    if (!block) {
+        out << "): every block is bad\n";
+        return;
+    }
+    if (what.type == nand) {
+        out << ", block " << *block;
+    }
+    const auto image = chip.bytes().subspan(std::size_t{*block} * what.erase_size);
+    if (std::ranges::all_of(image.first(what.erase_size),
+                            [](uint8_t byte) { return byte == 0xFF; })) {
+        out << "): erased\n";
+        return;
+    }
+    const auto info = decode_product_info(image);
+    if (!info) {
+        out << "): smaller than the " << product_info_size << " bytes of an image\n";
+        return;
+    }
+    const bool valid = info->checksum == info->stored_checksum;
+    out << format("): checksum 0x%08x, ", info->stored_checksum)
+        << (valid ? std::string("valid") : format("invalid (0x%08x expected)", info->checksum))
+        << "\n";
+    for (const std::string &record : info->records) {
+        out << "  " << printable(record) << "\n";
+    }
+}
+
+bool holds_product_info(const partition &what)
+{
+    return what.name == "product_info" || what.name == "product_info_other";
+}
+
+} // namespace
+
+void show_board(board &what, std::ostream &out)
+{
+    const board_description &fitted = what.description();
+    const std::vector<int> indexes = partition_indexes(fitted.partitions);
+    out << "Partitions\n";
+    for (std::size_t i = 0; i < indexes.size(); ++i) {
+        show_partition(indexes[i], fitted.partitions[i], out);
+    }
+    for (std::size_t i = 0; i < indexes.size(); ++i) {
+        if (holds_product_info(fitted.partitions[i])) {
+            show_product_info(indexes[i], what.flash(indexes[i]), out);
+        }
+    }
+    for (const auto &chip : fitted.eeproms) {
+        out << "\nEEPROM " << hex(chip.address) << " on " << fitted.i2c_bus << "\n";
+        dump(what.eeprom(chip.address), out);
+    }
+}
+
+} // namespace sim
