@@ -43,7 +43,7 @@ public:
 
     /**
      * What was done on the board so far, in order, without times and processes:
-     * "erase /dev/mtd1 offset=0x0 length=12288 = 0".
+     * "erase /dev/mtd1 start=0x0 length=0x3000 = 0".
      */
     std::vector<std::string> operations() const;
     /** Those of them that erased or wrote anything. */

@@ -37,7 +37,7 @@ TEST(setsn_on_pipes, stores_its_argument)
     EXPECT_EQ(run_on_board(board, {"setsn", "ABCDEFGHJ1234"}), (outcome{.output = saved}));
     EXPECT_TRUE(nor_holds(board, one_serial));
     EXPECT_EQ(board.changes(),
-              (std::vector<std::string>{"erase /dev/mtd1 offset=0x0 length=12288 = 0",
+              (std::vector<std::string>{"erase /dev/mtd1 start=0x0 length=0x3000 = 0",
                                         "write /dev/mtd1 offset=0x0 length=8192 = 8192"}));
 }
 
