@@ -6,6 +6,7 @@
 #include "sim/system_calls.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <limits>
@@ -72,14 +73,16 @@ board *board::current()
 std::unique_ptr<memory> board::make_memory(const std::string &name, std::size_t size,
                                            std::vector<uint8_t> content) const
 {
-    return folder_.empty() ? std::make_unique<memory>(size, std::move(content))
-                           : std::make_unique<memory>(folder_ / name, size, std::move(content));
+    if (folder_.empty()) {
+        return std::make_unique<memory>(size, std::move(content));
+    }
+    return std::make_unique<memory>(folder_ / name, size, std::move(content));
 }
 
 void board::fit(std::unique_ptr<device> node)
 {
-    std::string path = node->path();
-    nodes_.emplace(std::move(path), std::move(node));
+    auto &place = nodes_[node->path()];
+    place = std::move(node);
 }
 
 void board::fit_flash()
@@ -88,14 +91,14 @@ void board::fit_flash()
     for (std::size_t i = 0; i < indexes.size(); ++i) {
         const partition &what = description_.partitions[i];
         const int index = indexes[i];
-        auto cells = make_memory("mtd" + std::to_string(index) + ".bin",
-                                 std::size_t{what.erase_size} * what.blocks, {});
-        auto chip = std::make_unique<flash_memory>(what, std::move(cells), supply_);
+        const std::size_t size = std::size_t{what.erase_size} * what.blocks;
+        auto &chip = flashes_[index];
+        chip = std::make_unique<flash_memory>(
+            what, make_memory("mtd" + std::to_string(index) + ".bin", size, {}), supply_);
         fit(std::make_unique<mtd_device>(index, *chip));
         for (auto &text : mtd_texts(index, what)) {
             fit(std::move(text));
         }
-        flashes_.emplace(index, std::move(chip));
     }
 }
 
@@ -105,9 +108,9 @@ void board::fit_i2c()
     constexpr std::size_t cycles_size = i2c_addresses * sizeof(int64_t);
     write_cycles_ = make_memory("i2c-busy.bin", cycles_size, std::vector<uint8_t>(cycles_size, 0));
     for (const auto &what : description_.eeproms) {
-        const std::string number = hex(what.address).substr(2);
-        auto cells = make_memory("i2c-" + number + ".bin", eeprom_size, what.content);
-        auto chip = std::make_unique<eeprom_chip>(what, std::move(cells), *write_cycles_, supply_);
+        const std::string file = "i2c-" + hex(what.address).substr(2) + ".bin";
+        auto chip = std::make_unique<eeprom_chip>(
+            what, make_memory(file, eeprom_size, what.content), *write_cycles_, supply_);
         eeproms_.emplace(what.address, chip.get());
         bus->fit(std::move(chip));
     }
@@ -189,6 +192,7 @@ int64_t board::attempt(operation &what, call_kind kind, const action &act)
 int64_t board::operate(operation what, call_kind kind, const action &act)
 {
     const std::lock_guard lock(mutex_);
+    const int error_before = errno;
     const int64_t now = now_us();
     if (started_us_ < 0) {
         started_us_ = now;
@@ -198,6 +202,7 @@ int64_t board::operate(operation what, call_kind kind, const action &act)
     what.result = result < 0 ? -1 : result;
     what.error = result < 0 ? static_cast<int>(-result) : 0;
     record(std::move(what));
+    errno = error_before; // what came of the log is none of the program's business
     return result;
 }
 

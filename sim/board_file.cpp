@@ -125,10 +125,10 @@ public:
     {
         for (const auto &[key, node] : table_) {
             if (!known_.contains(key.str())) {
-                std::string text =
-                    "\"" + std::string(key.str()) + "\" is not known here; known are";
+                std::string text(key.str());
+                text += " is not known here; known are";
                 for (const std::string &name : known_) {
-                    text += " " + name;
+                    text.append(" ").append(name);
                 }
                 fail(node, text);
             }

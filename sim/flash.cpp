@@ -265,6 +265,7 @@ std::vector<std::unique_ptr<device>> mtd_texts(int index, const partition &what)
     add("writesize", std::to_string(write_size(what)));
     add("subpagesize", std::to_string(write_size(what)));
     add("oobsize", std::to_string(spare_size(what)));
+    add("oobavail", std::to_string(spare_size(what)));
     add("numeraseregions", "0");
     return texts;
 }

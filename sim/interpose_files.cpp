@@ -12,26 +12,16 @@
 
 using sim::answer;
 
-namespace {
-
-/** The third argument of open, where there is one. */
-mode_t mode_of(int flags, va_list arguments)
-{
-    const bool takes_mode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-    return takes_mode ? va_arg(arguments, mode_t) : 0;
-}
-
-} // namespace
-
 // The functions of one signature differ only in their names, which the C library's headers choose
-// among by the program's own options.
+// among by the program's own options. The optional last argument is handed on as it comes: where
+// the caller gave none, the real function does not look at it either.
 
 #define SIMBOARD_OPEN(name)                                                                        \
     SIMBOARD_EXPORT int name(const char *path, int flags, ...)                                     \
     {                                                                                              \
         va_list arguments;                                                                         \
         va_start(arguments, flags);                                                                \
-        const mode_t mode = mode_of(flags, arguments);                                             \
+        const mode_t mode = va_arg(arguments, mode_t);                                             \
         va_end(arguments);                                                                         \
         static const auto real = sim::next_function<int(const char *, int, ...)>(#name);           \
         return sim::is_board_path(path) ? answer(sim::open_node(path, flags))                      \
@@ -43,7 +33,7 @@ mode_t mode_of(int flags, va_list arguments)
     {                                                                                              \
         va_list arguments;                                                                         \
         va_start(arguments, flags);                                                                \
-        const mode_t mode = mode_of(flags, arguments);                                             \
+        const mode_t mode = va_arg(arguments, mode_t);                                             \
         va_end(arguments);                                                                         \
         static const auto real = sim::next_function<int(int, const char *, int, ...)>(#name);      \
         return sim::is_board_path(path) ? answer(sim::open_node(path, flags))                      \

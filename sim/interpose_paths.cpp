@@ -7,6 +7,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -52,7 +53,8 @@ char *resolve(const char *path, char *into)
     if (access_path(path) != 0) {
         return nullptr;
     }
-    return into != nullptr ? std::strcpy(into, path) : strdup(path);
+    return into != nullptr ? static_cast<char *>(std::memcpy(into, path, std::strlen(path) + 1))
+                           : strdup(path);
 }
 
 /** The flags of open for a mode of fopen. */
@@ -66,7 +68,7 @@ int flags_of(const std::string &mode)
 
 int descriptor_of(void *cookie)
 {
-    return static_cast<int>(reinterpret_cast<intptr_t>(cookie));
+    return *static_cast<const int *>(cookie);
 }
 
 /** A stream over a node. One of the C library's own would go round our read and write. */
@@ -87,30 +89,33 @@ FILE *open_stream(const char *path, const char *mode)
         *offset = ::lseek64(descriptor_of(cookie), *offset, whence);
         return *offset < 0 ? -1 : 0;
     };
-    functions.close = [](void *cookie) { return ::close(descriptor_of(cookie)); };
-    return ::fopencookie(reinterpret_cast<void *>(static_cast<intptr_t>(fd)), mode, functions);
+    functions.close = [](void *cookie) {
+        const std::unique_ptr<int> owned(static_cast<int *>(cookie));
+        return ::close(*owned);
+    };
+    return ::fopencookie(new int(fd), mode, functions);
 }
 
 } // namespace
 
-#define SIMBOARD_STAT(name, record)                                                                \
-    SIMBOARD_EXPORT int name(const char *path, record *into) noexcept                              \
+#define SIMBOARD_STAT(name, pointer)                                                               \
+    SIMBOARD_EXPORT int name(const char *path, pointer into) noexcept                              \
     {                                                                                              \
-        static const auto real = sim::next_function<int(const char *, record *)>(#name);           \
+        static const auto real = sim::next_function<int(const char *, pointer)>(#name);            \
         return sim::is_board_path(path) ? stat_at_path(path, into) : real(path, into);             \
     }
 
-#define SIMBOARD_FSTAT(name, record)                                                               \
-    SIMBOARD_EXPORT int name(int fd, record *into) noexcept                                        \
+#define SIMBOARD_FSTAT(name, pointer)                                                              \
+    SIMBOARD_EXPORT int name(int fd, pointer into) noexcept                                        \
     {                                                                                              \
-        static const auto real = sim::next_function<int(int, record *)>(#name);                    \
+        static const auto real = sim::next_function<int(int, pointer)>(#name);                     \
         return sim::is_board_file(fd) ? stat_of_file(fd, into) : real(fd, into);                   \
     }
 
-#define SIMBOARD_FSTATAT(name, record)                                                             \
-    SIMBOARD_EXPORT int name(int folder, const char *path, record *into, int flags) noexcept       \
+#define SIMBOARD_FSTATAT(name, pointer)                                                            \
+    SIMBOARD_EXPORT int name(int folder, const char *path, pointer into, int flags) noexcept       \
     {                                                                                              \
-        static const auto real = sim::next_function<int(int, const char *, record *, int)>(#name); \
+        static const auto real = sim::next_function<int(int, const char *, pointer, int)>(#name);  \
         if ((flags & AT_EMPTY_PATH) != 0 && sim::is_board_file(folder)) {                          \
             return stat_of_file(folder, into);                                                     \
         }                                                                                          \
@@ -127,14 +132,14 @@ FILE *open_stream(const char *path, const char *mode)
 
 extern "C" {
 
-SIMBOARD_STAT(stat, struct stat)
-SIMBOARD_STAT(stat64, struct stat64)
-SIMBOARD_STAT(lstat, struct stat)
-SIMBOARD_STAT(lstat64, struct stat64)
-SIMBOARD_FSTAT(fstat, struct stat)
-SIMBOARD_FSTAT(fstat64, struct stat64)
-SIMBOARD_FSTATAT(fstatat, struct stat)
-SIMBOARD_FSTATAT(fstatat64, struct stat64)
+SIMBOARD_STAT(stat, struct stat *)
+SIMBOARD_STAT(stat64, struct stat64 *)
+SIMBOARD_STAT(lstat, struct stat *)
+SIMBOARD_STAT(lstat64, struct stat64 *)
+SIMBOARD_FSTAT(fstat, struct stat *)
+SIMBOARD_FSTAT(fstat64, struct stat64 *)
+SIMBOARD_FSTATAT(fstatat, struct stat *)
+SIMBOARD_FSTATAT(fstatat64, struct stat64 *)
 SIMBOARD_FOPEN(fopen)
 SIMBOARD_FOPEN(fopen64)
 

@@ -22,13 +22,14 @@ std::string log_line(const operation &done, int process)
 {
     char head[64];
     std::snprintf(head, sizeof head, "%10lld %d ", static_cast<long long>(done.time_us), process);
-    std::string line = head + done.name + " " + done.path;
+    std::string line(head);
+    line.append(done.name).append(" ").append(done.path);
     if (!done.arguments.empty()) {
-        line += " " + done.arguments;
+        line.append(" ").append(done.arguments);
     }
-    line += " = " + std::to_string(done.result);
+    line.append(" = ").append(std::to_string(done.result));
     if (done.error != 0) {
-        line += " " + error_name(done.error);
+        line.append(" ").append(error_name(done.error));
     }
     return line;
 }

@@ -3,9 +3,9 @@
 #include "sim/product_info.h"
 
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
+#include <iomanip>
 #include <optional>
+#include <sstream>
 #include <string>
 
 namespace sim {
@@ -14,15 +14,19 @@ namespace {
 constexpr std::size_t row = 16;
 static_assert(eeprom_size % row == 0);
 
-/** printf into a text. */
-[[gnu::format(printf, 1, 2)]] std::string format(const char *pattern, ...)
+/** A number as so many hexadecimal digits. */
+std::string digits(uint32_t number, int count)
 {
-    char text[160];
-    va_list values;
-    va_start(values, pattern);
-    std::vsnprintf(text, sizeof text, pattern, values);
-    va_end(values);
-    return text;
+    std::ostringstream text;
+    text << std::hex << std::setfill('0') << std::setw(count) << number;
+    return text.str();
+}
+
+/** A size as a reader thinks of it: "64 KiB", "512 bytes". */
+std::string size_text(uint64_t bytes)
+{
+    return bytes % 1024 == 0 ? std::to_string(bytes / 1024) + " KiB"
+                             : std::to_string(bytes) + " bytes";
 }
 
 std::string type_name(flash_type type)
@@ -67,10 +71,10 @@ void dump(std::span<const uint8_t> bytes, std::ostream &out)
             continue;
         }
         left_out = false;
-        out << format("  %02zx ", offset);
+        out << "  " << digits(static_cast<uint32_t>(offset), 2) << " ";
         std::string text;
         for (const uint8_t byte : line) {
-            out << format(" %02x", unsigned{byte});
+            out << " " << digits(byte, 2);
             text += printable(byte);
         }
         out << "  |" << text << "|\n";
@@ -79,10 +83,9 @@ void dump(std::span<const uint8_t> bytes, std::ostream &out)
 
 void show_partition(int index, const partition &what, std::ostream &out)
 {
-    out << format("  mtd%-3d %-20s %-4s  %6.1f KiB in %u blocks of %.1f KiB", index,
-                  what.name.c_str(), type_name(what.type).c_str(),
-                  static_cast<double>(what.erase_size) * what.blocks / 1024, what.blocks,
-                  static_cast<double>(what.erase_size) / 1024);
+    out << std::left << "  " << std::setw(7) << "mtd" + std::to_string(index) << std::setw(20)
+        << what.name << " " << std::setw(5) << type_name(what.type) << what.blocks << " x "
+        << size_text(what.erase_size);
     const char *separator = ", bad: ";
     for (const uint32_t block : what.bad) {
         out << separator << block;
@@ -126,9 +129,8 @@ void show_product_info(int index, flash_memory &chip, std::ostream &out)
         return;
     }
     const bool valid = info->checksum == info->stored_checksum;
-    out << format("): checksum 0x%08x, ", info->stored_checksum)
-        << (valid ? std::string("valid") : format("invalid (0x%08x expected)", info->checksum))
-        << "\n";
+    out << "): checksum 0x" << digits(info->stored_checksum, 8);
+    out << (valid ? ", valid" : ", invalid (0x" + digits(info->checksum, 8) + " expected)") << "\n";
     for (const std::string &record : info->records) {
         out << "  " << printable(record) << "\n";
     }

@@ -73,6 +73,7 @@ int run(const fs::path &folder, std::vector<std::string> command)
     }
     preload_board(folder);
     std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string &word : command) {
         arguments.push_back(word.data());
     }

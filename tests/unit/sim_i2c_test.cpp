@@ -28,6 +28,7 @@ struct part {
 int transfer(std::vector<part> &parts)
 {
     std::vector<i2c_msg> messages;
+    messages.reserve(parts.size());
     for (part &one : parts) {
         messages.push_back(
             {one.address, one.flags, static_cast<uint16_t>(one.data.size()), one.data.data()});
