@@ -322,7 +322,7 @@ TEST(card_type, lets_only_payloads_for_this_board_in)
         const frame &right;
         const std::string &records;
     };
-    const std::string zeros_to_64(2 * 60, '0');
+    const std::string zeros_to_64(120, '0'); // 60 bytes
     const card cards[] = {
         // The type in the TLV area of a record with checksum, and in its type byte.
         {"01 7e 00 f1 00 06 06 04 00 00 00 0e 01 8e", for_card_5, for_card_14, card_14_records},
