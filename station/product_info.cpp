@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <map>
-#include <optional>
 
+#include "entry_reader.h"
 #include "framed.h"
 
 namespace station {
@@ -34,55 +34,21 @@ constexpr binary_property binary_properties[] = {
 /** The switch itself keeps a mark of its progress under this name. */
 constexpr std::string_view progress_mark = "ProductInfo";
 
-std::optional<std::uint8_t> digit(char character)
-{
-    if (character >= '0' && character <= '9') {
-        return static_cast<std::uint8_t>(character - '0');
-    }
-    if (character >= 'A' && character <= 'F') {
-        return static_cast<std::uint8_t>(character - 'A' + 10);
-    }
-    if (character >= 'a' && character <= 'f') {
-        return static_cast<std::uint8_t>(character - 'a' + 10);
-    }
-    return std::nullopt;
-}
-
-/** The bytes of "00 1A 2B", "00:1A:2B" or "001A2B"; none where it is something else. */
-std::optional<bytes> from_hex(std::string_view text)
-{
-    bytes out;
-    for (std::size_t at = 0; at < text.size();) {
-        if (text[at] == ' ' || text[at] == ':') {
-            ++at;
-            continue;
-        }
-        const auto high = digit(text[at]);
-        const auto low = at + 1 < text.size() ? digit(text[at + 1]) : std::nullopt;
-        if (!high || !low) {
-            return std::nullopt;
-        }
-        out.push_back(static_cast<std::uint8_t>(*high << 4 | *low));
-        at += 2;
-    }
-    return out;
-}
-
-std::string size_of(const bytes &value)
-{
-    return std::to_string(value.size()) + (value.size() == 1 ? " byte" : " bytes");
-}
-
 /** Reads one [[property]]. Every mistake is told; the result then does not matter. */
 class property_reader {
 public:
-    property_reader(const job_table &table, mistakes &wrong) : table_(table), wrong_(wrong) {}
+    property_reader(const job_table &table, mistakes &wrong)
+        : table_(table), wrong_(wrong), entry_(table, "property", wrong)
+    {
+    }
 
     property read()
     {
         table_.allow_only({"name", "text", "hex", "type"}, wrong_);
         read_name();
-        if (read_value()) {
+        if (auto value = entry_.read_value()) {
+            read_.value = std::move(*value);
+            read_.type = entry_.has_text() ? property_type::text : property_type::binary;
             read_type();
             check_value();
         }
@@ -90,77 +56,28 @@ public:
     }
 
 private:
-    void complain(std::string_view key, const std::string &what)
-    {
-        wrong_.add(table_.line_of(key),
-                   read_.name.empty() ? what
-                                      : "property \"" + printable(read_.name) + "\": " + what);
-    }
-
     void read_name()
     {
-        const auto name = table_.text("name", "a text, as in name = \"SerialNO\"", wrong_);
+        const auto name = entry_.read_name("SerialNO");
         if (!name) {
             return;
         }
         read_.name = *name;
         if (name->empty()) {
-            complain("name", "the name is empty: expected 1 to 63 bytes");
+            entry_.complain("name", "the name is empty: expected 1 to 63 bytes");
         } else if (name->size() > largest_name) {
-            complain("name", "the name has " + std::to_string(name->size()) +
-                                 " bytes: expected at most 63, the switch would cut it");
+            entry_.complain("name", "the name has " + std::to_string(name->size()) +
+                                        " bytes: expected at most 63, the switch would cut it");
         }
         if (name->find('\0') != std::string::npos) {
-            complain("name", "a NUL in the name: the switch would end it there");
+            entry_.complain("name", "a NUL in the name: the switch would end it there");
         }
         if (name->find('=') != std::string::npos) {
-            complain("name", "a \"=\" in the name: the switch would end it there");
+            entry_.complain("name", "a \"=\" in the name: the switch would end it there");
         }
         if (*name == progress_mark) {
-            complain("name", "the switch keeps its own mark under this name");
+            entry_.complain("name", "the switch keeps its own mark under this name");
         }
-    }
-
-    bool read_value()
-    {
-        const bool text = table_.has("text");
-        const bool hex = table_.has("hex");
-        if (text == hex) {
-            complain(text ? "hex" : "name",
-                     std::string(text ? "both \"text\" and \"hex\"" : "no value") +
-                         ": expected either text = \"...\" or hex = \"00 1A 2B\"");
-            return false;
-        }
-        return text ? read_text() : read_hex();
-    }
-
-    bool read_text()
-    {
-        const auto text = table_.text("text", "a text, as in text = \"CN\"", wrong_);
-        if (!text) {
-            return false;
-        }
-        put_text(read_.value, *text);
-        read_.type = property_type::text;
-        return true;
-    }
-
-    bool read_hex()
-    {
-        const auto text = table_.text("hex", "a text, as in hex = \"00 1A 2B\"", wrong_);
-        if (!text) {
-            return false;
-        }
-        const auto value = from_hex(*text);
-        if (!value) {
-            complain("hex", "\"" + printable(*text) +
-                                "\" is not hexadecimal: expected pairs of digits, as in "
-                                "hex = \"00 1A 2B\"");
-            return false;
-        }
-        read_.value = *value;
-        read_.type = property_type::binary;
-        return true;
     }
 
     void read_type()
@@ -173,36 +90,37 @@ private:
         if (type && (*type == 1 || *type == 2)) {
             read_.type = static_cast<property_type>(*type);
         } else if (type) {
-            complain("type", "type " + std::to_string(*type) + ": expected " + expected);
+            entry_.complain("type", "type " + std::to_string(*type) + ": expected " + expected);
         }
     }
 
     void check_value()
     {
-        const auto *key = table_.has("text") ? "text" : "hex";
         const bool binary = read_.type == property_type::binary;
         const auto largest = binary ? largest_binary : largest_text;
         for (const auto &known : binary_properties) {
             const auto size = read_.value.size();
             if (known.name == read_.name &&
                 (!binary || size < known.smallest || size > known.largest)) {
-                complain(key, (binary ? size_of(read_.value) : std::string("a text")) +
-                                  ": expected " + known.expected);
+                entry_.complain_of_value((binary ? size_of(read_.value) : std::string("a text")) +
+                                         ": expected " + known.expected);
                 return;
             }
         }
         if (read_.value.size() > largest) {
-            complain(key, "the value has " + size_of(read_.value) + ": expected at most " +
-                              std::to_string(largest) + " for type " + (binary ? "2" : "1") +
-                              ", the switch would cut it");
+            entry_.complain_of_value("the value has " + size_of(read_.value) +
+                                     ": expected at most " + std::to_string(largest) +
+                                     " for type " + (binary ? "2" : "1") +
+                                     ", the switch would cut it");
         }
         if (!binary && std::find(read_.value.begin(), read_.value.end(), 0) != read_.value.end()) {
-            complain(key, "a NUL in a value of type 1: the switch would end it there");
+            entry_.complain_of_value("a NUL in a value of type 1: the switch would end it there");
         }
     }
 
     const job_table &table_;
     mistakes &wrong_;
+    entry_reader entry_;
     property read_;
 };
 
