@@ -3,6 +3,7 @@
 #include "sim/clock.h"
 #include "sim/eeprom_chip.h"
 #include "sim/i2c_bus.h"
+#include "sim/registers.h"
 #include "sim/system_calls.h"
 
 #include <algorithm>
@@ -50,6 +51,7 @@ board::board(board_description description, std::filesystem::path folder)
         throw std::logic_error("a process has one board at a time");
     }
     fit_flash();
+    fit_cpld();
     fit_i2c();
     for (const fault &one : description_.faults) {
         faults_.add(one);
@@ -102,15 +104,46 @@ void board::fit_flash()
     }
 }
 
+void board::fit_cpld()
+{
+    if (!description_.cpld) {
+        return;
+    }
+    std::vector<uint8_t> start(cpld_size, 0xFF);
+    for (const auto &[number, value] : description_.cpld->registers) {
+        start[number] = value;
+    }
+    auto node = std::make_unique<register_device>(
+        "/dev/cpld0", make_memory("cpld0.bin", cpld_size, std::move(start)));
+    cpld_ = node.get();
+    fit(std::move(node));
+}
+
+bool board::protects(const sim::eeprom &what) const
+{
+    if (!what.is_protected()) {
+        return false;
+    }
+    if (what.lifted_by_driver && driver_state_->bytes()[0] == 0) {
+        return false;
+    }
+    return std::ranges::none_of(what.lifted_by_cpld, [&](const auto &way) {
+        const auto &[number, values] = way;
+        return std::ranges::find(values, cpld_->bytes()[number]) != values.end();
+    });
+}
+
 void board::fit_i2c()
 {
     auto bus = std::make_unique<i2c_bus>(description_.i2c_bus);
     constexpr std::size_t cycles_size = i2c_addresses * sizeof(int64_t);
     write_cycles_ = make_memory("i2c-busy.bin", cycles_size, std::vector<uint8_t>(cycles_size, 0));
+    driver_state_ = make_memory("driver.bin", 1, {1});
     for (const auto &what : description_.eeproms) {
         const std::string file = "i2c-" + hex(what.address).substr(2) + ".bin";
         auto chip = std::make_unique<eeprom_chip>(
-            what, make_memory(file, eeprom_size, what.content), *write_cycles_, supply_);
+            what, make_memory(file, eeprom_size, what.content), *write_cycles_, supply_,
+            [this, &what] { return protects(what); });
         eeproms_.emplace(what.address, chip.get());
         bus->fit(std::move(chip));
     }
@@ -125,6 +158,24 @@ flash_memory &board::flash(int index)
 std::span<uint8_t> board::eeprom(uint8_t address)
 {
     return eeproms_.at(address)->bytes();
+}
+
+bool board::is_protected(uint8_t address) const
+{
+    return eeproms_.at(address)->is_protected();
+}
+
+std::span<uint8_t> board::cpld()
+{
+    if (cpld_ == nullptr) {
+        throw std::out_of_range("no CPLD is fitted");
+    }
+    return cpld_->bytes();
+}
+
+void board::protect_by_driver(bool on)
+{
+    driver_state_->bytes()[0] = on ? 1 : 0;
 }
 
 void board::inject(fault what)

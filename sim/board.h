@@ -20,6 +20,7 @@
 namespace sim {
 
 class eeprom_chip;
+class register_device;
 
 /** The log of a board folder. */
 constexpr const char *log_file_name = "log.txt";
@@ -54,6 +55,10 @@ public:
     flash_memory &flash(int index);
     /** The bytes of an EEPROM. Throws std::out_of_range when there is none. */
     std::span<uint8_t> eeprom(uint8_t address);
+    /** Whether an EEPROM ignores writes now. Throws std::out_of_range when there is none. */
+    bool is_protected(uint8_t address) const;
+    /** The registers of the CPLD. Throws std::out_of_range when there is none. */
+    std::span<uint8_t> cpld();
 
     /** Adds a fault; its operations are counted from now. Throws std::invalid_argument. */
     void inject(fault what);
@@ -74,8 +79,8 @@ public:
     device *find(std::string_view path) const;
     /** The names in a folder of the board, or nothing when there is no such folder. */
     std::vector<std::string> list(std::string_view folder) const;
-    /** What dev_drv_init answers when nothing goes wrong. */
-    int32_t driver_init_result() const { return description_.driver_init_result; }
+    /** Sets or lifts the driver library's write protection of the system EEPROM. */
+    void protect_by_driver(bool on);
 
     /** Which call an operation came in by: "ioctl" faults strike every ioctl. */
     enum class call_kind { plain, ioctl };
@@ -91,7 +96,10 @@ private:
     std::unique_ptr<memory> make_memory(const std::string &name, std::size_t size,
                                         std::vector<uint8_t> content) const;
     void fit_flash();
+    void fit_cpld();
     void fit_i2c();
+    /** The state of an EEPROM's write-protect pin. */
+    bool protects(const sim::eeprom &what) const;
     void fit(std::unique_ptr<device> node);
     int64_t attempt(operation &what, call_kind kind, const action &act);
     void record(operation done);
@@ -104,6 +112,8 @@ private:
     std::vector<operation> log_;
     int64_t started_us_ = -1;
     std::map<int, std::unique_ptr<flash_memory>> flashes_;
+    register_device *cpld_ = nullptr;      // among the nodes, or none
+    std::unique_ptr<memory> driver_state_; // one byte: the driver library's protection is on
     std::unique_ptr<memory> write_cycles_; // int64_t for each I2C address: its chip is busy until
     std::map<uint8_t, eeprom_chip *> eeproms_;
     std::map<std::string, std::unique_ptr<device>, std::less<>> nodes_;

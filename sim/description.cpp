@@ -48,6 +48,11 @@ std::optional<std::string> find_mistake(const eeprom &chip)
     if (chip.content.size() > eeprom_size) {
         return "the content must not be longer than 256 bytes";
     }
+    for (const auto &[number, values] : chip.lifted_by_cpld) {
+        if (values.empty()) {
+            return "no value of register " + hex(number) + " lifts the protection";
+        }
+    }
     return std::nullopt;
 }
 
@@ -124,6 +129,11 @@ std::optional<mistake> find_mistake(const board_description &description)
     }
     if (const auto again = find_repetition(addresses)) {
         return mistake{eeproms, *again, "its address is that of another EEPROM"};
+    }
+    for (std::size_t i = 0; i < description.eeproms.size(); ++i) {
+        if (!description.eeproms[i].lifted_by_cpld.empty() && !description.cpld) {
+            return mistake{eeproms, i, "lifted_by_cpld needs a CPLD: [cpld] is missing"};
+        }
     }
     return find_wrong_entry(faults, description.faults);
 }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,12 +23,31 @@ struct partition {
     uint32_t page_size = 2048;      // NAND only: what is written is whole pages
 };
 
-/** A 256-byte EEPROM on the I2C bus. */
+/**
+ * A 256-byte EEPROM on the I2C bus. It can be written at any time, unless there are ways to lift
+ * its write protection: then it can while one of them has.
+ */
 struct eeprom {
     uint8_t address = 0;               // 7 bits
     std::vector<uint8_t> content = {}; // as delivered, from offset 0; the rest is 0xFF
     unsigned page_size = 8;
     unsigned write_cycle_ms = 5; // how long it does not answer after a write
+    // CPLD registers that lift the protection, each with the values that do.
+    std::map<uint8_t, std::vector<uint8_t>> lifted_by_cpld = {};
+    bool lifted_by_driver = false; // drv_set_e2_wr_pro(0, 0) lifts it, (0, 1) restores it
+
+    bool is_protected() const { return !lifted_by_cpld.empty() || lifted_by_driver; }
+};
+
+/** The CPLD of the board: 256 byte registers behind /dev/cpld0. */
+struct cpld {
+    std::map<uint8_t, uint8_t> registers = {}; // as they start; the others are 0xFF
+};
+
+/** What the operations of the driver library answer when nothing goes wrong. */
+struct driver {
+    int32_t init_result = 0;      // of dev_drv_init
+    int32_t e2_wr_pro_result = 0; // of drv_set_e2_wr_pro, which does nothing unless this is 0
 };
 
 /**
@@ -47,16 +67,18 @@ struct fault {
 struct board_description {
     std::vector<partition> partitions = {};
     std::vector<eeprom> eeproms = {};
+    std::optional<sim::cpld> cpld = {}; // none: there is no /dev/cpld0
     std::vector<fault> faults = {};
     std::optional<uint64_t> cut_after = {}; // power: see class power
     std::string i2c_bus = "/dev/i2c-0";
-    int32_t driver_init_result = 0; // what dev_drv_init answers
+    sim::driver driver = {};
 };
 
-/**
- * The EEPROM's size: all that a one-byte word address reaches.
- */
+/** The EEPROM's size: all that a one-byte word address reaches. */
 constexpr std::size_t eeprom_size = 256;
+
+/** The number of the CPLD's registers. */
+constexpr std::size_t cpld_size = 256;
 
 /** The index of each partition, in order: given, or one above the one before. */
 std::vector<int> partition_indexes(const std::vector<partition> &partitions);

@@ -39,6 +39,9 @@ public:
     /** Fills what stat tells of the node: mode, and the device's number or the size. */
     virtual void describe(struct stat &status) const = 0;
 
+    /** Whether the log keeps the bytes that are read and written. */
+    virtual bool logs_bytes() const { return false; }
+
     virtual int64_t read(open_file &, std::span<uint8_t>) { return -EINVAL; }
     virtual int64_t write(open_file &, std::span<const uint8_t>) { return -EINVAL; }
     virtual int64_t seek(open_file &, int64_t, int) { return -ESPIPE; }

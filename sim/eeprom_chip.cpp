@@ -8,10 +8,10 @@
 namespace sim {
 
 eeprom_chip::eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells, memory &write_cycles,
-                         power &supply)
+                         power &supply, std::function<bool()> is_protected)
     : i2c_chip(what.address), page_size_(what.page_size),
       write_cycle_us_(int64_t{what.write_cycle_ms} * 1000), cells_(std::move(cells)),
-      write_cycles_(write_cycles), supply_(supply)
+      write_cycles_(write_cycles), supply_(supply), is_protected_(std::move(is_protected))
 {
 }
 
@@ -59,11 +59,11 @@ uint8_t eeprom_chip::read()
 
 void eeprom_chip::stop()
 {
-    if (!latch_.empty()) {
+    if (!latch_.empty() && !is_protected_()) {
         program();
-        latch_.clear();
         busy_until(now_us() + write_cycle_us_);
     }
+    latch_.clear();
 }
 
 void eeprom_chip::program()

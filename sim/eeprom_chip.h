@@ -5,6 +5,7 @@
 #include "sim/memory.h"
 #include "sim/power.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -13,8 +14,9 @@ namespace sim {
 
 /**
  * A serial EEPROM with a one-byte word address. A write fills a page and wraps inside it, is
- * programmed at the stop, and the chip then answers to nobody until its write cycle is over. A read
- * goes on from the word address and wraps at the end of the memory.
+ * programmed at the stop, and the chip then answers to nobody until its write cycle is over. While
+ * it is protected it takes what is written to it, but programs nothing and begins no write cycle. A
+ * read goes on from the word address and wraps at the end of the memory.
  */
 class eeprom_chip : public i2c_chip {
 public:
@@ -22,11 +24,13 @@ public:
      * write_cycles: for each I2C address the end of its chip's write cycle, an int64_t of
      * microseconds of the monotonic clock. It is kept apart from the chip because a cycle may
      * outlive the process that began it.
+     * is_protected: the state of its write-protect pin.
      */
     eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells, memory &write_cycles,
-                power &supply);
+                power &supply, std::function<bool()> is_protected);
 
     std::span<uint8_t> bytes() { return cells_->bytes(); }
+    bool is_protected() const { return is_protected_(); }
 
     bool start(bool reading) override;
     bool write(uint8_t byte) override;
@@ -44,6 +48,7 @@ private:
     std::unique_ptr<memory> cells_;
     memory &write_cycles_;
     power &supply_;
+    std::function<bool()> is_protected_;
     uint8_t word_ = 0;           // the word address
     bool word_follows_ = false;  // the next byte written is the word address
     std::vector<uint8_t> latch_; // written since, not yet programmed

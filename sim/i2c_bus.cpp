@@ -37,15 +37,12 @@ int check(std::span<const i2c_bus::message> messages)
 
 void log_message(const i2c_bus::message &one, std::size_t moved, operation &log)
 {
-    constexpr char digits[] = "0123456789abcdef";
     if ((one.flags & I2C_M_NOSTART) == 0) {
         log.arguments += is_read(one) ? " read=" : " write=";
     }
-    for (const uint8_t byte : one.bytes.first(moved)) {
-        log.arguments += digits[byte >> 4];
-        log.arguments += digits[byte & 0x0F];
-        log.data.push_back(byte);
-    }
+    const auto bytes = one.bytes.first(moved);
+    log.arguments += hex_digits(bytes);
+    log.data.insert(log.data.end(), bytes.begin(), bytes.end());
 }
 
 /** Word address and length, of what crossed the bus. */

@@ -18,6 +18,17 @@ std::string hex(uint64_t number)
     return text;
 }
 
+std::string hex_digits(std::span<const uint8_t> bytes)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (const uint8_t byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 0x0F];
+    }
+    return text;
+}
+
 std::string log_line(const operation &done, int process)
 {
     char head[64];

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,7 +12,8 @@ namespace sim {
  * One operation of a program on the board, as the log keeps it. The names and what else they fill:
  *
  *   open, close                       nothing
- *   read, write                       offset, length asked for
+ *   read, write                       offset, length asked for; of registers (/dev/cpld0) the
+ *                                     offset is the register's number, and data the bytes moved
  *   lseek                             offset asked for
  *   getinfo (MEMGETINFO)              nothing
  *   erase (MEMERASE)                  offset, length
@@ -22,7 +24,7 @@ namespace sim {
  *                                     data: every byte that crossed the bus, word address included
  *   slave (I2C_SLAVE)                 address
  *   ioctl                             any other request
- *   dev_drv_init                      nothing; the path is "libdev_drv"
+ *   dev_drv_init, drv_set_e2_wr_pro   nothing; the path is "libdev_drv"
  *   power_cut                         nothing; the path is "board"
  */
 struct operation {
@@ -40,14 +42,18 @@ struct operation {
 
 /** The names that a fault can go by: those above that can fail, every ioctl, everything. */
 constexpr std::string_view fault_operations[] = {
-    "open",   "close",       "read",     "write", "lseek",        "getinfo", "erase", "lock",
-    "unlock", "getbadblock", "transfer", "slave", "dev_drv_init", "ioctl",   "any"};
+    "open",  "close",  "read",        "write",    "lseek", "getinfo",      "erase",
+    "lock",  "unlock", "getbadblock", "transfer", "slave", "dev_drv_init", "drv_set_e2_wr_pro",
+    "ioctl", "any"};
 
 /** The symbol of an error number, "EIO". */
 std::string error_name(int error);
 
 /** "0x1f" */
 std::string hex(uint64_t number);
+
+/** Two digits a byte: "00fb". */
+std::string hex_digits(std::span<const uint8_t> bytes);
 
 /**
  * The operation's line in a log: time, process, name, path, arguments, "=", result and, of a

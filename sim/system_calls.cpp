@@ -17,10 +17,7 @@ namespace sim {
 namespace {
 
 constexpr std::string_view board_prefixes[] = {
-    "/dev/mtd",
-    "/dev/i2c-",
-    "/dev/i2c/",
-    "/sys/class/mtd",
+    "/dev/mtd", "/dev/i2c-", "/dev/i2c/", "/dev/cpld", "/sys/class/mtd",
 };
 
 /** By descriptor. Looked up without a lock, for every call of the program passes here. */
@@ -63,6 +60,16 @@ int64_t operate(operation what, const board::action &act,
     return board::current()->operate(std::move(what), kind, act);
 }
 
+void log_bytes(const open_file &file, std::span<const uint8_t> buffer, int64_t moved,
+               operation &log)
+{
+    if (moved > 0 && file.node->logs_bytes()) {
+        const auto bytes = buffer.first(static_cast<std::size_t>(moved));
+        log.data.assign(bytes.begin(), bytes.end());
+        log.arguments += " data=" + hex_digits(bytes);
+    }
+}
+
 /** The real descriptor under a simulated one, with the access mode asked for. */
 int64_t reserve(open_file file)
 {
@@ -80,23 +87,30 @@ int64_t reserve(open_file file)
 
 int64_t read_from(open_file &file, void *buffer, std::size_t count)
 {
-    return operate(on_bytes(file, "read", count), [&](operation &, std::size_t limit) -> int64_t {
+    const auto act = [&](operation &log, std::size_t limit) -> int64_t {
         if (!can_read(file)) {
             return -EBADF;
         }
-        return file.node->read(file, {static_cast<uint8_t *>(buffer), std::min(count, limit)});
-    });
+        const std::span into(static_cast<uint8_t *>(buffer), std::min(count, limit));
+        const int64_t result = file.node->read(file, into);
+        log_bytes(file, into, result, log);
+        return result;
+    };
+    return operate(on_bytes(file, "read", count), act);
 }
 
 int64_t write_to(open_file &file, const void *buffer, std::size_t count)
 {
-    return operate(on_bytes(file, "write", count), [&](operation &, std::size_t limit) -> int64_t {
+    const auto act = [&](operation &log, std::size_t limit) -> int64_t {
         if (!can_write(file)) {
             return -EBADF;
         }
-        return file.node->write(file,
-                                {static_cast<const uint8_t *>(buffer), std::min(count, limit)});
-    });
+        const std::span data(static_cast<const uint8_t *>(buffer), std::min(count, limit));
+        const int64_t result = file.node->write(file, data);
+        log_bytes(file, data, result, log);
+        return result;
+    };
+    return operate(on_bytes(file, "write", count), act);
 }
 
 /** The same open file at another position. */

@@ -18,5 +18,4 @@ extern "C" {
 {
     return simboard_drv_set_e2_wr_pro != nullptr ? simboard_drv_set_e2_wr_pro(index, protect) : -1;
 }
-
 }

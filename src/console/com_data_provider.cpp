@@ -188,8 +188,10 @@ int32_t com_read_timeout(uint8_t *buffer, uint64_t count, int64_t timeout_ms)
 
 int32_t com_write_complete(const uint8_t *buffer, uint64_t count)
 {
-    const waiting_output output;
-    fwrite(buffer, 1, count, stdout);
+    if (count != 0) {
+        const waiting_output output;
+        fwrite(buffer, 1, count, stdout);
+    }
     return 0;
 }
 

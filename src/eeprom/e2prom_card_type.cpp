@@ -75,9 +75,10 @@ bool checksum_is_right(const card_record &record, std::span<const uint8_t> conte
     const auto summed = content.first(length);
     const uint8_t *end = &content[length];
     const uint16_t stored = load_be16(end);
-    const auto computed = std::accumulate(
-        summed.begin(), summed.end(), uint16_t{0},
-        [](uint16_t sum, uint8_t byte) { return static_cast<uint16_t>(sum + byte); });
+    const auto computed =
+        std::accumulate(summed.begin(), summed.end(), uint16_t{0}, [](uint16_t sum, uint8_t byte) {
+            return static_cast<uint16_t>(sum + byte);
+        });
     SETMAC_TRACE_AS("dfd_check_e2prom_info", __LINE__,
                     "Len:%d, chechsum_low:0x%x, high:0x%x, checksum:0x%x.\n",
                     static_cast<int>(length), end[0], end[1], stored);

@@ -70,6 +70,13 @@ tlv_record tlv_record_at(const uint8_t *image, size_t offset)
     return record;
 }
 
+bool is_text_tlv(int32_t code)
+{
+    return (code >= tlv_product_model && code <= tlv_serial_number) ||
+           (code >= tlv_label_revision && code <= tlv_onie_version) ||
+           (code >= tlv_manufacturer && code <= tlv_service_tag);
+}
+
 bool is_valid_tlv(const uint8_t *record)
 {
     return record[0] != 0x00 && record[0] != 0xFF;

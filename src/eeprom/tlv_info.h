@@ -88,6 +88,9 @@ void tlv_set_total_length(uint8_t *image, uint32_t length);
 /** The record at `offset` of the image. */
 tlv_record tlv_record_at(const uint8_t *image, size_t offset);
 
+/** Whether the value of a code's records is the text that they are added from. */
+bool is_text_tlv(int32_t code);
+
 /** Whether a record's type may stand in an image: neither 0x00 nor 0xFF. */
 bool is_valid_tlv(const uint8_t *record);
 

@@ -214,19 +214,10 @@ tlv_add_status set_bytes(tlv_value &value, const char *list)
 
 tlv_add_status build_value(tlv_value &value, int32_t code, const char *text, int32_t count)
 {
-    switch (code) {
-    case tlv_product_model:
-    case tlv_part_number:
-    case tlv_serial_number:
-    case tlv_label_revision:
-    case tlv_platform_name:
-    case tlv_onie_version:
-    case tlv_manufacturer:
-    case tlv_country_code:
-    case tlv_vendor_name:
-    case tlv_diag_version:
-    case tlv_service_tag:
+    if (is_text_tlv(code)) {
         return put_string(value, text);
+    }
+    switch (code) {
     case tlv_mac_address:
         return put_mac_address(value, text);
     case tlv_manufacture_date:

@@ -72,22 +72,12 @@ void list_bytes(const tlv_record &record, char (&text)[tlv_text_size])
 void decode_tlv_value(const tlv_record &record, char (&text)[tlv_text_size])
 {
     const auto &value = record.value;
-    switch (record.type) {
-    case tlv_product_model:
-    case tlv_part_number:
-    case tlv_serial_number:
-    case tlv_manufacture_date:
-    case tlv_label_revision:
-    case tlv_platform_name:
-    case tlv_onie_version:
-    case tlv_manufacturer:
-    case tlv_country_code:
-    case tlv_vendor_name:
-    case tlv_diag_version:
-    case tlv_service_tag:
+    if (is_text_tlv(record.type) || record.type == tlv_manufacture_date) {
         memcpy(text, value.data(), record.length);
         text[record.length] = '\0';
-        break;
+        return;
+    }
+    switch (record.type) {
     case tlv_mac_address:
         snprintf(text, tlv_text_size, "%02X:%02X:%02X:%02X:%02X:%02X", value[0], value[1], value[2],
                  value[3], value[4], value[5]);

@@ -83,7 +83,7 @@ short = 0
     EXPECT_EQ(board.eeproms[0].content, (std::vector<uint8_t>{0x54, 0x6C, 0x76}));
     EXPECT_EQ(board.eeproms[0].page_size, 16U);
     EXPECT_EQ(board.eeproms[0].write_cycle_ms, 10U);
-    EXPECT_EQ(board.driver_init_result, -3);
+    EXPECT_EQ(board.driver.init_result, -3);
     EXPECT_EQ(board.cut_after, 1000U);
     ASSERT_EQ(board.faults.size(), 2U);
     EXPECT_EQ(board.faults[0].operation, "write");
@@ -94,6 +94,32 @@ short = 0
     EXPECT_EQ(board.faults[1].short_to, 0U);
 }
 
+TEST(sim_board_file, describes_a_cpld_and_what_lifts_a_write_protection)
+{
+    const auto board = parse(R"(
+[cpld]
+registers = { 0x25 = 0xF0, 49 = 7 }
+[driver]
+e2_wr_pro_result = -1
+[[eeprom]]
+address = 0x56
+lifted_by_cpld = { 0x25 = [0xFB, 0xFA], 0x31 = [0] }
+lifted_by_driver = true
+[[eeprom]]
+address = 0x57
+)");
+    ASSERT_TRUE(board.cpld.has_value());
+    EXPECT_EQ(board.cpld->registers, (std::map<uint8_t, uint8_t>{{0x25, 0xF0}, {0x31, 7}}));
+    EXPECT_EQ(board.driver.e2_wr_pro_result, -1);
+    EXPECT_EQ(board.eeproms[0].lifted_by_cpld,
+              (std::map<uint8_t, std::vector<uint8_t>>{{0x25, {0xFB, 0xFA}}, {0x31, {0}}}));
+    EXPECT_TRUE(board.eeproms[0].lifted_by_driver);
+    EXPECT_TRUE(board.eeproms[0].is_protected());
+    EXPECT_FALSE(board.eeproms[1].is_protected());
+    EXPECT_FALSE(parse("").cpld.has_value());
+    EXPECT_TRUE(parse("[cpld]").cpld.has_value());
+}
+
 TEST(sim_board_file, an_empty_file_is_a_bare_board)
 {
     EXPECT_TRUE(parse("").partitions.empty());
@@ -102,8 +128,8 @@ TEST(sim_board_file, an_empty_file_is_a_bare_board)
 TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
 {
     const std::pair<const char *, const char *> wrong[] = {
-        {"\nx = 1", "board.toml:2: x is not known here; known are driver eeprom fault i2c_bus "
-                    "partition power"},
+        {"\nx = 1", "board.toml:2: x is not known here; known are cpld driver eeprom fault "
+                    "i2c_bus partition power"},
         {"i2c_bus = 7", "board.toml:1: i2c_bus must be a text in quotes"},
         {"i2c_bus = \"/dev/spi\"", "board.toml:1: i2c_bus must begin with \"/dev/i2c-\""},
         {"partition = 1",
@@ -148,7 +174,26 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
          "board.toml:1: either error or short must be given, and not both"},
         {"[[fault]]\noperation = \"red\"\nshort = 1",
          "board.toml:1: operation must be one of open close read write lseek getinfo erase lock "
-         "unlock getbadblock transfer slave dev_drv_init ioctl any"},
+         "unlock getbadblock transfer slave dev_drv_init drv_set_e2_wr_pro ioctl any"},
+        {"cpld = 1", "board.toml:1: cpld must be one table, headed [cpld]"},
+        {"[cpld]\nregisters = 5",
+         "board.toml:2: registers must be registers with values, as { 0x25 = 0xFF }"},
+        {"[cpld]\nregisters = { 0x100 = 5 }",
+         "board.toml:2: 0x100 is not the number of a register: 0 to 0xFF"},
+        {"[cpld]\nregisters = { 0x = 5 }",
+         "board.toml:2: 0x is not the number of a register: 0 to 0xFF"},
+        {"[cpld]\nregisters = { 1 = 256 }",
+         "board.toml:2: each value of registers must be a whole number from 0 to 255"},
+        {"[[eeprom]]\naddress = 8\nlifted_by_cpld = { 1 = 2 }",
+         "board.toml:3: lifted_by_cpld must be a list of numbers, as [0, 5]"},
+        {"[[eeprom]]\naddress = 8\nlifted_by_cpld = { 1 = [256] }",
+         "board.toml:3: each entry of lifted_by_cpld must be a whole number from 0 to 255"},
+        {"[cpld]\n[[eeprom]]\naddress = 8\nlifted_by_cpld = { 1 = [] }",
+         "board.toml:2: no value of register 0x1 lifts the protection"},
+        {"[[eeprom]]\naddress = 8\nlifted_by_cpld = { 1 = [2] }",
+         "board.toml:1: lifted_by_cpld needs a CPLD: [cpld] is missing"},
+        {"[[eeprom]]\naddress = 8\nlifted_by_driver = 0",
+         "board.toml:3: lifted_by_driver must be true or false"},
         {"driver = 1", "board.toml:1: driver must be one table, headed [driver]"},
         {"[driver]\ninit_result = 2147483648",
          "board.toml:2: init_result must be a whole number from -2147483648 to 2147483647"},

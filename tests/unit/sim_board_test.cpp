@@ -348,7 +348,7 @@ TEST(sim_power, comes_back_when_switched_on)
 TEST(sim_driver, the_library_is_answered_by_the_board)
 {
     EXPECT_EQ(dev_drv_init(), 0);
-    sim::board board({.driver_init_result = -7});
+    sim::board board({.driver = {.init_result = -7}});
     EXPECT_EQ(dev_drv_init(), -7);
     EXPECT_EQ(board.count("dev_drv_init", "libdev_drv"), 1U);
     EXPECT_EQ(board.log()[0].arguments, "answer=-7");

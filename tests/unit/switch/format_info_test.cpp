@@ -6,6 +6,7 @@
 #include "console_fixture.h"
 #include "eeprom/e2prom.h"
 #include "exchange/protocol.h"
+#include "payloads.h"
 #include "sim/board.h"
 #include "store/productinfo.h"
 #include "support.h"
@@ -13,33 +14,13 @@
 namespace {
 
 using support::bytes;
+using support::node;
 using support::operator+;
+using support::part;
 using support::printed;
 using support::trace_log;
 
 using byte_list = std::vector<uint8_t>;
-
-/** "name" NUL, type, big-endian length, value. */
-byte_list node(std::string_view name, uint8_t type, const byte_list &value)
-{
-    const auto length = static_cast<uint32_t>(value.size());
-    return bytes(name) +
-           byte_list{0,
-                     type,
-                     static_cast<uint8_t>(length >> 24),
-                     static_cast<uint8_t>(length >> 16),
-                     static_cast<uint8_t>(length >> 8),
-                     static_cast<uint8_t>(length)} +
-           value;
-}
-
-byte_list part(uint8_t flag, const byte_list &content)
-{
-    const auto length = static_cast<uint32_t>(content.size() + 5);
-    return byte_list{flag, 0, static_cast<uint8_t>(length >> 16), static_cast<uint8_t>(length >> 8),
-                     static_cast<uint8_t>(length)} +
-           content;
-}
 
 class payload : public testing::Test {
 protected:

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "sim/device.h"
+#include "sim/memory.h"
+
+#include <memory>
+
+namespace sim {
+
+/** A device of byte registers, as /dev/cpld0: the position in the file is the register's number. */
+class register_device : public device {
+public:
+    register_device(std::string path, std::unique_ptr<memory> cells)
+        : device(std::move(path)), cells_(std::move(cells))
+    {
+    }
+
+    /** All registers as they are; a test may change them. */
+    std::span<uint8_t> bytes() { return cells_->bytes(); }
+
+    void describe(struct stat &status) const override;
+    bool logs_bytes() const override { return true; }
+    int64_t read(open_file &file, std::span<uint8_t> out) override;
+    int64_t write(open_file &file, std::span<const uint8_t> data) override;
+    int64_t seek(open_file &file, int64_t offset, int whence) override;
+
+private:
+    /** The registers from the position on, at most so many. */
+    std::span<uint8_t> from(const open_file &file, std::size_t count);
+
+    std::unique_ptr<memory> cells_;
+};
+
+} // namespace sim

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+#include <termios.h>
+
+#include "program.h"
+
+namespace e2e {
+
+/** What is particular about a session from its start. */
+struct session_start {
+    /** Sent while nothing runs yet: the terminal echoes it, and the program finds it waiting. */
+    std::string_view typed_ahead = {};
+    /** The terminal's settings, where they are not those of a new terminal. */
+    void (*adjust)(termios &settings) = nullptr;
+};
+
+/**
+ * A program on a board, on a pseudo-terminal in cooked mode, which is its descriptors 0 to 2 and
+ * its controlling terminal; this side is the operator or the PC. The program is a job of a shell,
+ * so to speak: the terminal stays in use after its end. Whoever waits longer than e2e::patience
+ * gives up with std::runtime_error, which ends the test.
+ */
+class terminal_session {
+public:
+    terminal_session(const board_folder &board, const command_line &command,
+                     const session_start &start = {});
+    ~terminal_session();
+    terminal_session(const terminal_session &) = delete;
+    terminal_session &operator=(const terminal_session &) = delete;
+
+    /** Types these bytes. */
+    void send(std::string_view all);
+
+    /** Waits for exactly these bytes: throws at the first other one. */
+    void expect(std::string_view wanted);
+
+    /** Throws when anything comes within that time. */
+    void expect_silence(int milliseconds);
+
+    /** Waits for the program's end: all that is left of its output, and its status. */
+    outcome finish();
+
+    /** Sends the program a signal. */
+    void interrupt(int signal_number) const;
+
+    /** The settings of the terminal now, and before the program began. */
+    termios settings() const;
+    const termios &settings_before() const { return settings_before_; }
+
+    /** The file status flags of the program's descriptor 0 now (not after finish()). */
+    int flags() const;
+    int flags_before() const { return flags_before_; }
+    /** They at the end of the program. */
+    int flags_after() const { return flags_after_; }
+
+private:
+    void open_terminal(const session_start &start);
+    void start_program(const board_folder &board, const command_line &command);
+    bool wait_for(int number, short events, int milliseconds) const;
+    template <typename number>
+    number reported();
+
+    int here_ = -1;   // this side
+    int there_ = -1;  // the program's side
+    int report_ = -1; // of the shell: the program's process, later its status
+    int hold_ = -1;   // open for as long as the shell is to stay
+    pid_t shell_ = -1;
+    pid_t program_ = -1;
+    termios settings_before_{};
+    int flags_before_ = 0;
+    int flags_after_ = 0;
+};
+
+/** Whether two settings are the same in all that a program can set. */
+bool same_settings(const termios &one, const termios &other);
+
+} // namespace e2e
