@@ -4,7 +4,6 @@
 #include <map>
 
 #include "entry_reader.h"
-#include "framed.h"
 
 namespace station {
 
@@ -14,9 +13,7 @@ constexpr std::size_t largest_name = 63;
 constexpr std::size_t largest_text = 128;
 constexpr std::size_t largest_binary = 64;
 constexpr std::size_t largest_serial = 63;
-constexpr std::size_t crc_size = 4;
 constexpr std::uint8_t property_part = 2;
-constexpr std::uint32_t part_header_size = 5;
 
 /** Properties that the switch interprets, and only does so in binary form. */
 struct binary_property {
@@ -48,7 +45,7 @@ public:
         read_name();
         if (auto value = entry_.read_value()) {
             read_.value = std::move(*value);
-            read_.type = entry_.has_text() ? property_type::text : property_type::binary;
+            read_.type = entry_.has_text() ? node_type::text : node_type::binary;
             read_type();
             check_value();
         }
@@ -88,7 +85,7 @@ private:
         constexpr auto expected = "1 (text) or 2 (binary)";
         const auto type = table_.number("type", expected, wrong_);
         if (type && (*type == 1 || *type == 2)) {
-            read_.type = static_cast<property_type>(*type);
+            read_.type = static_cast<node_type>(*type);
         } else if (type) {
             entry_.complain("type", "type " + std::to_string(*type) + ": expected " + expected);
         }
@@ -96,7 +93,7 @@ private:
 
     void check_value()
     {
-        const bool binary = read_.type == property_type::binary;
+        const bool binary = read_.type == node_type::binary;
         const auto largest = binary ? largest_binary : largest_text;
         for (const auto &known : binary_properties) {
             const auto size = read_.value.size();
@@ -128,7 +125,7 @@ private:
 
 stored_property stored_form(const property &given)
 {
-    if (given.type == property_type::text) {
+    if (given.type == node_type::text) {
         return {given.name, std::string(given.value.begin(), given.value.end())};
     }
     if (given.name == "MacAddress") {
@@ -141,15 +138,10 @@ bytes product_info_payload(std::span<const property> properties)
 {
     bytes nodes;
     for (const auto &each : properties) {
-        put_text(nodes, each.name);
-        nodes.push_back(0);
-        nodes.push_back(static_cast<std::uint8_t>(each.type));
-        put_be32(nodes, static_cast<std::uint32_t>(each.value.size()));
-        nodes.insert(nodes.end(), each.value.begin(), each.value.end());
+        put_node(nodes, each.name, each.type, each.value);
     }
-    bytes payload{property_part};
-    put_be32(payload, static_cast<std::uint32_t>(nodes.size()) + part_header_size);
-    payload.insert(payload.end(), nodes.begin(), nodes.end());
+    bytes payload;
+    put_part(payload, property_part, nodes);
     return payload;
 }
 
@@ -169,11 +161,8 @@ std::vector<property> read_properties(const job_table &job, mistakes &wrong)
                                                  std::to_string(earlier->second));
         }
     }
-    const auto size = product_info_payload(properties).size() + crc_size;
-    if (size > largest_value) {
-        wrong.add(job.line_of("property"), "the properties make " + std::to_string(size) +
-                                               " bytes: the switch takes at most " +
-                                               std::to_string(largest_value));
+    if (const auto excess = excess_of(product_info_payload(properties))) {
+        wrong.add(job.line_of("property"), "the properties make " + *excess);
     }
     return properties;
 }
