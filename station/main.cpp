@@ -29,6 +29,7 @@ constexpr milliseconds program_end = 10s;
 struct choices {
     const command *chosen = nullptr; // none: a preview
     std::string job;
+    bool tlv = false;
     std::string port;
     int baud = 115200;
     std::string exec;
@@ -48,6 +49,7 @@ milliseconds seconds(double count)
 void add_job(CLI::App &sub, choices &chosen)
 {
     sub.add_option("JOB", chosen.job, "What to store: a TOML file")->required()->type_name("FILE");
+    sub.add_flag("--tlv", chosen.tlv, "For a switch that keeps its identity in the system EEPROM");
 }
 
 void add_preview(CLI::App &app, choices &chosen)
@@ -155,7 +157,7 @@ report run(const prepared_job &job, const choices &chosen)
     conversation talk(far, shown);
     const auto start = far.now();
     report told;
-    told.command = chosen.chosen->name;
+    told.command = std::string(chosen.chosen->name) + (chosen.tlv ? " --tlv" : "");
     told.result = job.run(talk, options_of(chosen));
     told.seconds = std::chrono::duration<double>(far.now() - start).count();
     if (program && told.result.ok()) {
@@ -187,9 +189,13 @@ auto read_job(const std::string &file, reader read)
 
 int print_preview(const choices &chosen)
 {
-    for (const auto &text : read_job(chosen.job, preview)) {
+    const auto shown = read_job(chosen.job, chosen.tlv ? preview_of_tlv : preview_of);
+    for (const auto &text : shown.lines) {
         std::fwrite(text.data(), 1, text.size(), stdout);
         std::fputc('\n', stdout);
+    }
+    if (!shown.remark.empty()) {
+        std::fprintf(stderr, "%s: %s\n", chosen.job.c_str(), shown.remark.c_str());
     }
     return EXIT_SUCCESS;
 }
@@ -200,7 +206,8 @@ int run_station(const choices &chosen)
         if (chosen.chosen == nullptr) {
             return print_preview(chosen);
         }
-        const auto told = run(read_job(chosen.job, chosen.chosen->prepare), chosen);
+        const auto prepare = chosen.tlv ? chosen.chosen->prepare_tlv : chosen.chosen->prepare;
+        const auto told = run(read_job(chosen.job, prepare), chosen);
         (chosen.json ? print_json : print_text)(stdout, told);
         return told.result.ok() ? EXIT_SUCCESS : exit_failed;
     } catch (const job_error &error) {

@@ -88,8 +88,8 @@ using job_file = job_files;
 TEST(product_info_payload, is_one_part_of_nodes_with_big_endian_lengths)
 {
     const std::vector<property> properties{
-        {"MacAddress", property_type::binary, {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E}},
-        {"S", property_type::text, of("X1")},
+        {"MacAddress", node_type::binary, {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E}},
+        {"S", node_type::text, of("X1")},
     };
     EXPECT_EQ(product_info_payload(properties),
               (bytes{0x02, 0x00, 0x00, 0x00, 0x24,                            // part of 36 bytes
@@ -101,7 +101,7 @@ TEST(product_info_payload, is_one_part_of_nodes_with_big_endian_lengths)
 
 TEST(product_info_payload, of_an_empty_value_ends_with_its_length)
 {
-    const std::vector<property> properties{{"c", property_type::text, {}}};
+    const std::vector<property> properties{{"c", node_type::text, {}}};
     EXPECT_EQ(product_info_payload(properties),
               (bytes{0x02, 0x00, 0x00, 0x00, 0x0C, 'c', 0x00, 0x01, 0x00, 0x00, 0x00, 0x00}));
 }
@@ -120,9 +120,9 @@ TEST_F(setmac_job, takes_text_as_type_1_and_hex_as_type_2)
 {
     const auto found = properties(named("a", "text = \"FF\"\n") + named("b", "hex = \"FF 0a\"\n"));
     ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0].type, property_type::text);
+    EXPECT_EQ(found[0].type, node_type::text);
     EXPECT_EQ(found[0].value, of("FF"));
-    EXPECT_EQ(found[1].type, property_type::binary);
+    EXPECT_EQ(found[1].type, node_type::binary);
     EXPECT_EQ(found[1].value, (bytes{0xFF, 0x0A}));
 }
 
@@ -131,8 +131,8 @@ TEST_F(setmac_job, follows_an_explicit_type)
     const auto found = properties(named("a", "text = \"Hi\"\ntype = 2\n") +
                                   named("b", "hex = \"4869\"\ntype = 1\n"));
     ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0].type, property_type::binary);
-    EXPECT_EQ(found[1].type, property_type::text);
+    EXPECT_EQ(found[0].type, node_type::binary);
+    EXPECT_EQ(found[1].type, node_type::text);
     EXPECT_EQ(found[1].value, of("Hi"));
 }
 

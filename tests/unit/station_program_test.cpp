@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
@@ -238,7 +239,8 @@ TEST_F(station_program, traces_every_byte)
     run_on("setsn", "serial.toml", "stty raw -echo; printf Z; exit 0\n", "--trace");
     EXPECT_EQ(status, 1);
     EXPECT_NE(err.find(" >  7B   "), std::string::npos) << err;
-    EXPECT_NE(err.find(" <  5A   "), std::string::npos) << err;
+    // Until the shell has switched the terminal to raw mode, that sends the calls back.
+    EXPECT_TRUE(std::regex_search(err, std::regex(" <  (7B )*5A "))) << err;
 }
 
 TEST_F(station_program, accepts_its_example_jobs)
