@@ -49,4 +49,19 @@ void unit_session::expect_end(const outcome &wanted)
     EXPECT_EQ(board.operations("write /dev/mtd"), std::vector<std::string>{});
 }
 
+std::string unit_element(int type, std::string_view record)
+{
+    return bytes({type, 23}).append(record);
+}
+
+std::string unit_list(int count, std::string_view elements)
+{
+    return bytes({count, 3, count * 25}).append(elements);
+}
+
+std::string unit_message(std::string_view list, int before)
+{
+    return bytes({0x01, static_cast<int>(list.size())}).append(list) + sum_of(list, before);
+}
+
 } // namespace e2e

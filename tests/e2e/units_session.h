@@ -54,7 +54,18 @@ struct unit_session {
     terminal_session session;
 };
 
-// What the switch answers.
-inline const std::string unit_acknowledged = bytes({0x06});
+// Lists of fans, PoE units and power supplies: elements of 23 bytes behind a head of three.
+
+/** An element: its type and length, and its record. */
+std::string unit_element(int type, std::string_view record);
+/** `count`, and what else is in the head. */
+std::string unit_list(int count, std::string_view elements);
+/** A list as it crosses the line: header, length, payload and a sum that goes on from `before`. */
+std::string unit_message(std::string_view list, int before = 0);
+
+// The bytes of these exchanges.
+inline const std::string unit_start = bytes({0x20});
+inline const std::string unit_acknowledge = bytes({0x06});
+inline const std::string unit_answer_offer = bytes({0x06, 0x20});
 
 } // namespace e2e
