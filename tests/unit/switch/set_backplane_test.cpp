@@ -122,7 +122,7 @@ TEST_F(backplane, version_of_8_characters_runs_on_in_the_log)
 TEST_F(backplane, mac_is_zero_from_the_first_pair_that_is_not_hexadecimal)
 {
     run(set_backplane_info, message(element(1, "00e0zz0a0b0c"), 1));
-    EXPECT_EQ(stored(1), byte_list(28, 0) + byte_list{0x00, 0xE0, 0, 0, 0, 0} + byte_list(10, 0));
+    EXPECT_EQ(stored(1), (byte_list(28, 0) + byte_list{0x00, 0xE0, 0, 0, 0, 0} + byte_list(10, 0)));
 }
 
 TEST_F(backplane, mac_of_another_length_is_ignored)
