@@ -215,39 +215,24 @@ fault read_fault(table_reader table)
 }
 
 /** The tables of the lists that can hold a mistake found later. */
-struct sources {
-    std::vector<const toml::table *> partitions;
-    std::vector<const toml::table *> eeproms;
-    std::vector<const toml::table *> faults;
-
-    const toml::table &of(const mistake &wrong) const
-    {
-        switch (wrong.where) {
-        case mistake::list::partitions:
-            return *partitions[wrong.entry];
-        case mistake::list::eeproms:
-            return *eeproms[wrong.entry];
-        case mistake::list::faults:
-            break;
-        }
-        return *faults[wrong.entry];
-    }
-};
+using sources = std::map<mistake::list, std::vector<const toml::table *>>;
 
 board_description read_board(const toml::table &root, const std::string &file,
                              const std::filesystem::path &folder)
 {
+    using enum mistake::list;
     board_description board;
     table_reader top(root, file);
-    const sources lists = {top.find_tables("partition", "partition"),
-                           top.find_tables("eeprom", "eeprom"), top.find_tables("fault", "fault")};
-    for (const toml::table *table : lists.partitions) {
+    sources lists = {{partitions, top.find_tables("partition", "partition")},
+                     {eeproms, top.find_tables("eeprom", "eeprom")},
+                     {faults, top.find_tables("fault", "fault")}};
+    for (const toml::table *table : lists[partitions]) {
         board.partitions.push_back(read_partition({*table, file}));
     }
-    for (const toml::table *table : lists.eeproms) {
+    for (const toml::table *table : lists[eeproms]) {
         board.eeproms.push_back(read_eeprom({*table, file}, folder));
     }
-    for (const toml::table *table : lists.faults) {
+    for (const toml::table *table : lists[faults]) {
         board.faults.push_back(read_fault({*table, file}));
     }
     top.take("i2c_bus", board.i2c_bus);
@@ -268,7 +253,7 @@ board_description read_board(const toml::table &root, const std::string &file,
     }
     top.finish();
     if (const auto wrong = find_mistake(board)) {
-        top.fail(lists.of(*wrong), wrong->text);
+        top.fail(*lists.at(wrong->where)[wrong->entry], wrong->text);
     }
     return board;
 }

@@ -123,7 +123,7 @@ void show_eeprom(board &what, const eeprom &chip, std::ostream &out)
 void show_board(board &what, std::ostream &out)
 {
     const board_description &fitted = what.description();
-    const std::vector<int> indexes = partition_indexes(fitted.partitions);
+    const std::vector<int> indexes = indexes_of(fitted.partitions);
     out << "Partitions\n";
     for (std::size_t i = 0; i < indexes.size(); ++i) {
         show_partition(indexes[i], fitted.partitions[i], out);

@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include "eeprom_job.h"
 #include "product_info.h"
 #include "setmac.h"
 #include "setsn.h"
@@ -10,7 +11,7 @@ namespace {
 
 std::string shown(const property &each)
 {
-    if (each.type == property_type::binary) {
+    if (each.type == node_type::binary) {
         return to_hex(each.value);
     }
     return printable(each.value);
@@ -20,7 +21,7 @@ table property_table(const std::vector<property> &properties, const outcome &res
 {
     table items{{"property", "type", "value", "result"}, {}};
     for (const auto &each : properties) {
-        const auto *type = each.type == property_type::text ? "text" : "binary";
+        const auto *type = each.type == node_type::text ? "text" : "binary";
         items.rows.push_back(
             {printable(each.name), type, shown(each), std::string(word_for_items(result))});
     }
@@ -37,11 +38,35 @@ prepared_job prepare_setmac(const job_table &job, mistakes &wrong)
     return {run, items};
 }
 
-prepared_job prepare_setsn(const job_table &job, mistakes &wrong)
+table node_table(const std::vector<eeprom_part> &parts, const outcome &result)
+{
+    table items{{"name", "type", "value", "result"}, {}};
+    for (const auto &part : parts) {
+        const auto word = part.flag == 0 ? "skipped" : word_for_items(result);
+        for (const auto &each : part.nodes) {
+            const auto *type = each.type == node_type::text ? "text" : "binary";
+            items.rows.push_back({each.name, type, each.shown(), std::string(word)});
+        }
+    }
+    return items;
+}
+
+prepared_job prepare_setmac_tlv(const job_table &job, mistakes &wrong)
+{
+    const auto parts = read_eeprom_job(job, wrong).parts;
+    const auto run = [=](conversation &talk, const framed_options &options) {
+        return run_framed(talk, setmac_eeprom_exchange(eeprom_payload(parts)), options);
+    };
+    const auto items = [=](const outcome &result) { return node_table(parts, result); };
+    return {run, items};
+}
+
+prepared_job prepared_serial(const job_table &job, mistakes &wrong,
+                             framed_kind (*exchange)(bytes serial))
 {
     const auto serial = read_serial(job, wrong);
     const auto run = [=](conversation &talk, const framed_options &options) {
-        return run_framed(talk, setsn_exchange(serial), options);
+        return run_framed(talk, exchange(serial), options);
     };
     const auto items = [=](const outcome &result) {
         return table{
@@ -51,9 +76,19 @@ prepared_job prepare_setsn(const job_table &job, mistakes &wrong)
     return {run, items};
 }
 
+prepared_job prepare_setsn(const job_table &job, mistakes &wrong)
+{
+    return prepared_serial(job, wrong, setsn_exchange);
+}
+
+prepared_job prepare_setsn_tlv(const job_table &job, mistakes &wrong)
+{
+    return prepared_serial(job, wrong, setsn_eeprom_exchange);
+}
+
 constexpr command commands[] = {
-    {"setmac", "store a switch's identity, property by property", 3, prepare_setmac},
-    {"setsn", "store a switch's serial number", 1, prepare_setsn},
+    {"setmac", "store a switch's identity, value by value", 3, prepare_setmac, prepare_setmac_tlv},
+    {"setsn", "store a switch's serial number", 1, prepare_setsn, prepare_setsn_tlv},
 };
 
 } // namespace
@@ -63,14 +98,20 @@ std::span<const command> all_commands()
     return commands;
 }
 
-std::vector<std::string> preview(const job_table &job, mistakes &wrong)
+preview preview_of(const job_table &job, mistakes &wrong)
 {
-    std::vector<std::string> lines;
+    preview shown;
     for (const auto &each : read_properties(job, wrong)) {
         const auto kept = stored_form(each);
-        lines.push_back(kept.name + "=" + kept.value);
+        shown.lines.push_back(kept.name + "=" + kept.value);
     }
-    return lines;
+    return shown;
+}
+
+preview preview_of_tlv(const job_table &job, mistakes &wrong)
+{
+    const auto image = read_eeprom_job(job, wrong).image;
+    return {image.listing(), image.not_listed()};
 }
 
 } // namespace station

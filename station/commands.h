@@ -23,11 +23,21 @@ struct command {
     const char *summary;
     int attempts; // unless the operator says otherwise
     prepared_job (*prepare)(const job_table &job, mistakes &wrong);
+    /** The same for a switch that keeps its identity in the system EEPROM. */
+    prepared_job (*prepare_tlv)(const job_table &job, mistakes &wrong);
 };
 
 std::span<const command> all_commands();
 
-/** What a switch shows of the properties of a setmac job once it holds them: "name=value". */
-std::vector<std::string> preview(const job_table &job, mistakes &wrong);
+/** What a switch lists of its identity after a setmac job. */
+struct preview {
+    std::vector<std::string> lines; // "name=value"
+    std::string remark;             // why something is not listed; empty where all is
+};
+
+preview preview_of(const job_table &job, mistakes &wrong);
+
+/** The same for a switch that keeps its identity in the system EEPROM. */
+preview preview_of_tlv(const job_table &job, mistakes &wrong);
 
 } // namespace station

@@ -11,6 +11,9 @@ using namespace std::chrono_literals;
 // The switch itself waits no longer than 50 ms for each byte of a value.
 constexpr auto write_limit_a_byte = 50ms;
 constexpr auto write_limit_base = 2s;
+
+// The switch hands out a line as one piece.
+constexpr auto longest_gap_in_a_line = 500ms;
 constexpr std::size_t recent_limit = 512;
 
 bool is_console_text(std::uint8_t byte)
@@ -63,6 +66,43 @@ std::optional<std::uint8_t> conversation::next_reply(time_point deadline)
     }
     show_text();
     return byte;
+}
+
+std::optional<std::uint8_t>
+conversation::next_reply_at_line_start(std::span<const std::uint8_t> replies, time_point deadline)
+{
+    bool line_begins = true;
+    auto byte = next_byte(deadline);
+    for (; byte; byte = next_byte(deadline)) {
+        const bool reply = std::find(replies.begin(), replies.end(), *byte) != replies.end();
+        if (reply && (line_begins || nothing_follows())) {
+            break;
+        }
+        keep_text(*byte);
+        line_begins = *byte == '\n';
+        if (line_begins) {
+            show_text();
+        }
+        // A console that never stops talking must not hold the deadline up.
+        if (begin_ == end_ && now() >= deadline) {
+            byte.reset();
+            break;
+        }
+    }
+    show_text();
+    return byte;
+}
+
+bool conversation::nothing_follows()
+{
+    if (begin_ != end_) {
+        return false;
+    }
+    try {
+        return !fill(now() + longest_gap_in_a_line);
+    } catch (const line_closed &) {
+        return true;
+    }
 }
 
 void conversation::keep_text(std::uint8_t byte)

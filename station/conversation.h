@@ -31,6 +31,13 @@ public:
     /** The next byte that is not console text; text on the way there goes to the listener. */
     std::optional<std::uint8_t> next_reply(time_point deadline);
 
+    /**
+     * The next of these replies among lines of text that may hold any byte: one that begins a line,
+     * or one that nothing follows. All that comes before goes to the listener.
+     */
+    std::optional<std::uint8_t> next_reply_at_line_start(std::span<const std::uint8_t> replies,
+                                                         time_point deadline);
+
     /** Takes a byte that came from next_byte() for console text. */
     void keep_text(std::uint8_t byte);
 
@@ -52,6 +59,7 @@ public:
 
 private:
     bool fill(time_point deadline);
+    bool nothing_follows();
 
     line &far_;
     listener &observer_;

@@ -24,6 +24,9 @@ constexpr auto longest_drain = 1s;
 constexpr auto value_limit_a_byte = 50ms;
 constexpr std::size_t piece_size = 256;
 
+/** What the switch may say once it has taken the value. */
+constexpr std::uint8_t last_replies[] = {success, not_applied, not_for_this_board};
+
 // The switch answers an intact version within milliseconds, a lost one after its 10 s. In the
 // second case it is back at the hand sign, where the first zero byte of a length would end its
 // operation.
@@ -32,35 +35,6 @@ constexpr auto version_was_lost = 9500ms;
 std::string hex(std::uint8_t byte)
 {
     return "0x" + to_hex({&byte, 1});
-}
-
-ending ending_of(std::uint8_t byte)
-{
-    switch (byte) {
-    case not_applied:
-        return ending::failed;
-    case value_damaged:
-        return ending::damaged;
-    case not_for_this_board:
-        return ending::refused;
-    default:
-        return ending::unexpected;
-    }
-}
-
-std::string reason_of(std::uint8_t byte)
-{
-    switch (byte) {
-    case not_applied:
-        return "the switch could not apply or store the payload";
-    case value_damaged:
-        return "the value did not reach the switch intact, or not in time: it does not tell which";
-    case not_for_this_board:
-        return "the switch refused the payload: \"e2type\" names another type of board";
-    default:
-        return "the answer " + hex(byte) + " (" + std::string(meaning_of(byte)) +
-               ") does not belong here";
-    }
 }
 
 } // namespace
@@ -177,7 +151,9 @@ bool framed_attempt::hear_result()
     if (message_.echoed && !(expect(success, talk_.now() + limits_.store, silent) && hear_echo())) {
         return false;
     }
-    return expect(success, talk_.now() + limits_.store, silent) && compare_echo();
+    const auto deadline = talk_.now() + limits_.store;
+    const auto last = message_.tabled ? hear_last(deadline) : hear(deadline);
+    return judge(last, success, silent) && compare_echo();
 }
 
 bool framed_attempt::hear_echo()
@@ -208,6 +184,11 @@ bool framed_attempt::compare_echo()
     if (!message_.echoed || result_.echo == message_.payload) {
         return true;
     }
+    const bool zeros = std::all_of(result_.echo.begin(), result_.echo.end(),
+                                   [](std::uint8_t byte) { return byte == 0; });
+    if (zeros && message_.echo_of_zeros != nullptr) {
+        return end_with(ending::mismatch, message_.echo_of_zeros);
+    }
     return end_with(ending::mismatch, "the switch holds \"" + printable(result_.echo) +
                                           "\", but \"" + printable(message_.payload) +
                                           "\" was sent");
@@ -222,9 +203,23 @@ std::optional<std::uint8_t> framed_attempt::hear(time_point deadline)
     return byte;
 }
 
+std::optional<std::uint8_t> framed_attempt::hear_last(time_point deadline)
+{
+    const auto byte = talk_.next_reply_at_line_start(last_replies, deadline);
+    if (byte) {
+        record(*byte);
+    }
+    return byte;
+}
+
 bool framed_attempt::expect(std::uint8_t wanted, time_point deadline, const char *while_silent)
 {
-    const auto byte = hear(deadline);
+    return judge(hear(deadline), wanted, while_silent);
+}
+
+bool framed_attempt::judge(std::optional<std::uint8_t> byte, std::uint8_t wanted,
+                           const char *while_silent)
+{
     if (!byte) {
         return end_with(ending::silent, while_silent);
     }
@@ -252,6 +247,35 @@ bool framed_attempt::end_with_reply(std::uint8_t byte)
         reason += ". Late, it waits for the next attempt; damaged, it has ended its operation";
     }
     return end_with(ending_of(byte), std::move(reason));
+}
+
+ending framed_attempt::ending_of(std::uint8_t byte) const
+{
+    switch (byte) {
+    case not_applied:
+        return ending::failed;
+    case value_damaged:
+        return ending::damaged;
+    case not_for_this_board:
+        return message_.checks_board ? ending::refused : ending::unexpected;
+    default:
+        return ending::unexpected;
+    }
+}
+
+std::string framed_attempt::reason_of(std::uint8_t byte) const
+{
+    switch (ending_of(byte)) {
+    case ending::failed:
+        return message_.not_applied;
+    case ending::damaged:
+        return "the value did not reach the switch intact, or not in time: it does not tell which";
+    case ending::refused:
+        return "the switch refused the payload: \"e2type\" names another type of board";
+    default:
+        return "the answer " + hex(byte) + " (" + std::string(meaning_of(byte)) +
+               ") does not belong here";
+    }
 }
 
 } // namespace station

@@ -13,8 +13,12 @@ constexpr std::size_t largest_value = 131072;
 struct framed_message {
     std::array<std::uint8_t, 4> hand_sign;
     bytes payload;
-    bool echoed = false;      // the switch sends back what it stored, ahead of its last reply
-    int hand_sign_offers = 3; // in one attempt; 1: the switch waits for it just once, and not long
+    bool echoed = false;       // the switch sends back what it stored, ahead of its last reply
+    bool tabled = false;       // its console shows what it stores, ahead of its last reply
+    bool checks_board = false; // it refuses what is not for its type of board
+    int hand_sign_offers = 3;  // in one attempt; 1: the switch waits for it just once, and not long
+    const char *not_applied = "the switch could not apply or store the payload";
+    const char *echo_of_zeros = nullptr; // what it says, where it says more than a wrong echo does
 };
 
 /** How long the station waits for each answer. */
@@ -53,10 +57,14 @@ private:
     bool compare_echo();
 
     std::optional<std::uint8_t> hear(time_point deadline);
+    std::optional<std::uint8_t> hear_last(time_point deadline);
     bool expect(std::uint8_t wanted, time_point deadline, const char *while_silent);
+    bool judge(std::optional<std::uint8_t> byte, std::uint8_t wanted, const char *while_silent);
     void record(std::uint8_t byte);
     bool end_with(ending end, std::string reason);
     bool end_with_reply(std::uint8_t byte);
+    ending ending_of(std::uint8_t byte) const;
+    std::string reason_of(std::uint8_t byte) const;
 
     conversation &talk_;
     const framed_message &message_;

@@ -1,5 +1,7 @@
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <unistd.h>
 
@@ -29,6 +31,7 @@ constexpr milliseconds program_end = 10s;
 struct choices {
     const command *chosen = nullptr; // none: a preview
     std::string job;
+    bool tlv = false;
     std::string port;
     int baud = 115200;
     std::string exec;
@@ -40,6 +43,16 @@ struct choices {
     bool trace = false;
 };
 
+constexpr double longest_wait = 1e6; // seconds
+
+/** Why a text is no time to wait, or nothing. */
+std::string check_seconds(const std::string &text)
+{
+    double count = 0;
+    const bool right = CLI::detail::lexical_cast(text, count) && count > 0 && count <= longest_wait;
+    return right ? "" : text + " is no number of seconds above 0, up to 1000000";
+}
+
 milliseconds seconds(double count)
 {
     return milliseconds(static_cast<milliseconds::rep>(std::ceil(count * 1000)));
@@ -48,6 +61,7 @@ milliseconds seconds(double count)
 void add_job(CLI::App &sub, choices &chosen)
 {
     sub.add_option("JOB", chosen.job, "What to store: a TOML file")->required()->type_name("FILE");
+    sub.add_flag("--tlv", chosen.tlv, "For a switch that keeps its identity in the system EEPROM");
 }
 
 void add_preview(CLI::App &app, choices &chosen)
@@ -72,20 +86,19 @@ void add_command(CLI::App &app, const command &each, choices &chosen)
     sub->add_option("--exec", chosen.exec, "Program to run on a pseudo-terminal instead")
         ->excludes(port)
         ->type_name("COMMAND");
-    const auto positive = CLI::PositiveNumber.description("");
     sub->add_option("--baud", chosen.baud, "Speed of the serial port")
-        ->check(positive)
+        ->check(CLI::PositiveNumber.description(""))
         ->capture_default_str()
         ->type_name("N");
     sub->add_option("--wait", chosen.wait, "How long to wait for the switch (for ever)")
-        ->check(positive)
+        ->check(check_seconds)
         ->type_name("SECONDS");
     sub->add_option("--attempts", chosen.attempts, "How often to try")
         ->check(CLI::Range(1, 1000).description(""))
         ->default_str(std::to_string(each.attempts))
         ->type_name("N");
     sub->add_option("--store-limit", chosen.store_limit, "How long the switch may take to store")
-        ->check(positive)
+        ->check(check_seconds)
         ->capture_default_str()
         ->type_name("SECONDS");
     sub->add_flag("--json", chosen.json, "Print the outcome as JSON");
@@ -155,7 +168,7 @@ report run(const prepared_job &job, const choices &chosen)
     conversation talk(far, shown);
     const auto start = far.now();
     report told;
-    told.command = chosen.chosen->name;
+    told.command = std::string(chosen.chosen->name) + (chosen.tlv ? " --tlv" : "");
     told.result = job.run(talk, options_of(chosen));
     told.seconds = std::chrono::duration<double>(far.now() - start).count();
     if (program && told.result.ok()) {
@@ -185,24 +198,39 @@ auto read_job(const std::string &file, reader read)
     return job;
 }
 
-int print_preview(const choices &chosen)
+void print_preview(const choices &chosen)
 {
-    for (const auto &text : read_job(chosen.job, preview)) {
+    const auto shown = read_job(chosen.job, chosen.tlv ? preview_of_tlv : preview_of);
+    for (const auto &text : shown.lines) {
         std::fwrite(text.data(), 1, text.size(), stdout);
         std::fputc('\n', stdout);
     }
-    return EXIT_SUCCESS;
+    if (!shown.remark.empty()) {
+        std::fprintf(stderr, "%s: %s\n", chosen.job.c_str(), shown.remark.c_str());
+    }
+}
+
+/** Whether all of the outcome has reached its reader; says so where it has not. */
+bool output_written()
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+        return true;
+    }
+    std::fprintf(stderr, "setmac-station: cannot write the outcome: %s\n", std::strerror(errno));
+    return false;
 }
 
 int run_station(const choices &chosen)
 {
     try {
         if (chosen.chosen == nullptr) {
-            return print_preview(chosen);
+            print_preview(chosen);
+            return output_written() ? EXIT_SUCCESS : exit_failed;
         }
-        const auto told = run(read_job(chosen.job, chosen.chosen->prepare), chosen);
+        const auto prepare = chosen.tlv ? chosen.chosen->prepare_tlv : chosen.chosen->prepare;
+        const auto told = run(read_job(chosen.job, prepare), chosen);
         (chosen.json ? print_json : print_text)(stdout, told);
-        return told.result.ok() ? EXIT_SUCCESS : exit_failed;
+        return output_written() && told.result.ok() ? EXIT_SUCCESS : exit_failed;
     } catch (const job_error &error) {
         std::fprintf(stderr, "%s\n", error.what());
         return exit_usage;

@@ -7,18 +7,17 @@
 
 #include "bytes.h"
 #include "job_file.h"
+#include "payload.h"
 
 namespace station {
 
-enum class property_type : std::uint8_t {
-    text = 1,  // stored as it is, at most 128 bytes
-    binary = 2 // stored as hexadecimal digits, at most 64 bytes
-};
-
-/** A named property of a switch's identity. */
+/**
+ * A named property of a switch's identity. Type text is stored as it is, at most 128 bytes; type
+ * binary is stored as hexadecimal digits, at most 64 bytes.
+ */
 struct property {
     std::string name;
-    property_type type = property_type::text;
+    node_type type = node_type::text;
     bytes value;
 };
 

@@ -55,15 +55,32 @@ found find_switch(conversation &talk, search &looking)
     return found::nothing;
 }
 
-} // namespace
-
-framed_kind setmac_exchange(bytes payload)
+framed_kind exchange_of(bytes payload)
 {
     framed_kind kind;
     kind.message.hand_sign = hand_sign;
     kind.message.payload = std::move(payload);
     kind.find = find_switch;
     kind.missed = "neither its banner nor an answer to the hand sign";
+    return kind;
+}
+
+} // namespace
+
+framed_kind setmac_exchange(bytes payload)
+{
+    auto kind = exchange_of(std::move(payload));
+    kind.message.checks_board = true;
+    return kind;
+}
+
+framed_kind setmac_eeprom_exchange(bytes payload)
+{
+    auto kind = exchange_of(std::move(payload));
+    kind.message.tabled = true;
+    kind.message.not_applied = "the switch could not take over the payload, could not program its "
+                               "EEPROM, or is of another type than \"e2type\" says: it does not "
+                               "tell which";
     return kind;
 }
 

@@ -11,4 +11,7 @@ namespace station {
  */
 framed_kind setmac_exchange(bytes payload);
 
+/** The same with a switch that keeps its identity in the system EEPROM. */
+framed_kind setmac_eeprom_exchange(bytes payload);
+
 } // namespace station

@@ -64,4 +64,14 @@ framed_kind setsn_exchange(bytes serial)
     return kind;
 }
 
+framed_kind setsn_eeprom_exchange(bytes serial)
+{
+    auto kind = setsn_exchange(std::move(serial));
+    kind.message.not_applied = "the switch holds no serial number to replace, or could not program "
+                               "its EEPROM: it does not tell which";
+    kind.message.echo_of_zeros = "the switch has no serial number any more: its EEPROM has no room "
+                                 "for the new one";
+    return kind;
+}
+
 } // namespace station

@@ -11,4 +11,7 @@ namespace station {
  */
 framed_kind setsn_exchange(bytes serial);
 
+/** The same with a switch that keeps its serial number in the system EEPROM. */
+framed_kind setsn_eeprom_exchange(bytes serial);
+
 } // namespace station

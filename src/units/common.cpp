@@ -51,7 +51,8 @@ bridge_target backplane_target(uint8_t address)
 }
 
 /** Does `transfer` (offset, length) for each 8 bytes of `length`, until one gives a status. */
-template <typename operation> int32_t in_transfers(int32_t length, operation transfer)
+template <typename operation>
+int32_t in_transfers(int32_t length, operation transfer)
 {
     int32_t offset = 0;
     int32_t status = 0;

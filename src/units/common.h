@@ -5,9 +5,9 @@
 // Registers of the FPGA and the CPLD: device files whose offset is the register number.
 
 /**
- * Reads `length` bytes at register `offset`. Opens the device for this one access. 0, also when fewer
- * bytes or none were moved; -1 for a missing argument or a device that cannot be opened; otherwise
- * the negative result of the access.
+ * Reads `length` bytes at register `offset`. Opens the device for this one access. 0, also when
+ * fewer bytes or none were moved; -1 for a missing argument or a device that cannot be opened;
+ * otherwise the negative result of the access.
  */
 int32_t drv_device_read(const char *device, int32_t offset, uint8_t *buffer, int32_t length);
 
@@ -25,8 +25,8 @@ int32_t fpga_read(uint32_t reg, uint8_t *value);
 extern int32_t debug;
 
 /**
- * One bridge transfer of at most 8 bytes to or from a backplane EEPROM. 0, or the last status of the
- * bridge: 1 when it failed, any other value when it stayed busy.
+ * One bridge transfer of at most 8 bytes to or from a backplane EEPROM. 0, or the last status of
+ * the bridge: 1 when it failed, any other value when it stayed busy.
  */
 int32_t _write_blckplane_info(uint8_t address, uint8_t offset, const uint8_t *data, uint8_t length);
 int32_t _read_blckplane_info(uint8_t address, uint8_t offset, uint8_t *buffer, uint8_t length);

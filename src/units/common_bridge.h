@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <span>
 
-// The I2C master inside the FPGA, through which the EEPROMs of backplane, fans and PoE and the power
-// supplies are reached. Its users differ in how long they wait for it, on purpose: the parts behind
-// it do.
+// The I2C master inside the FPGA, through which the EEPROMs of backplane, fans and PoE and the
+// power supplies are reached. Its users differ in how long they wait for it, on purpose: the parts
+// behind it do.
 
 /** A device behind the bridge. */
 struct bridge_target {

@@ -94,9 +94,9 @@ bool send_unit_list(std::span<const uint8_t> length, std::span<const uint8_t> by
     serial_putc_raw(unit_header);
     com_write_complete(length.data(), length.size());
     com_write_complete(bytes.data(), bytes.size());
-    serial_putc_raw(std::accumulate(bytes.begin(), bytes.end(), uint8_t{0}, [](uint8_t a, uint8_t b) {
-        return static_cast<uint8_t>(a + b);
-    }));
+    serial_putc_raw(
+        std::accumulate(bytes.begin(), bytes.end(), uint8_t{0},
+                        [](uint8_t a, uint8_t b) { return static_cast<uint8_t>(a + b); }));
     serial_recv(last_word_limit_ms);
     return true;
 }

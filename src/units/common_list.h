@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <span>
 
-// What the unit exchanges with the PC have in common: a list of units comes as a checksummed message
-// and goes back with the outcome of each.
+// What the unit exchanges with the PC have in common: a list of units comes as a checksummed
+// message and goes back with the outcome of each.
 
 /** How a list is announced. */
 struct unit_list_kind {
@@ -36,9 +36,9 @@ enum unit_reply : uint8_t {
 constexpr uint8_t unit_header = 0x01; // begins a message in either direction
 
 /**
- * Receives a list, again and again until its checksum is right. False when the PC announced one that
- * is too long, which it has then been told. The checksum goes on over all attempts of a command: the
- * PC adds up what it has sent in all of them.
+ * Receives a list, again and again until its checksum is right. False when the PC announced one
+ * that is too long, which it has then been told. The checksum goes on over all attempts of a
+ * command: the PC adds up what it has sent in all of them.
  */
 bool receive_unit_list(const unit_list_kind &kind, unit_list *list);
 

@@ -17,7 +17,8 @@ namespace {
 
 constexpr unit_list_kind backplane_list = {.start = 0x15, .counted = true, .max_length = 0xFF};
 
-// The backplane EEPROMs: their addresses behind the bridge, and their numbers in the driver library.
+// The backplane EEPROMs: their addresses behind the bridge, and their numbers in the driver
+// library.
 constexpr uint8_t backplane_addresses[] = {0x52, 0x54};
 constexpr int32_t backplane_indexes[] = {1, 2};
 
@@ -45,7 +46,8 @@ uint32_t hex_number(element_data data)
     return static_cast<uint32_t>(strtol(text.data(), nullptr, 16));
 }
 
-template <size_t size> void copy_field(char (&field)[size], element_data data)
+template <size_t size>
+void copy_field(char (&field)[size], element_data data)
 {
     const auto kept = first_part(text_of(data), size);
     memset(field, 0, size);

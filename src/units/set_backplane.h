@@ -19,8 +19,8 @@ struct [[gnu::packed]] backplane_record {
 static_assert(sizeof(backplane_record) == 44);
 
 /**
- * "setbackplane": receives the elements of a backplane record and writes it to both EEPROMs, through
- * the FPGA or, on boards without one, the driver library. A write that fails is told to the PC as a
- * status byte. Always 0.
+ * "setbackplane": receives the elements of a backplane record and writes it to both EEPROMs,
+ * through the FPGA or, on boards without one, the driver library. A write that fails is told to the
+ * PC as a status byte. Always 0.
  */
 int32_t set_backplane_info();

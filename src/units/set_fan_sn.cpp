@@ -202,8 +202,8 @@ int32_t _read_fan_serial(int32_t mode, uint8_t channel, uint8_t offset, uint8_t 
 
 int32_t write_protect(uint8_t value, uint8_t channel)
 {
-    bridge_address({.bus = fan_bus, .channel = channel, .address = protect_address},
-                   protect_offset, sizeof(value));
+    bridge_address({.bus = fan_bus, .channel = channel, .address = protect_address}, protect_offset,
+                   sizeof(value));
     bridge_put({&value, sizeof(value)});
     return bridge_run(bridge_write, short_timing) == bridge_done ? 0 : 1;
 }

@@ -45,7 +45,8 @@ bool wait_for_start()
     }
 }
 
-/** Reads single bytes, each within its limit; false on a time-out, the bytes before it are there. */
+/** Reads single bytes, each within its limit; false on a time-out, the bytes before it are there.
+ */
 bool receive_bytes(uint8_t *buffer, int32_t count, uint8_t *sum)
 {
     for (int32_t i = 0; i < count; ++i) {
@@ -99,8 +100,8 @@ received_list recv_setsn_info()
 
 /** Logs one field of an entry, "Tlv set 0 tlv_type 1 ." */
 #define TRACE_ENTRY(step, i, field, format, ...)                                                   \
-    SETMAC_TRACE_AS("set_device_sn_info", __LINE__, "Tlv %s %d " field " " format " .\r\n", step, i, \
-                    __VA_ARGS__)
+    SETMAC_TRACE_AS("set_device_sn_info", __LINE__, "Tlv %s %d " field " " format " .\r\n", step,  \
+                    i, __VA_ARGS__)
 
 void trace_entry(const device_entry &entry, const char *step, int i)
 {
@@ -180,8 +181,8 @@ void answer(uint8_t error, int32_t length)
     }
     std::array<uint8_t, 4> length_bytes{};
     store_be32(length_bytes.data(), static_cast<uint32_t>(length));
-    send_unit_list(length_bytes, {reinterpret_cast<const uint8_t *>(&dev_setsn),
-                                  static_cast<size_t>(length)});
+    send_unit_list(length_bytes,
+                   {reinterpret_cast<const uint8_t *>(&dev_setsn), static_cast<size_t>(length)});
 }
 
 } // namespace

@@ -70,8 +70,8 @@ int32_t device_sub_unintlg_setinfo(const device_entry &entry)
     const auto &data = entry.tlv_data;
     std::array<char, 32> buffer{};
     uint32_t fitted = 0;
-    const int32_t result = drv_get_sub_unintlg_lc_info(drv_get_my_card_type(), data.index, &fitted,
-                                                       buffer.data());
+    const int32_t result =
+        drv_get_sub_unintlg_lc_info(drv_get_my_card_type(), data.index, &fitted, buffer.data());
     if (result < 0) {
         SETMAC_TRACE("get card type fail!\r\n");
         return result;
@@ -87,7 +87,8 @@ int32_t device_sub_unintlg_setinfo(const device_entry &entry)
 using field_reader = int32_t (*)(int32_t index, char *field, uint32_t *length, uint32_t size);
 
 /** Reads a field back into its place, where the PC had set it: 0, or the library's failure. */
-template <size_t size> int32_t read_back(field_reader read, uint8_t index, char (&field)[size])
+template <size_t size>
+int32_t read_back(field_reader read, uint8_t index, char (&field)[size])
 {
     if (field[0] == '\0') {
         return 0;

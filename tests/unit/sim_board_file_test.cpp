@@ -285,10 +285,15 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
         {"[[fault]]\noperation = \"read\"\nerror = \"EWRONG\"",
          "board.toml:3: error must be the symbol of an error, as \"EIO\""},
         {"[[fault]]\noperation = \"read\"",
-         "board.toml:1: either error or short must be given, and not both"},
+         "board.toml:1: one of error, short and result must be given, and no other of them"},
         {"[[fault]]\noperation = \"red\"\nshort = 1",
          "board.toml:1: operation must be one of open close read write lseek getinfo erase lock "
-         "unlock getbadblock transfer slave dev_drv_init drv_set_e2_wr_pro ioctl any"},
+         "unlock getbadblock transfer slave dev_drv_init drv_set_e2_wr_pro "
+         "drv_set_backplane_info drv_get_fan_status drv_get_power_status drv_get_sslot_state "
+         "drv_get_fan_type drv_set_fan_info drv_set_fan_info_with_type drv_get_fan_sn "
+         "drv_get_fan_hw_version drv_get_power_name drv_set_power_hw_version "
+         "drv_get_power_hw_version drv_get_my_card_type drv_get_sub_unintlg_lc_info "
+         "drv_set_sub_unintlg_info drv_get_sub_unintlg_sn drv_get_sub_unintlg_hw_ver ioctl any"},
         {"cpld = 1", "board.toml:1: cpld must be one table, headed [cpld]"},
         {"[cpld]\nregisters = 5",
          "board.toml:2: registers must be registers with values, as { 0x25 = 0xFF }"},

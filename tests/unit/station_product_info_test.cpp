@@ -1,9 +1,5 @@
-#include <filesystem>
-#include <fstream>
-
-#include <gtest/gtest.h>
-
 #include "station/product_info.h"
+#include "station_job_files.h"
 
 using namespace station;
 
@@ -14,63 +10,22 @@ bytes of(std::string_view text)
     return {text.begin(), text.end()};
 }
 
-/** A job file that is gone after the test. */
-class job_files : public testing::Test {
+class product_info_jobs : public job_files {
 protected:
-    void SetUp() override { std::filesystem::create_directories(folder()); }
-    void TearDown() override { std::filesystem::remove_all(folder()); }
-
-    static std::filesystem::path folder()
-    {
-        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
-        return std::filesystem::path(testing::TempDir()) /
-               (std::string("station_") + test->test_suite_name() + "_" + test->name());
-    }
-
-    static std::string path() { return (folder() / "job.toml").string(); }
-
-    static job_table read(const std::string &text)
-    {
-        std::ofstream(path(), std::ios::binary) << text;
-        return read_job_file(path());
-    }
-
     static std::vector<property> properties(const std::string &text)
     {
-        mistakes wrong("job");
-        auto found = read_properties(read(text), wrong);
-        wrong.check();
-        return found;
+        return read_as(read_properties, text);
     }
 
-    static bytes serial(const std::string &text)
-    {
-        mistakes wrong("job");
-        auto found = read_serial(read(text), wrong);
-        wrong.check();
-        return found;
-    }
+    static bytes serial(const std::string &text) { return read_as(read_serial, text); }
 
     /** What is told of a setmac job that cannot be used. */
-    static std::string told(const std::string &text)
-    {
-        try {
-            properties(text);
-        } catch (const job_error &error) {
-            return error.what();
-        }
-        return "nothing";
-    }
+    static std::string told(const std::string &text) { return told_by(read_properties, text); }
 
     /** What is told of a setsn job that cannot be used. */
     static std::string told_of_serial(const std::string &text)
     {
-        try {
-            serial(text);
-        } catch (const job_error &error) {
-            return error.what();
-        }
-        return "nothing";
+        return told_by(read_serial, text);
     }
 
     static std::string named(const std::string &name, const std::string &rest)
@@ -79,8 +34,8 @@ protected:
     }
 };
 
-using setmac_job = job_files;
-using setsn_job = job_files;
+using setmac_job = product_info_jobs;
+using setsn_job = product_info_jobs;
 using job_file = job_files;
 
 } // namespace
@@ -88,8 +43,8 @@ using job_file = job_files;
 TEST(product_info_payload, is_one_part_of_nodes_with_big_endian_lengths)
 {
     const std::vector<property> properties{
-        {"MacAddress", property_type::binary, {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E}},
-        {"S", property_type::text, of("X1")},
+        {"MacAddress", node_type::binary, {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E}},
+        {"S", node_type::text, of("X1")},
     };
     EXPECT_EQ(product_info_payload(properties),
               (bytes{0x02, 0x00, 0x00, 0x00, 0x24,                            // part of 36 bytes
@@ -101,7 +56,7 @@ TEST(product_info_payload, is_one_part_of_nodes_with_big_endian_lengths)
 
 TEST(product_info_payload, of_an_empty_value_ends_with_its_length)
 {
-    const std::vector<property> properties{{"c", property_type::text, {}}};
+    const std::vector<property> properties{{"c", node_type::text, {}}};
     EXPECT_EQ(product_info_payload(properties),
               (bytes{0x02, 0x00, 0x00, 0x00, 0x0C, 'c', 0x00, 0x01, 0x00, 0x00, 0x00, 0x00}));
 }
@@ -120,9 +75,9 @@ TEST_F(setmac_job, takes_text_as_type_1_and_hex_as_type_2)
 {
     const auto found = properties(named("a", "text = \"FF\"\n") + named("b", "hex = \"FF 0a\"\n"));
     ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0].type, property_type::text);
+    EXPECT_EQ(found[0].type, node_type::text);
     EXPECT_EQ(found[0].value, of("FF"));
-    EXPECT_EQ(found[1].type, property_type::binary);
+    EXPECT_EQ(found[1].type, node_type::binary);
     EXPECT_EQ(found[1].value, (bytes{0xFF, 0x0A}));
 }
 
@@ -131,8 +86,8 @@ TEST_F(setmac_job, follows_an_explicit_type)
     const auto found = properties(named("a", "text = \"Hi\"\ntype = 2\n") +
                                   named("b", "hex = \"4869\"\ntype = 1\n"));
     ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0].type, property_type::binary);
-    EXPECT_EQ(found[1].type, property_type::text);
+    EXPECT_EQ(found[0].type, node_type::binary);
+    EXPECT_EQ(found[1].type, node_type::text);
     EXPECT_EQ(found[1].value, of("Hi"));
 }
 

@@ -38,8 +38,8 @@ const byte_list whole = element(1, "00e0fc0a0b0c") + element(2, "BP1234567890123
 
 /** The record of those elements. */
 const byte_list whole_record = byte_list{0x1F} + field("V1.00", 8) + bytes("BP123456789012345X") +
-                               byte_list{0, 0x00, 0xE0, 0xFC, 0x0A, 0x0B, 0x0C, 0x01, 0xA2, 0x03,
-                                         0xFF, 0, 0, 0x78, 0x56, 0x34, 0x12};
+                               byte_list{0,    0x00, 0xE0, 0xFC, 0x0A, 0x0B, 0x0C, 0x01, 0xA2,
+                                         0x03, 0xFF, 0,    0,    0x78, 0x56, 0x34, 0x12};
 
 class backplane : public support::unit_command {
 protected:
@@ -61,13 +61,14 @@ class bridge_backplane : public backplane {
 protected:
     void SetUp() override
     {
-        fit({.fpga = sim::fpga{
-                 .eeproms = {
-                     {.bus = 4, .channel = 0, .address = 0x52, .kind = sim::bridge_eeprom::backplane},
-                     {.bus = 4,
-                      .channel = 1,
-                      .address = 0x54,
-                      .kind = sim::bridge_eeprom::backplane}}}});
+        fit({.fpga = sim::fpga{.eeproms = {{.bus = 4,
+                                            .channel = 0,
+                                            .address = 0x52,
+                                            .kind = sim::bridge_eeprom::backplane},
+                                           {.bus = 4,
+                                            .channel = 1,
+                                            .address = 0x54,
+                                            .kind = sim::bridge_eeprom::backplane}}}});
         unit_command::SetUp();
     }
 
@@ -121,7 +122,7 @@ TEST_F(backplane, version_of_8_characters_runs_on_in_the_log)
 TEST_F(backplane, mac_is_zero_from_the_first_pair_that_is_not_hexadecimal)
 {
     run(set_backplane_info, message(element(1, "00e0zz0a0b0c"), 1));
-    EXPECT_EQ(stored(1), byte_list(28, 0) + byte_list{0x00, 0xE0, 0, 0, 0, 0} + byte_list(10, 0));
+    EXPECT_EQ(stored(1), (byte_list(28, 0) + byte_list{0x00, 0xE0, 0, 0, 0, 0} + byte_list(10, 0)));
 }
 
 TEST_F(backplane, mac_of_another_length_is_ignored)
@@ -132,10 +133,9 @@ TEST_F(backplane, mac_of_another_length_is_ignored)
 
 TEST_F(backplane, unknown_elements_are_skipped_and_later_ones_win)
 {
-    run(set_backplane_info,
-        message(element(10, "zz") + element(2, "LONGSERIAL") + element(2, "SHORT") +
-                    element(3, "12") + element(3, "zz"),
-                5));
+    run(set_backplane_info, message(element(10, "zz") + element(2, "LONGSERIAL") +
+                                        element(2, "SHORT") + element(3, "12") + element(3, "zz"),
+                                    5));
     EXPECT_EQ(stored(1), byte_list(9, 0) + field("SHORT", 35));
 }
 
@@ -218,10 +218,7 @@ TEST_F(bridge_backplane, is_written_to_both_eeproms)
 
 TEST_F(bridge_backplane, failed_write_is_told_and_the_other_made_all_the_same)
 {
-    board().trouble({.bus = 4,
-                     .channel = 0,
-                     .address = 0x52,
-                     .what = sim::bridge_trouble::fail});
+    board().trouble({.bus = 4, .channel = 0, .address = 0x52, .what = sim::bridge_trouble::fail});
     EXPECT_EQ(run(set_backplane_info, message(element(3, "1F"), 1)),
               (banner + byte_list{0x06, 0x01, 0x06}));
     EXPECT_EQ(chip(1, 0x54, 1), byte_list{0x1F});
@@ -248,9 +245,14 @@ TEST_F(bridge_backplane, transfer_sets_the_registers_in_order)
 TEST_F(bridge_backplane, transfer_of_no_bytes_starts_the_command_all_the_same)
 {
     _write_blckplane_info(0x52, 0, nullptr, 0);
-    EXPECT_EQ(register_writes(), (std::vector<std::pair<uint64_t, int>>{
-                                     {0x00C, 0}, {0x100, 4}, {0x101, 0}, {0x102, 0x52},
-                                     {0x103, 0}, {0x104, 0}, {0x105, 2}, {0x00C, 3}}));
+    EXPECT_EQ(register_writes(), (std::vector<std::pair<uint64_t, int>>{{0x00C, 0},
+                                                                        {0x100, 4},
+                                                                        {0x101, 0},
+                                                                        {0x102, 0x52},
+                                                                        {0x103, 0},
+                                                                        {0x104, 0},
+                                                                        {0x105, 2},
+                                                                        {0x00C, 3}}));
 }
 
 TEST_F(bridge_backplane, read_leaves_the_write_control_alone)
@@ -261,12 +263,9 @@ TEST_F(bridge_backplane, read_leaves_the_write_control_alone)
     byte_list got(3);
     EXPECT_EQ(_read_blckplane_info(0x52, 4, got.data(), 3), 0);
     EXPECT_EQ(got, data);
-    EXPECT_EQ(register_writes(), (std::vector<std::pair<uint64_t, int>>{{0x100, 4},
-                                                                        {0x101, 0},
-                                                                        {0x102, 0x52},
-                                                                        {0x103, 4},
-                                                                        {0x104, 3},
-                                                                        {0x105, 3}}));
+    EXPECT_EQ(register_writes(),
+              (std::vector<std::pair<uint64_t, int>>{
+                  {0x100, 4}, {0x101, 0}, {0x102, 0x52}, {0x103, 4}, {0x104, 3}, {0x105, 3}}));
 }
 
 TEST_F(bridge_backplane, lengths_are_cut_into_transfers_of_8)
@@ -302,11 +301,8 @@ TEST_F(bridge_backplane, lengths_are_cut_into_transfers_of_8)
 
 TEST_F(bridge_backplane, first_failed_transfer_ends_the_write)
 {
-    board().trouble({.bus = 4,
-                     .channel = 0,
-                     .address = 0x52,
-                     .call = 2,
-                     .what = sim::bridge_trouble::fail});
+    board().trouble(
+        {.bus = 4, .channel = 0, .address = 0x52, .call = 2, .what = sim::bridge_trouble::fail});
     const byte_list data(44, 0x11);
     EXPECT_EQ(write_backplane_info(0x52, data.data(), 44), 1);
     EXPECT_EQ(chip(0, 0x52, 9), byte_list(8, 0x11) + byte_list{0xFF});
@@ -316,11 +312,8 @@ TEST_F(bridge_backplane, first_failed_transfer_ends_the_write)
 
 TEST_F(bridge_backplane, busy_bridge_is_polled_until_it_is_done)
 {
-    board().trouble({.bus = 4,
-                     .channel = 0,
-                     .address = 0x52,
-                     .what = sim::bridge_trouble::busy,
-                     .polls = 7});
+    board().trouble(
+        {.bus = 4, .channel = 0, .address = 0x52, .what = sim::bridge_trouble::busy, .polls = 7});
     const uint8_t byte = 1;
     EXPECT_EQ(_write_blckplane_info(0x52, 0, &byte, 1), 0);
     EXPECT_EQ(board().count("read", "/dev/fpga0"), 8U);
@@ -328,8 +321,7 @@ TEST_F(bridge_backplane, busy_bridge_is_polled_until_it_is_done)
 
 TEST_F(bridge_backplane, bridge_that_stays_busy_is_given_up_after_5000_polls)
 {
-    board().trouble(
-        {.bus = 4, .channel = 0, .address = 0x52, .what = sim::bridge_trouble::stick});
+    board().trouble({.bus = 4, .channel = 0, .address = 0x52, .what = sim::bridge_trouble::stick});
     const uint8_t byte = 1;
     EXPECT_EQ(_write_blckplane_info(0x52, 0, &byte, 1), 2);
     EXPECT_EQ(board().count("read", "/dev/fpga0"), 5000U);
@@ -351,9 +343,8 @@ TEST_F(bridge_backplane, good_write_settles_for_10_ms_before_it_is_protected)
     const uint8_t byte = 1;
     ASSERT_EQ(_write_blckplane_info(0x52, 0, &byte, 1), 0);
     const auto &log = board().log();
-    const auto last_read = std::ranges::find_if(log.rbegin(), log.rend(), [](const auto &done) {
-        return done.name == "read";
-    });
+    const auto last_read = std::ranges::find_if(
+        log.rbegin(), log.rend(), [](const auto &done) { return done.name == "read"; });
     EXPECT_GE(log.back().time_us - last_read->time_us, 10000);
 }
 
@@ -372,9 +363,10 @@ TEST_F(bridge_backplane, transfers_are_shown_when_debugging)
     EXPECT_EQ(printed([&] { _write_blckplane_info(0x52, 0x10, data.data(), 2); }),
               "<Writing...>channel:[0x0], eeprom_addr:[0x52], offset:[0x10],len:[0x2]\n");
     byte_list got(2);
-    EXPECT_EQ(printed([&] { _read_blckplane_info(0x52, 0x10, got.data(), 2); }),
-              "<read...>channel:[0x0], eeprom_addr:[0x52], offset:[0x10],len:[0x2]get:0xab get:0x01 "
-              "\n");
+    EXPECT_EQ(
+        printed([&] { _read_blckplane_info(0x52, 0x10, got.data(), 2); }),
+        "<read...>channel:[0x0], eeprom_addr:[0x52], offset:[0x10],len:[0x2]get:0xab get:0x01 "
+        "\n");
     debug = 0;
 }
 

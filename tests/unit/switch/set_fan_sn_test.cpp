@@ -58,10 +58,8 @@ protected:
     {
         sim::fpga fpga;
         for (uint8_t channel = 0; channel < 3; ++channel) {
-            fpga.eeproms.push_back({.bus = 3,
-                                    .channel = channel,
-                                    .address = 0x56,
-                                    .kind = sim::bridge_eeprom::fan});
+            fpga.eeproms.push_back(
+                {.bus = 3, .channel = channel, .address = 0x56, .kind = sim::bridge_eeprom::fan});
         }
         fpga.eeproms.push_back({.bus = 4, .channel = 5, .address = 0x52});
         fit({.fpga = fpga});
@@ -124,12 +122,13 @@ TEST_F(fans, write_goes_between_lifting_and_setting_the_protection)
 {
     const byte_list data = {0xAA, 0xBB};
     EXPECT_EQ(_write_fan_serial(0, 2, 8, data.data(), 2), 0);
-    EXPECT_EQ(register_writes(),
-              (std::vector<std::pair<uint64_t, int>>{
-                  {0x100, 3}, {0x101, 2}, {0x102, 0x68}, {0x103, 0x0E}, {0x104, 1}, {0x140, 0},
-                  {0x105, 2}, {0x100, 3}, {0x101, 2},    {0x102, 0x56}, {0x103, 8}, {0x104, 2},
-                  {0x140, 0xAA}, {0x141, 0xBB}, {0x105, 2}, {0x100, 3}, {0x101, 2}, {0x102, 0x68},
-                  {0x103, 0x0E}, {0x104, 1}, {0x140, 1}, {0x105, 2}}));
+    EXPECT_EQ(
+        register_writes(),
+        (std::vector<std::pair<uint64_t, int>>{
+            {0x100, 3},    {0x101, 2},    {0x102, 0x68}, {0x103, 0x0E}, {0x104, 1}, {0x140, 0},
+            {0x105, 2},    {0x100, 3},    {0x101, 2},    {0x102, 0x56}, {0x103, 8}, {0x104, 2},
+            {0x140, 0xAA}, {0x141, 0xBB}, {0x105, 2},    {0x100, 3},    {0x101, 2}, {0x102, 0x68},
+            {0x103, 0x0E}, {0x104, 1},    {0x140, 1},    {0x105, 2}}));
 }
 
 TEST_F(fans, failed_write_sets_the_protection_again_and_is_told_in_the_flag)
@@ -167,8 +166,7 @@ TEST_F(fans, stuck_or_failed_read_is_a_failure)
     board().trouble(
         {.bus = 3, .channel = 0, .address = 0x56, .call = 1, .what = sim::bridge_trouble::fail});
     EXPECT_EQ(_read_fan_serial(0, 0, 0, got.data(), 8), 1);
-    board().trouble(
-        {.bus = 3, .channel = 1, .address = 0x56, .what = sim::bridge_trouble::stick});
+    board().trouble({.bus = 3, .channel = 1, .address = 0x56, .what = sim::bridge_trouble::stick});
     board().clear_log();
     EXPECT_EQ(_read_fan_serial(0, 1, 0, got.data(), 8), 1);
     EXPECT_EQ(board().count("read", "/dev/fpga0"), 5000U);
@@ -233,8 +231,8 @@ TEST_F(fans, nine_are_the_most_a_list_holds)
 TEST_F(fans, checksum_goes_on_over_a_resend)
 {
     const byte_list payload = {0, 3, 0};
-    EXPECT_EQ(run(set_fan_info, byte_list{0x20, 0x01, 3, 0, 3, 0, 0x55} + message(payload, 3) +
-                                    acknowledged),
+    EXPECT_EQ(run(set_fan_info,
+                  byte_list{0x20, 0x01, 3, 0, 3, 0, 0x55} + message(payload, 3) + acknowledged),
               fan_banner + (byte_list{0x06, 0x20, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
@@ -252,9 +250,9 @@ TEST_F(fans, checksum_of_255_is_no_time_out)
 
 TEST_F(fans, time_out_in_the_payload_starts_again_with_the_sum_kept)
 {
-    EXPECT_EQ(run_with_pause(set_fan_info, {0x20, 0x01, 3, 0, 3},
-                             message({0, 3, 0}, 3) + acknowledged),
-              fan_banner + (byte_list{0x06, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
+    EXPECT_EQ(
+        run_with_pause(set_fan_info, {0x20, 0x01, 3, 0, 3}, message({0, 3, 0}, 3) + acknowledged),
+        fan_banner + (byte_list{0x06, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
 TEST_F(fans, answer_is_kept_back_from_a_pc_that_never_acknowledges)

@@ -77,8 +77,8 @@ protected:
 
 TEST_F(powers, are_written_read_back_and_sent_back)
 {
-    const auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01"),
-                            record(2, 1, 0x59, "PWR2", "B123")});
+    const auto sent =
+        list({record(1, 0, 0x58, "PWR0000000001", "A01"), record(2, 1, 0x59, "PWR2", "B123")});
     const trace_log log;
     EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(sent));
     const auto said = log.unnumbered();
@@ -118,9 +118,9 @@ TEST_F(powers, get_their_blocks_register_by_register)
     EXPECT_EQ(done[1].at(6), (std::pair<uint64_t, int>{0x141, 'P'}));
     EXPECT_EQ(done[1].at(10), (std::pair<uint64_t, int>{0x145, 0}));
     EXPECT_EQ(done[1].at(20), (std::pair<uint64_t, int>{0x14F, 0}));
-    EXPECT_EQ(done[2], (std::vector<std::pair<uint64_t, int>>{
-                           {0x100, 4}, {0x101, 1}, {0x102, 0x59}, {0x103, 0x9B}, {0x104, 5},
-                           {0x105, 3}}));
+    EXPECT_EQ(done[2],
+              (std::vector<std::pair<uint64_t, int>>{
+                  {0x100, 4}, {0x101, 1}, {0x102, 0x59}, {0x103, 0x9B}, {0x104, 5}, {0x105, 3}}));
     EXPECT_EQ(done[3].at(4), (std::pair<uint64_t, int>{0x104, 16}));
 }
 
@@ -149,8 +149,8 @@ TEST_F(powers, absent_one_is_not_addressed)
     EXPECT_NE(log.unnumbered().find("[SETMAC <set_pwr_info>:<N>] Power 1 is not present. \r\n"),
               std::string::npos);
     const auto &operations = board().log();
-    const auto read = std::ranges::find_if(operations,
-                                           [](const auto &done) { return done.name == "read"; });
+    const auto read =
+        std::ranges::find_if(operations, [](const auto &done) { return done.name == "read"; });
     ASSERT_NE(read, operations.end());
     EXPECT_EQ(read->offset, 0x1DU);
 }
@@ -174,8 +174,8 @@ TEST_F(powers, flag_is_left_as_it_came_when_all_is_well)
 TEST_F(powers, write_that_is_never_done_is_told_in_the_flag)
 {
     board().trouble({.bus = 4, .channel = 0, .address = 0x58, .what = sim::bridge_trouble::stick});
-    const auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01"),
-                            record(2, 1, 0x59, "PWR0000000002", "A02")});
+    const auto sent = list(
+        {record(1, 0, 0x58, "PWR0000000001", "A01"), record(2, 1, 0x59, "PWR0000000002", "A02")});
     const auto back = list({record(1, 0, 0x58, "PWR0000000001", "A01", 1),
                             record(2, 1, 0x59, "PWR0000000002", "A02")});
     const trace_log log;
@@ -186,10 +186,7 @@ TEST_F(powers, write_that_is_never_done_is_told_in_the_flag)
 
 TEST_F(powers, status_of_1_does_not_end_the_poll)
 {
-    board().trouble({.bus = 4,
-                     .channel = 0,
-                     .address = 0x58,
-                     .what = sim::bridge_trouble::fail});
+    board().trouble({.bus = 4, .channel = 0, .address = 0x58, .what = sim::bridge_trouble::fail});
     power_command block{};
     block.command = 0x9B;
     block.address = 0x58;
@@ -201,11 +198,8 @@ TEST_F(powers, status_of_1_does_not_end_the_poll)
 TEST_F(powers, failed_read_back_is_told_in_the_flag)
 {
     // The fourth command, the reading of the serial number, never comes to an end.
-    board().trouble({.bus = 4,
-                     .channel = 0,
-                     .address = 0x58,
-                     .call = 4,
-                     .what = sim::bridge_trouble::stick});
+    board().trouble(
+        {.bus = 4, .channel = 0, .address = 0x58, .call = 4, .what = sim::bridge_trouble::stick});
     const auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01")});
     const auto back = list({record(1, 0, 0x58, "PWR0000000001", "A01", 2)});
     const trace_log log;
@@ -216,11 +210,8 @@ TEST_F(powers, failed_read_back_is_told_in_the_flag)
 
 TEST_F(powers, serial_is_read_though_the_revision_cannot_be)
 {
-    board().trouble({.bus = 4,
-                     .channel = 0,
-                     .address = 0x58,
-                     .call = 3,
-                     .what = sim::bridge_trouble::stick});
+    board().trouble(
+        {.bus = 4, .channel = 0, .address = 0x58, .call = 3, .what = sim::bridge_trouble::stick});
     const auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01")});
     const auto back = list({record(1, 0, 0x58, "PWR0000000001", "A01", 2)});
     EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(back));
@@ -262,9 +253,9 @@ TEST_F(powers, malformed_or_missing_element_is_refused_before_any_is_written)
     missing[0] = 2;
     EXPECT_EQ(run(set_pwr_info, message(missing), 42), banner + (byte_list{0x06, 0x2A}));
     EXPECT_TRUE(commands().empty());
-    EXPECT_NE(log.unnumbered().find(
-                  "[SETMAC <set_pwr_info>:<N>] Power has invalid data in 1. \r\n"),
-              std::string::npos);
+    EXPECT_NE(
+        log.unnumbered().find("[SETMAC <set_pwr_info>:<N>] Power has invalid data in 1. \r\n"),
+        std::string::npos);
 }
 
 TEST_F(powers, answer_is_kept_back_from_a_pc_that_never_acknowledges)
