@@ -492,6 +492,14 @@ TEST(sim_board_file, can_read_each_board_that_is_made)
         EXPECT_EQ(board.cpld.has_value(), tlv) << name;
         EXPECT_EQ(board.eeproms[0].content.empty(), name != "tlv-named") << name;
         EXPECT_FALSE(board.eeproms[1].is_protected());
+        EXPECT_EQ(board.fpga.has_value(), name == "chassis") << name;
+        EXPECT_EQ(board.fans.size(), name == "chassis-driver" ? 2U : 0U) << name;
+        EXPECT_EQ(board.supplies.size(), name == "chassis-driver" ? 2U : 0U) << name;
+        EXPECT_EQ(board.cards.size(), name.starts_with("chassis") ? 1U : 0U) << name;
     }
+    const auto chassis = parse(sim::layout("chassis").value());
+    EXPECT_EQ(chassis.fpga->eeproms.size(), 5U) << "backplane twice, two fans, PoE";
+    EXPECT_EQ(chassis.fpga->supplies.size(), 2U);
+    EXPECT_TRUE(chassis.fpga->troubles.empty());
     EXPECT_FALSE(sim::layout("plum").has_value());
 }
