@@ -318,9 +318,9 @@ TEST(setfansn_flag, is_1_for_a_fan_that_fails_which_is_protected_again)
     const std::string fan = "bridge /dev/fpga0 write bus=3 channel=0 address=";
     EXPECT_EQ(pc.board.operations("bridge /dev/fpga0 write bus=3 channel=0 "),
               (std::vector<std::string>{
-                  fan + "0x68 offset=0x0e length=1 data=00 outcome=done = 0",
-                  fan + "0x56 offset=0x00 length=8 data=2146414e30313233 outcome=failed = 1",
-                  fan + "0x68 offset=0x0e length=1 data=01 outcome=done = 0"}));
+                  fan + "0x68 offset=0xe length=1 data=00 outcome=done = 0",
+                  fan + "0x56 offset=0x0 length=8 data=2146414e30313233 outcome=failed = 1",
+                  fan + "0x68 offset=0xe length=1 data=01 outcome=done = 0"}));
 }
 
 TEST(setfansn_flag, is_0_for_a_fan_whose_protection_stays_as_its_eeprom_does_not_tell)

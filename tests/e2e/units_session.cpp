@@ -3,7 +3,22 @@
 #include <numeric>
 #include <regex>
 
+#include "tlv_board.h"
+
 namespace e2e {
+namespace {
+
+board_folder board_of(flavour program, std::string_view units)
+{
+    if (program == flavour::tlv) {
+        return board_with_eeprom(std::string(tlv_board).append(units),
+                                 eeprom_content(default_image, 0xFF));
+    }
+    return board_folder(std::string(nor_board).append(units),
+                        {{product_info_file, nor_content(no_product_records)}});
+}
+
+} // namespace
 
 std::string sum_of(std::string_view content, int before)
 {
@@ -19,10 +34,10 @@ std::string field(std::string_view content, std::size_t size)
 }
 
 unit_session::unit_session(std::string_view units, std::string_view command,
-                           std::string_view greeting)
-    : board(std::string(nor_board).append(units),
-            {{product_info_file, nor_content(product_image(0xAAC184F9, {}))}}),
-      session(board, {"prov_setmac", std::string(command), log.string()})
+                           std::string_view greeting, flavour program)
+    : board(board_of(program, units)),
+      session(board, {program == flavour::tlv ? tlv_prov_setmac : "prov_setmac",
+                      std::string(command), log.string()})
 {
     session.expect(greeting);
 }

@@ -25,13 +25,17 @@ std::string sum_of(std::string_view content, int before = 0);
 /** Bytes in a field of `size`, filled up with NUL. */
 std::string field(std::string_view content, std::size_t size);
 
+/** Whose "prov_setmac" it is. */
+enum class flavour { records, tlv };
+
 /** A unit command that waits for the PC's first byte, on a board without records in its flash. */
 struct unit_session {
     /**
      * units: what is fitted besides the flash, in terms of board.toml. greeting: what the command
      * prints first.
      */
-    unit_session(std::string_view units, std::string_view command, std::string_view greeting);
+    unit_session(std::string_view units, std::string_view command, std::string_view greeting,
+                 flavour program = flavour::records);
 
     /** Sends these bytes and waits for these others. */
     void exchange(std::string_view sent, std::string_view answered);
