@@ -356,7 +356,9 @@ void read_lists(table_reader &top, sources &lists, const std::filesystem::path &
                 board_description &board)
 {
     using list = mistake::list;
-    const auto read_eeprom_here = [&](table_reader table) { return read_eeprom(table, folder); };
+    const auto read_eeprom_here = [&](table_reader table) {
+        return read_eeprom(std::move(table), folder);
+    };
     read_list(top, "partition", "partition", lists[list::partitions], read_partition,
               board.partitions);
     read_list(top, "eeprom", "eeprom", lists[list::eeproms], read_eeprom_here, board.eeproms);

@@ -84,8 +84,9 @@ bytes head(std::span<const uint8_t> content, std::size_t length)
 
 bytes block(const std::string &text)
 {
-    bytes result = {static_cast<uint8_t>(text.size())};
-    result.insert(result.end(), text.begin(), text.end());
+    bytes result(1 + text.size());
+    result[0] = static_cast<uint8_t>(text.size());
+    std::ranges::copy(text, result.begin() + 1);
     return result;
 }
 
