@@ -71,7 +71,7 @@ TEST(setdevice_flag, is_0_in_place_of_what_the_pc_sent)
 
 TEST(setdevice_flag, is_1_for_an_empty_slot_of_each_kind)
 {
-    for (device what : {new_fan, new_supply, new_card}) {
+    for (const device &what : {new_fan, new_supply, new_card}) {
         auto pc = session_on("[[fan]]\npresent = false\n[[supply]]\npresent = false\n");
         expect_flag(pc, what, 1);
         EXPECT_EQ(pc.board.operations("drv_").size(), 1U);

@@ -5,7 +5,6 @@
 namespace {
 
 using e2e::bytes;
-using e2e::device;
 using e2e::device_card;
 using e2e::device_entry;
 using e2e::device_fan;
@@ -13,7 +12,6 @@ using e2e::device_greeting;
 using e2e::device_memory;
 using e2e::device_message;
 using e2e::device_record;
-using e2e::device_supply;
 using e2e::memory_is;
 using e2e::repeated;
 using e2e::unit_acknowledge;
@@ -59,7 +57,6 @@ std::string fan_record(std::string_view sn, std::string_view hw)
 
 const std::string new_fan_record = fan_record("FAN-SERIAL-0001", "1.02");
 const std::string new_fan = device_memory("\x44\x33\x22\x11", "FAN-SERIAL-0001", "1.02");
-const std::string old_fan = device_memory("\x44\x33\x22\x11", "OLD-FAN", "0.01");
 
 /** A switch with a fan, a supply and a card, which waits for a record. */
 class setdevice : public testing::Test {
