@@ -245,6 +245,16 @@ TEST_F(setdevice, keeps_what_came_before_in_the_same_record)
     EXPECT_TRUE(memory_is(pc.board, "fan-0.bin", new_fan));
 }
 
+TEST_F(setdevice, keeps_nothing_of_the_record_before)
+{
+    e2e::exchange_devices(pc, new_fan_record, new_fan_record);
+    const std::string head_alone = bytes({0x01, 0x01, 0x83, 0x00, 0x00, 0x00});
+    e2e::exchange_devices(pc, head_alone, head_alone);
+    end(pc);
+    EXPECT_EQ(pc.board.operations("drv_set_fan_info ").size(), 1U);
+    EXPECT_NE(pc.steps().find("] Device 0 is not present. \r\n"), std::string::npos);
+}
+
 TEST_F(setdevice, waits_for_a_new_start_after_a_time_out_with_what_it_has_added_up)
 {
     pc.exchange(unit_start, unit_acknowledge);

@@ -246,7 +246,7 @@ TEST_F(setfansn, ends_without_its_answer_when_20_bytes_do_not_acknowledge)
 {
     pc.exchange(unit_start, unit_acknowledge);
     pc.exchange(two_fan_message, unit_answer_offer);
-    pc.session.send(repeated(20, 0x15));
+    pc.session.send(repeated(20, 0x15) + bytes({0x06}));
     pc.expect_saved();
     expect_programmed();
 }
