@@ -8,7 +8,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(
     g++ cmake ninja-build pkg-config
     zlib1g-dev libcli11-dev libtomlplusplus-dev libserialport-dev libgtest-dev
-    mtd-utils libubootenv-tool i2c-tools
+    mtd-utils libubootenv-tool i2c-tools python3-minimal
 )
 style_packages=(clang-format clang-tidy mandoc)
 

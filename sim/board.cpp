@@ -1,7 +1,10 @@
 #include "sim/board.h"
 
+#include "sim/bridge_chips.h"
 #include "sim/clock.h"
+#include "sim/driver_units.h"
 #include "sim/eeprom_chip.h"
+#include "sim/fpga_device.h"
 #include "sim/i2c_bus.h"
 #include "sim/registers.h"
 #include "sim/system_calls.h"
@@ -53,6 +56,7 @@ board::board(board_description description, std::filesystem::path folder)
     fit_flash();
     fit_cpld();
     fit_i2c();
+    fit_fpga();
     for (const fault &one : description_.faults) {
         faults_.add(one);
     }
@@ -89,7 +93,7 @@ void board::fit(std::unique_ptr<device> node)
 
 void board::fit_flash()
 {
-    const std::vector<int> indexes = partition_indexes(description_.partitions);
+    const std::vector<int> indexes = indexes_of(description_.partitions);
     for (std::size_t i = 0; i < indexes.size(); ++i) {
         const partition &what = description_.partitions[i];
         const int index = indexes[i];
@@ -142,12 +146,29 @@ void board::fit_i2c()
     for (const auto &what : description_.eeproms) {
         const std::string file = "i2c-" + hex(what.address).substr(2) + ".bin";
         auto chip = std::make_unique<eeprom_chip>(
-            what, make_memory(file, eeprom_size, what.content), *write_cycles_, supply_,
-            [this, &what] { return protects(what); });
+            what, make_memory(file, eeprom_size, what.content),
+            write_cycles_->bytes().subspan(what.address * sizeof(int64_t), sizeof(int64_t)),
+            supply_, [this, &what] { return protects(what); });
         eeproms_.emplace(what.address, chip.get());
         bus->fit(std::move(chip));
     }
     fit(std::move(bus));
+}
+
+void board::fit_fpga()
+{
+    const memory_maker make = [this](const std::string &name, std::size_t size,
+                                     std::vector<uint8_t> content) {
+        return make_memory(name, size, std::move(content));
+    };
+    units_ = std::make_unique<driver_units>(description_, make, supply_);
+    if (!description_.fpga) {
+        return;
+    }
+    auto node = std::make_unique<fpga_device>(*description_.fpga, make, supply_,
+                                              [this](operation what) { note(std::move(what)); });
+    fpga_ = node.get();
+    fit(std::move(node));
 }
 
 flash_memory &board::flash(int index)
@@ -173,6 +194,58 @@ std::span<uint8_t> board::cpld()
     return cpld_->bytes();
 }
 
+fpga_device &board::fitted_fpga() const
+{
+    if (fpga_ == nullptr) {
+        throw std::out_of_range("no FPGA is fitted");
+    }
+    return *fpga_;
+}
+
+std::span<uint8_t> board::fpga()
+{
+    return fitted_fpga().bytes();
+}
+
+std::span<uint8_t> board::bridge_eeprom(uint8_t bus, uint8_t channel, uint8_t address)
+{
+    return fitted_fpga().eeprom({bus, channel, address}).bytes();
+}
+
+bool board::is_protected(uint8_t bus, uint8_t channel, uint8_t address) const
+{
+    return fitted_fpga().eeprom({bus, channel, address}).is_protected();
+}
+
+sim::bridge_supply board::bridge_supply(uint8_t channel, uint8_t address) const
+{
+    supply_chip &chip = fitted_fpga().supply({supply_bus, channel, address});
+    return {.channel = channel,
+            .address = address,
+            .serial = chip.serial(),
+            .revision = chip.revision()};
+}
+
+fan_unit board::fan(int32_t index) const
+{
+    return units_->fan(index);
+}
+
+supply_unit board::supply(int32_t index) const
+{
+    return units_->supply(index);
+}
+
+card_unit board::card(int32_t index) const
+{
+    return units_->card(index);
+}
+
+std::span<uint8_t> board::backplane(int32_t index)
+{
+    return units_->backplane(index);
+}
+
 void board::protect_by_driver(bool on)
 {
     driver_state_->bytes()[0] = on ? 1 : 0;
@@ -184,6 +257,14 @@ void board::inject(fault what)
         throw std::invalid_argument(*text);
     }
     faults_.add(std::move(what));
+}
+
+void board::trouble(const bridge_trouble &what)
+{
+    if (const auto text = find_mistake(what)) {
+        throw std::invalid_argument(*text);
+    }
+    fitted_fpga().add(what);
 }
 
 void board::clear_faults()
@@ -235,6 +316,7 @@ int64_t board::attempt(operation &what, call_kind kind, const action &act)
     if (struck != nullptr && struck->error != 0) {
         return -struck->error;
     }
+    what.answer = struck != nullptr ? struck->result : std::nullopt;
     constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
     const int64_t result = act(what, struck != nullptr ? struck->short_to.value_or(all) : all);
     return powered() ? result : -EIO;
@@ -266,9 +348,15 @@ void board::record(operation done)
     }
 }
 
+void board::note(operation what)
+{
+    what.time_us = now_us() - started_us_;
+    record(std::move(what));
+}
+
 void board::power_failed()
 {
-    record({.time_us = now_us() - started_us_, .name = "power_cut", .path = "board"});
+    note({.name = "power_cut", .path = "board"});
     if (!folder_.empty()) {
         ::kill(::getpid(), SIGKILL);
     }

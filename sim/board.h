@@ -19,7 +19,9 @@
 
 namespace sim {
 
+class driver_units;
 class eeprom_chip;
+class fpga_device;
 class register_device;
 
 /** The log of a board folder. */
@@ -60,9 +62,30 @@ public:
     /** The registers of the CPLD. Throws std::out_of_range when there is none. */
     std::span<uint8_t> cpld();
 
+    /** The FPGA's registers. They throw std::out_of_range when there is none, or no such chip. */
+    std::span<uint8_t> fpga();
+    /** The bytes of an EEPROM behind the FPGA's bridge. */
+    std::span<uint8_t> bridge_eeprom(uint8_t bus, uint8_t channel, uint8_t address);
+    /** Whether it ignores writes now. */
+    bool is_protected(uint8_t bus, uint8_t channel, uint8_t address) const;
+    /** A supply that is present, with what its blocks hold now, less the NULs at their ends. */
+    sim::bridge_supply bridge_supply(uint8_t channel, uint8_t address) const;
+
+    /** The units of the driver library as they are now. They throw std::out_of_range. */
+    fan_unit fan(int32_t index) const;
+    supply_unit supply(int32_t index) const;
+    card_unit card(int32_t index) const;
+    /** The record that is in the driver library's backplane EEPROM 1 or 2. */
+    std::span<uint8_t> backplane(int32_t index);
+
     /** Adds a fault; its operations are counted from now. Throws std::invalid_argument. */
     void inject(fault what);
     void clear_faults();
+    /**
+     * Adds a trouble behind the bridge; its commands are counted from now. Throws
+     * std::invalid_argument, and std::out_of_range when there is no FPGA.
+     */
+    void trouble(const bridge_trouble &what);
     /** Lets the power fail after so many steps from now (see class power); nothing: never. */
     void cut_after(std::optional<uint64_t> steps);
     bool powered() const { return supply_.on(); }
@@ -81,6 +104,7 @@ public:
     std::vector<std::string> list(std::string_view folder) const;
     /** Sets or lifts the driver library's write protection of the system EEPROM. */
     void protect_by_driver(bool on);
+    driver_units &units() { return *units_; }
 
     /** Which call an operation came in by: "ioctl" faults strike every ioctl. */
     enum class call_kind { plain, ioctl };
@@ -98,12 +122,16 @@ private:
     void fit_flash();
     void fit_cpld();
     void fit_i2c();
+    void fit_fpga();
     /** The state of an EEPROM's write-protect pin. */
     bool protects(const sim::eeprom &what) const;
     void fit(std::unique_ptr<device> node);
     int64_t attempt(operation &what, call_kind kind, const action &act);
     void record(operation done);
+    /** Records something that happens within an operation. */
+    void note(operation what);
     void power_failed();
+    fpga_device &fitted_fpga() const;
 
     board_description description_;
     std::filesystem::path folder_; // or empty
@@ -112,7 +140,9 @@ private:
     std::vector<operation> log_;
     int64_t started_us_ = -1;
     std::map<int, std::unique_ptr<flash_memory>> flashes_;
-    register_device *cpld_ = nullptr;      // among the nodes, or none
+    register_device *cpld_ = nullptr; // among the nodes, or none
+    fpga_device *fpga_ = nullptr;     // as well
+    std::unique_ptr<driver_units> units_;
     std::unique_ptr<memory> driver_state_; // one byte: the driver library's protection is on
     std::unique_ptr<memory> write_cycles_; // int64_t for each I2C address: its chip is busy until
     std::map<uint8_t, eeprom_chip *> eeproms_;

@@ -1,7 +1,9 @@
 #include "sim/board_file.h"
 
+#include "sim/card_type.h"
 #include "sim/operation.h"
 #include "sim/table_reader.h"
+#include "sim/tlv_info.h"
 
 #include <algorithm>
 #include <fstream>
@@ -42,16 +44,124 @@ partition read_partition(table_reader table)
     return part;
 }
 
-eeprom read_eeprom(table_reader table)
+std::vector<uint8_t> read_content(table_reader &table, const std::filesystem::path &)
+{
+    std::vector<uint8_t> bytes;
+    table.take_bytes("content", bytes);
+    return bytes;
+}
+
+std::vector<uint8_t> read_content_file(table_reader &table, const std::filesystem::path &folder)
+{
+    std::string name;
+    table.take("content_file", name);
+    const std::filesystem::path path = folder / name;
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> bytes(eeprom_size + 1);
+    if (!file.read(bytes.data(), static_cast<std::streamsize>(bytes.size())) && !file.eof()) {
+        table.fail("content_file", path.string() + " cannot be read");
+    }
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    if (bytes.size() > eeprom_size) {
+        table.fail("content_file", path.string() + " holds more than 256 bytes");
+    }
+    return {bytes.begin(), bytes.end()};
+}
+
+tlv_record read_tlv_record(table_reader table)
+{
+    tlv_record one;
+    std::string text;
+    table.require("code");
+    table.take("code", one.code, uint8_t{0}, uint8_t{0xFF});
+    table.take("text", text);
+    table.take_bytes("hex", one.value);
+    table.finish();
+    if (table.has("text") == table.has("hex")) {
+        table.fail("hex", "either text or hex must be given, and not both");
+    }
+    if (table.has("text")) {
+        one.value.assign(text.begin(), text.end());
+    }
+    if (const auto wrong = find_mistake({one})) {
+        table.fail("code", *wrong);
+    }
+    return one;
+}
+
+std::vector<uint8_t> read_tlv_info(table_reader &table, const std::filesystem::path &)
+{
+    std::vector<tlv_record> records;
+    for (const toml::table *one : table.find_tables("tlv", "eeprom.tlv")) {
+        records.push_back(read_tlv_record({*one, table.file()}));
+    }
+    if (const auto wrong = find_mistake(records)) {
+        table.fail("tlv", *wrong);
+    }
+    return encode_tlv_info(records);
+}
+
+std::vector<uint8_t> read_card_type(table_reader &table, const std::filesystem::path &)
+{
+    uint32_t type = 0;
+    std::string name = "tlv";
+    table.take("card_type", type, uint32_t{0}, std::numeric_limits<uint32_t>::max());
+    table.take("form", name);
+    const auto form = card_form_named(name);
+    if (!form) {
+        table.fail("form",
+                   "form must be \"tlv\", \"direct\", \"format2\", \"legacy\" or \"legacy2\"");
+    }
+    auto record = encode_card_type(*form, type);
+    if (!record) {
+        table.fail("card_type",
+                   "form \"" + name + "\" cannot hold card type " + std::to_string(type));
+    }
+    return *record;
+}
+
+/** One way to say what an EEPROM is delivered with. */
+struct content_way {
+    const char *key;
+    std::vector<uint8_t> (*read)(table_reader &table, const std::filesystem::path &folder);
+};
+
+constexpr content_way content_ways[] = {
+    {"content", read_content},
+    {"content_file", read_content_file},
+    {"tlv", read_tlv_info},
+    {"card_type", read_card_type},
+};
+
+std::vector<uint8_t> read_eeprom_content(table_reader &table, const std::filesystem::path &folder)
+{
+    const content_way *given = nullptr;
+    for (const content_way &way : content_ways) {
+        if (table.find(way.key) == nullptr) {
+            continue;
+        }
+        if (given != nullptr) {
+            table.fail(way.key, std::string("either ") + given->key + " or " + way.key +
+                                    " must be given, and not both");
+        }
+        given = &way;
+    }
+    if (table.find("form") != nullptr && !table.has("card_type")) {
+        table.fail("form", "form belongs to a card_type, which is missing");
+    }
+    return given != nullptr ? given->read(table, folder) : std::vector<uint8_t>();
+}
+
+eeprom read_eeprom(table_reader table, const std::filesystem::path &folder)
 {
     eeprom chip;
     table.require("address");
     table.take("address", chip.address, uint8_t{0x08}, uint8_t{0x77});
-    table.take_bytes("content", chip.content);
     table.take("page_size", chip.page_size, 1U, unsigned{eeprom_size});
     table.take("write_cycle_ms", chip.write_cycle_ms, 0U, 60000U);
     table.take("lifted_by_cpld", chip.lifted_by_cpld);
     table.take("lifted_by_driver", chip.lifted_by_driver);
+    chip.content = read_eeprom_content(table, folder);
     table.finish();
     return chip;
 }
@@ -105,38 +215,24 @@ fault read_fault(table_reader table)
 }
 
 /** The tables of the lists that can hold a mistake found later. */
-struct sources {
-    std::vector<const toml::table *> partitions;
-    std::vector<const toml::table *> eeproms;
-    std::vector<const toml::table *> faults;
+using sources = std::map<mistake::list, std::vector<const toml::table *>>;
 
-    const toml::table &of(const mistake &wrong) const
-    {
-        switch (wrong.where) {
-        case mistake::list::partitions:
-            return *partitions[wrong.entry];
-        case mistake::list::eeproms:
-            return *eeproms[wrong.entry];
-        case mistake::list::faults:
-            break;
-        }
-        return *faults[wrong.entry];
-    }
-};
-
-board_description read_board(const toml::table &root, const std::string &file)
+board_description read_board(const toml::table &root, const std::string &file,
+                             const std::filesystem::path &folder)
 {
+    using enum mistake::list;
     board_description board;
     table_reader top(root, file);
-    const sources lists = {top.find_tables("partition", "partition"),
-                           top.find_tables("eeprom", "eeprom"), top.find_tables("fault", "fault")};
-    for (const toml::table *table : lists.partitions) {
+    sources lists = {{partitions, top.find_tables("partition", "partition")},
+                     {eeproms, top.find_tables("eeprom", "eeprom")},
+                     {faults, top.find_tables("fault", "fault")}};
+    for (const toml::table *table : lists[partitions]) {
         board.partitions.push_back(read_partition({*table, file}));
     }
-    for (const toml::table *table : lists.eeproms) {
-        board.eeproms.push_back(read_eeprom({*table, file}));
+    for (const toml::table *table : lists[eeproms]) {
+        board.eeproms.push_back(read_eeprom({*table, file}, folder));
     }
-    for (const toml::table *table : lists.faults) {
+    for (const toml::table *table : lists[faults]) {
         board.faults.push_back(read_fault({*table, file}));
     }
     top.take("i2c_bus", board.i2c_bus);
@@ -157,17 +253,18 @@ board_description read_board(const toml::table &root, const std::string &file)
     }
     top.finish();
     if (const auto wrong = find_mistake(board)) {
-        top.fail(lists.of(*wrong), wrong->text);
+        top.fail(*lists.at(wrong->where)[wrong->entry], wrong->text);
     }
     return board;
 }
 
 } // namespace
 
-board_description parse_board_file(std::string_view text, const std::string &name)
+board_description parse_board_file(std::string_view text, const std::string &name,
+                                   const std::filesystem::path &folder)
 {
     try {
-        return read_board(toml::parse(text, name), name);
+        return read_board(toml::parse(text, name), name, folder);
     } catch (const toml::parse_error &wrong) {
         throw board_file_error(name + ":" + std::to_string(wrong.source().begin.line) + ": " +
                                std::string(wrong.description()));
@@ -183,7 +280,7 @@ board_description read_board_file(const std::filesystem::path &folder)
         throw board_file_error(path.string() + ": cannot be read; \"simboard new " +
                                folder.string() + "\" makes a board");
     }
-    return parse_board_file(text.str(), path.string());
+    return parse_board_file(text.str(), path.string(), folder);
 }
 
 } // namespace sim

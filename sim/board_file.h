@@ -20,7 +20,9 @@ class board_file_error : public std::runtime_error {
 /** Reads a folder's board.toml. Throws board_file_error with the line and what was expected. */
 board_description read_board_file(const std::filesystem::path &folder);
 
-/** The same from a text; name stands in the messages. */
-board_description parse_board_file(std::string_view text, const std::string &name);
+/** The same from a text; name stands in the messages, and files it names are looked for in folder.
+ */
+board_description parse_board_file(std::string_view text, const std::string &name,
+                                   const std::filesystem::path &folder = {});
 
 } // namespace sim

@@ -80,18 +80,77 @@ std::optional<std::size_t> find_repetition(const std::vector<int> &numbers)
     return std::nullopt;
 }
 
-} // namespace
-
-std::vector<int> partition_indexes(const std::vector<partition> &partitions)
+/** The first entry of a list with indexes that is wrong in itself or beside the others. */
+template <typename entry>
+std::optional<mistake> find_wrong_index(mistake::list where, const std::vector<entry> &entries,
+                                        const std::string &another)
 {
-    std::vector<int> indexes;
-    int next = 0;
-    for (const partition &part : partitions) {
-        indexes.push_back(part.index.value_or(next));
-        next = indexes.back() + 1;
+    if (auto found = find_wrong_entry(where, entries)) {
+        return found;
     }
-    return indexes;
+    if (const auto again = find_repetition(indexes_of(entries))) {
+        return mistake{where, *again, "its index is below 0 or that of another " + another};
+    }
+    return std::nullopt;
 }
+
+/** Two chips behind the bridge at one place. */
+std::optional<mistake> find_crowd(const fpga &what)
+{
+    std::set<bridge_place> taken;
+    for (const bridge_eeprom &chip : what.eeproms) {
+        if (chip.kind == bridge_eeprom::fan) {
+            taken.insert({chip.bus, chip.channel, fan_protection_address});
+        }
+    }
+    const std::string text = "at its place behind the bridge there is another chip";
+    for (std::size_t i = 0; i < what.eeproms.size(); ++i) {
+        if (!taken.insert(place_of(what.eeproms[i])).second) {
+            return mistake{mistake::list::bridge_eeproms, i, text};
+        }
+    }
+    for (std::size_t i = 0; i < what.supplies.size(); ++i) {
+        if (!taken.insert(place_of(what.supplies[i])).second) {
+            return mistake{mistake::list::bridge_supplies, i, text};
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<mistake> find_mistake(const fpga &what)
+{
+    using enum mistake::list;
+    if (auto found = find_wrong_entry(bridge_eeproms, what.eeproms)) {
+        return found;
+    }
+    if (auto found = find_wrong_entry(bridge_supplies, what.supplies)) {
+        return found;
+    }
+    if (auto found = find_wrong_entry(bridge_troubles, what.troubles)) {
+        return found;
+    }
+    return find_crowd(what);
+}
+
+std::optional<mistake> find_unit_mistake(const board_description &description)
+{
+    using enum mistake::list;
+    if (auto found = find_wrong_index(fans, description.fans, "fan")) {
+        return found;
+    }
+    if (auto found = find_wrong_index(supplies, description.supplies, "supply")) {
+        return found;
+    }
+    return find_wrong_index(cards, description.cards, "sub-card");
+}
+
+/** Whether the operation is one of the driver library, which alone has results to choose. */
+bool is_library_operation(std::string_view name)
+{
+    return name.starts_with("drv_") || name == "dev_drv_init";
+}
+
+} // namespace
 
 std::optional<std::string> find_mistake(const fault &what)
 {
@@ -105,8 +164,12 @@ std::optional<std::string> find_mistake(const fault &what)
     if (what.call == 0) {
         return "calls are counted from 1";
     }
-    if ((what.error != 0) == what.short_to.has_value()) {
-        return "either error or short must be given, and not both";
+    const int kinds = (what.error != 0 ? 1 : 0) + (what.short_to ? 1 : 0) + (what.result ? 1 : 0);
+    if (kinds != 1) {
+        return "one of error, short and result must be given, and no other of them";
+    }
+    if (what.result && !is_library_operation(what.operation)) {
+        return "result is for one operation of the driver library, as drv_set_fan_info";
     }
     return std::nullopt;
 }
@@ -114,11 +177,8 @@ std::optional<std::string> find_mistake(const fault &what)
 std::optional<mistake> find_mistake(const board_description &description)
 {
     using enum mistake::list;
-    if (auto found = find_wrong_entry(partitions, description.partitions)) {
+    if (auto found = find_wrong_index(partitions, description.partitions, "partition")) {
         return found;
-    }
-    if (const auto again = find_repetition(partition_indexes(description.partitions))) {
-        return mistake{partitions, *again, "its index is below 0 or that of another partition"};
     }
     if (auto found = find_wrong_entry(eeproms, description.eeproms)) {
         return found;
@@ -133,6 +193,14 @@ std::optional<mistake> find_mistake(const board_description &description)
     for (std::size_t i = 0; i < description.eeproms.size(); ++i) {
         if (!description.eeproms[i].lifted_by_cpld.empty() && !description.cpld) {
             return mistake{eeproms, i, "lifted_by_cpld needs a CPLD: [cpld] is missing"};
+        }
+    }
+    if (auto found = find_unit_mistake(description)) {
+        return found;
+    }
+    if (description.fpga) {
+        if (auto found = find_mistake(*description.fpga)) {
+            return found;
         }
     }
     return find_wrong_entry(faults, description.faults);

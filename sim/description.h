@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/units.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -61,6 +63,7 @@ struct fault {
     unsigned times = 1;                       // how many from there on; 0: for ever
     int error = 0;                            // errno; nothing is done
     std::optional<std::size_t> short_to = {}; // bytes (of a transfer: messages) that are done
+    std::optional<int32_t> result = {}; // of the driver library: it answers this and does nothing
 };
 
 /** All that is fitted on a board. */
@@ -72,6 +75,11 @@ struct board_description {
     std::optional<uint64_t> cut_after = {}; // power: see class power
     std::string i2c_bus = "/dev/i2c-0";
     sim::driver driver = {};
+    std::optional<sim::fpga> fpga = {}; // none: there is no /dev/fpga0
+    std::vector<fan_unit> fans = {};    // of the driver library, as are the next three
+    std::vector<supply_unit> supplies = {};
+    std::vector<card_unit> cards = {};
+    int32_t own_card_type = 0;
 };
 
 /** The EEPROM's size: all that a one-byte word address reaches. */
@@ -80,12 +88,19 @@ constexpr std::size_t eeprom_size = 256;
 /** The number of the CPLD's registers. */
 constexpr std::size_t cpld_size = 256;
 
-/** The index of each partition, in order: given, or one above the one before. */
-std::vector<int> partition_indexes(const std::vector<partition> &partitions);
-
 /** What is wrong with a description, and in which of its entries. */
 struct mistake {
-    enum class list { partitions, eeproms, faults };
+    enum class list {
+        partitions,
+        eeproms,
+        faults,
+        fans,
+        supplies,
+        cards,
+        bridge_eeproms,
+        bridge_supplies,
+        bridge_troubles
+    };
     list where;
     std::size_t entry; // in that list, from 0
     std::string text;

@@ -7,29 +7,25 @@
 
 namespace sim {
 
-eeprom_chip::eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells, memory &write_cycles,
-                         power &supply, std::function<bool()> is_protected)
+eeprom_chip::eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells,
+                         std::span<uint8_t> write_cycle, power &supply,
+                         std::function<bool()> is_protected)
     : i2c_chip(what.address), page_size_(what.page_size),
       write_cycle_us_(int64_t{what.write_cycle_ms} * 1000), cells_(std::move(cells)),
-      write_cycles_(write_cycles), supply_(supply), is_protected_(std::move(is_protected))
+      write_cycle_(write_cycle), supply_(supply), is_protected_(std::move(is_protected))
 {
-}
-
-std::span<uint8_t> eeprom_chip::busy_cell()
-{
-    return write_cycles_.bytes().subspan(address() * sizeof(int64_t), sizeof(int64_t));
 }
 
 int64_t eeprom_chip::busy_until()
 {
     int64_t end = 0;
-    std::memcpy(&end, busy_cell().data(), sizeof end);
+    std::memcpy(&end, write_cycle_.data(), sizeof end);
     return end;
 }
 
 void eeprom_chip::busy_until(int64_t end)
 {
-    std::memcpy(busy_cell().data(), &end, sizeof end);
+    std::memcpy(write_cycle_.data(), &end, sizeof end);
 }
 
 bool eeprom_chip::start(bool reading)

@@ -21,12 +21,11 @@ namespace sim {
 class eeprom_chip : public i2c_chip {
 public:
     /**
-     * write_cycles: for each I2C address the end of its chip's write cycle, an int64_t of
-     * microseconds of the monotonic clock. It is kept apart from the chip because a cycle may
-     * outlive the process that began it.
+     * write_cycle: the end of its write cycle, an int64_t of microseconds of the monotonic clock.
+     * It is kept apart from the chip because a cycle may outlive the process that began it.
      * is_protected: the state of its write-protect pin.
      */
-    eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells, memory &write_cycles,
+    eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells, std::span<uint8_t> write_cycle,
                 power &supply, std::function<bool()> is_protected);
 
     std::span<uint8_t> bytes() { return cells_->bytes(); }
@@ -41,12 +40,11 @@ private:
     void program();
     int64_t busy_until();
     void busy_until(int64_t end);
-    std::span<uint8_t> busy_cell();
 
     unsigned page_size_;
     int64_t write_cycle_us_;
     std::unique_ptr<memory> cells_;
-    memory &write_cycles_;
+    std::span<uint8_t> write_cycle_;
     power &supply_;
     std::function<bool()> is_protected_;
     uint8_t word_ = 0;           // the word address

@@ -3,7 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace sim {
@@ -31,5 +34,9 @@ private:
     std::vector<uint8_t> own_; // empty for a file
     std::span<uint8_t> bytes_;
 };
+
+/** Makes the memory of a name: a board's file, or bytes of the process. */
+using memory_maker = std::function<std::unique_ptr<memory>(
+    const std::string &name, std::size_t size, std::vector<uint8_t> content)>;
 
 } // namespace sim

@@ -14,29 +14,30 @@ void register_device::describe(struct stat &status) const
     status.st_rdev = makedev(miscellaneous, first_dynamic_minor);
 }
 
-std::span<uint8_t> register_device::from(const open_file &file, std::size_t count)
+std::size_t register_device::available(const open_file &file, std::size_t count)
 {
-    const auto rest = bytes().subspan(std::min<uint64_t>(file.position, bytes().size()));
-    return rest.first(std::min(count, rest.size()));
+    return std::min<std::size_t>(count, bytes().size() - std::min(file.position, bytes().size()));
 }
 
 int64_t register_device::read(open_file &file, std::span<uint8_t> out)
 {
-    const auto taken = from(file, out.size());
-    std::ranges::copy(taken, out.begin());
-    file.position += taken.size();
-    return static_cast<int64_t>(taken.size());
+    const std::size_t count = available(file, out.size());
+    for (uint8_t &byte : out.first(count)) {
+        byte = load(file.position++);
+    }
+    return static_cast<int64_t>(count);
 }
 
 int64_t register_device::write(open_file &file, std::span<const uint8_t> data)
 {
-    const auto changed = from(file, data.size());
-    if (changed.empty() && !data.empty()) {
+    const std::size_t count = available(file, data.size());
+    if (count == 0 && !data.empty()) {
         return -ENOSPC;
     }
-    std::ranges::copy(data.first(changed.size()), changed.begin());
-    file.position += changed.size();
-    return static_cast<int64_t>(changed.size());
+    for (const uint8_t byte : data.first(count)) {
+        store(file.position++, byte);
+    }
+    return static_cast<int64_t>(count);
 }
 
 int64_t register_device::seek(open_file &file, int64_t offset, int whence)

@@ -24,9 +24,14 @@ public:
     int64_t write(open_file &file, std::span<const uint8_t> data) override;
     int64_t seek(open_file &file, int64_t offset, int whence) override;
 
+protected:
+    /** What reading a register gives, and what writing one does. */
+    virtual uint8_t load(std::size_t number) { return bytes()[number]; }
+    virtual void store(std::size_t number, uint8_t value) { bytes()[number] = value; }
+
 private:
-    /** The registers from the position on, at most so many. */
-    std::span<uint8_t> from(const open_file &file, std::size_t count);
+    /** How many of so many registers there are from the position on. */
+    std::size_t available(const open_file &file, std::size_t count);
 
     std::unique_ptr<memory> cells_;
 };

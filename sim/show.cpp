@@ -1,6 +1,8 @@
 #include "sim/show.h"
 
 #include "sim/product_info.h"
+#include "sim/show_eeprom.h"
+#include "sim/show_text.h"
 
 #include <algorithm>
 #include <iomanip>
@@ -10,17 +12,6 @@
 
 namespace sim {
 namespace {
-
-constexpr std::size_t row = 16;
-static_assert(eeprom_size % row == 0);
-
-/** A number as so many hexadecimal digits. */
-std::string digits(uint32_t number, int count)
-{
-    std::ostringstream text;
-    text << std::hex << std::setfill('0') << std::setw(count) << number;
-    return text.str();
-}
 
 /** A size as a reader thinks of it: "64 KiB", "512 bytes". */
 std::string size_text(uint64_t bytes)
@@ -42,43 +33,6 @@ std::string type_name(flash_type type)
         break;
     }
     return "ubi";
-}
-
-char printable(uint8_t byte)
-{
-    return byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
-}
-
-/** Text of a memory on a terminal: what could drive the terminal is shown as a point. */
-std::string printable(std::string text)
-{
-    std::ranges::transform(text, text.begin(), [](char letter) {
-        const auto byte = static_cast<uint8_t>(letter);
-        return byte >= 0x80 ? letter : printable(byte);
-    });
-    return text;
-}
-
-/** Rows like the one before them are left out, with a "*" in their place. */
-void dump(std::span<const uint8_t> bytes, std::ostream &out)
-{
-    bool left_out = false;
-    for (std::size_t offset = 0; offset < bytes.size(); offset += row) {
-        const auto line = bytes.subspan(offset, row);
-        if (offset > 0 && std::ranges::equal(line, bytes.subspan(offset - row, row))) {
-            out << (left_out ? "" : "  *\n");
-            left_out = true;
-            continue;
-        }
-        left_out = false;
-        out << "  " << digits(static_cast<uint32_t>(offset), 2) << " ";
-        std::string text;
-        for (const uint8_t byte : line) {
-            out << " " << digits(byte, 2);
-            text += printable(byte);
-        }
-        out << "  |" << text << "|\n";
-    }
 }
 
 void show_partition(int index, const partition &what, std::ostream &out)
@@ -141,12 +95,35 @@ bool holds_product_info(const partition &what)
     return what.name == "product_info" || what.name == "product_info_other";
 }
 
+void show_eeprom(board &what, const eeprom &chip, std::ostream &out)
+{
+    constexpr uint8_t system_address = 0x56;
+    constexpr uint8_t card_address = 0x57;
+    const auto content = what.eeprom(chip.address);
+    out << "\nEEPROM " << hex(chip.address) << " on " << what.description().i2c_bus;
+    if (chip.is_protected()) {
+        out << (what.is_protected(chip.address) ? ", write-protected"
+                                                : ", write protection lifted");
+    }
+    out << "\n";
+    if (std::ranges::all_of(content, [](uint8_t byte) { return byte == 0xFF; })) {
+        out << "  blank\n";
+        return;
+    }
+    if (chip.address == system_address) {
+        show_tlv_info(content, out);
+    } else if (chip.address == card_address) {
+        show_card_type(content, out);
+    }
+    dump(content, out);
+}
+
 } // namespace
 
 void show_board(board &what, std::ostream &out)
 {
     const board_description &fitted = what.description();
-    const std::vector<int> indexes = partition_indexes(fitted.partitions);
+    const std::vector<int> indexes = indexes_of(fitted.partitions);
     out << "Partitions\n";
     for (std::size_t i = 0; i < indexes.size(); ++i) {
         show_partition(indexes[i], fitted.partitions[i], out);
@@ -156,9 +133,12 @@ void show_board(board &what, std::ostream &out)
             show_product_info(indexes[i], what.flash(indexes[i]), out);
         }
     }
+    if (fitted.cpld) {
+        out << "\nCPLD registers (/dev/cpld0)\n";
+        dump(what.cpld(), out);
+    }
     for (const auto &chip : fitted.eeproms) {
-        out << "\nEEPROM " << hex(chip.address) << " on " << fitted.i2c_bus << "\n";
-        dump(what.eeprom(chip.address), out);
+        show_eeprom(what, chip, out);
     }
 }
 

@@ -22,6 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int status_of_failure = 1;
+constexpr int status_of_wrong_usage = 2;
 constexpr int status_not_run = 126; // as of a shell: found, but not to be executed
 constexpr int status_not_found = 127;
 
@@ -54,9 +55,22 @@ std::string find_program(const std::string &name)
     return is_ours ? built.string() : name;
 }
 
+/** Where the build has it, or else where the installation does. */
+fs::path find_library()
+{
+    for (const char *folder : {"lib", SIMBOARD_LIBDIR}) {
+        const fs::path library = own_folder() / ".." / folder / "libsimboard.so";
+        if (fs::exists(library)) {
+            return fs::canonical(library);
+        }
+    }
+    throw std::runtime_error("libsimboard.so is missing from " +
+                             (own_folder().parent_path() / SIMBOARD_LIBDIR).string());
+}
+
 void preload_board(const fs::path &folder)
 {
-    std::string libraries = fs::canonical(own_folder() / ".." / "lib" / "libsimboard.so").string();
+    std::string libraries = find_library().string();
     if (const char *others = std::getenv("LD_PRELOAD"); others != nullptr && *others != '\0') {
         libraries.append(":").append(others);
     }
@@ -131,7 +145,12 @@ int main(int argc, char **argv)
     CLI::App *log_command = app.add_subcommand("log", "Print what programs did on a board");
     log_command->add_option("DIR", folder, "The board's folder")->required();
 
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &stop) {
+        // Also how --help and --version end.
+        return app.exit(stop) == 0 ? 0 : status_of_wrong_usage;
+    }
     try {
         if (*new_command) {
             make_board(folder, like);

@@ -17,7 +17,7 @@ namespace sim {
 namespace {
 
 constexpr std::string_view board_prefixes[] = {
-    "/dev/mtd", "/dev/i2c-", "/dev/i2c/", "/dev/cpld", "/sys/class/mtd",
+    "/dev/mtd", "/dev/i2c-", "/dev/i2c/", "/dev/cpld", "/dev/fpga", "/sys/class/mtd",
 };
 
 /** By descriptor. Looked up without a lock, for every call of the program passes here. */

@@ -8,6 +8,11 @@
 #include "base/trace.h"
 #include "console/com_data_provider.h"
 #include "exchange/protocol.h"
+#include "platform/dev_drv.h"
+#include "units/set_backplane.h"
+#include "units/set_fan_sn.h"
+#include "units/set_power_sn.h"
+#include "units/setsn_device.h"
 
 namespace {
 
@@ -18,14 +23,36 @@ struct pc_operation {
     int32_t (*run)();
 };
 
+int32_t set_chassis_device_sn_info()
+{
+    setdevice_zk80chassis = 1;
+    return set_device_sn_info();
+}
+
+/** In the TLV flavour this is the one operation that needs the driver library from its start. */
+int32_t init_and_set_device_sn_info()
+{
+    dev_drv_init();
+    return set_device_sn_info();
+}
+
 constexpr pc_operation legacy_operations[] = {
     {"setmac", [] { return enter_setmac(mode_product_info); }},
     {"setsn", [] { return enter_setsn(mode_product_serial); }},
+    {"setdevice", set_device_sn_info},
+    {"setdevice_zk80chassis", set_chassis_device_sn_info},
+    {"setbackplane", set_backplane_info},
+    {"setfansn", set_fan_info},
+    {"setpoesn", set_poe_info},
+    {"setpwrsn", set_pwr_info},
 };
 
 constexpr pc_operation tlv_operations[] = {
     {"setmac", [] { return enter_setmac(mode_tlv); }},
     {"setsn", [] { return enter_setsn(mode_tlv_serial); }},
+    {"setdevice", init_and_set_device_sn_info},
+    {"setbackplane", set_backplane_info},
+    {"setfansn", set_fan_info},
 };
 
 int32_t run_operation(std::span<const pc_operation> operations, std::string_view name)

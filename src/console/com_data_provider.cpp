@@ -195,6 +195,11 @@ int32_t com_write_complete(const uint8_t *buffer, uint64_t count)
     return 0;
 }
 
+void com_write_text(std::string_view text)
+{
+    com_write_complete(reinterpret_cast<const uint8_t *>(text.data()), text.size());
+}
+
 void com_flush()
 {
     if (__fpending(stdout) != 0) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 // The serial console as a byte line to the program on the PC: raw mode, and bytes with time limits.
 
@@ -34,6 +35,9 @@ int32_t com_read_timeout(uint8_t *buffer, uint64_t count, int64_t timeout_ms);
 
 /** Puts `count` bytes on standard output; they leave with the next flush or read. Always 0. */
 int32_t com_write_complete(const uint8_t *buffer, uint64_t count);
+
+/** Puts a text on standard output like com_write_complete. */
+void com_write_text(std::string_view text);
 
 /** Sends what has been written so far. */
 void com_flush();

@@ -46,7 +46,7 @@ void echo_serial(std::string_view serial, size_t count)
     serial_putc_raw(echo_follows);
     serial_putc_raw(static_cast<uint8_t>(count));
     serial = first_part(serial, count);
-    com_write_complete(reinterpret_cast<const uint8_t *>(serial.data()), serial.size());
+    com_write_text(serial);
     for (size_t sent = serial.size(); sent < count; ++sent) {
         serial_putc_raw(0);
     }

@@ -240,8 +240,7 @@ int32_t enter_setmac(int32_t mode)
 {
     clear_input();
     setmac_crc32_init();
-    com_write_complete(reinterpret_cast<const uint8_t *>(setmac_banner.data()),
-                       setmac_banner.size());
+    com_write_text(setmac_banner);
     while (__set_product_info(mode) != 0) {
         // The PC starts again from the hand sign.
     }

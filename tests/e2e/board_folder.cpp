@@ -11,16 +11,15 @@ namespace {
 
 constexpr std::size_t nor_board_size = 12288;
 
-/** A line of the log from its third word on. */
-std::string without_time_and_process(const std::string &line)
+/** A line of the log: time and process, and what was done. */
+timed_operation parse_line(const std::string &line)
 {
     std::istringstream words(line);
-    std::string time;
-    std::string process;
-    std::string rest;
-    words >> time >> process >> std::ws;
-    std::getline(words, rest);
-    return rest;
+    timed_operation one;
+    int process = 0;
+    words >> one.time_us >> process >> std::ws;
+    std::getline(words, one.what);
+    return one;
 }
 
 bool is_change(const std::string &operation)
@@ -79,13 +78,29 @@ std::string board_folder::memory(std::string_view file) const
     return read_file(path() / file);
 }
 
+std::vector<timed_operation> board_folder::timed_operations() const
+{
+    std::vector<timed_operation> all;
+    std::ifstream log(path() / "log.txt", std::ios::binary);
+    for (std::string line; std::getline(log, line);) {
+        all.push_back(parse_line(line));
+    }
+    return all;
+}
+
 std::vector<std::string> board_folder::operations() const
 {
     std::vector<std::string> all;
-    std::ifstream log(path() / "log.txt", std::ios::binary);
-    for (std::string line; std::getline(log, line);) {
-        all.push_back(without_time_and_process(line));
+    for (timed_operation &one : timed_operations()) {
+        all.push_back(std::move(one.what));
     }
+    return all;
+}
+
+std::vector<std::string> board_folder::operations(std::string_view beginning) const
+{
+    auto all = operations();
+    std::erase_if(all, [&](const std::string &one) { return !one.starts_with(beginning); });
     return all;
 }
 

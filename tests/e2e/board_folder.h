@@ -28,6 +28,12 @@ std::string read_file(const std::filesystem::path &file);
 /** Makes a file of these bytes. Throws std::runtime_error when that fails. */
 void write_file(const std::filesystem::path &file, std::string_view content);
 
+/** An operation of the board's log. */
+struct timed_operation {
+    long time_us = 0; // when it began, since the first one of its process
+    std::string what = {};
+};
+
 /** A simulated board that the real executables run on: a folder, looked at before and after. */
 class board_folder {
 public:
@@ -46,7 +52,11 @@ public:
      * "erase /dev/mtd1 start=0x0 length=0x3000 = 0".
      */
     std::vector<std::string> operations() const;
-    /** Those of them that erased or wrote anything. */
+    /** Those of them that begin so: "write /dev/cpld0 ". */
+    std::vector<std::string> operations(std::string_view beginning) const;
+    /** All of them with their times. */
+    std::vector<timed_operation> timed_operations() const;
+    /** Those of them that erased or wrote flash or a register. */
     std::vector<std::string> changes() const;
 
 private:

@@ -32,7 +32,7 @@ constexpr const char *two_partitions = "[[partition]]\n"
 
 TEST(simboard_new, makes_boards_that_can_be_used)
 {
-    for (const char *like : {"nor", "nor-mirror", "nand", "nand-mirror"}) {
+    for (const char *like : {"nor", "nor-mirror", "nand", "nand-mirror", "tlv", "tlv-named"}) {
         const scratch_board board(like);
         const outcome done = board.run("cat /sys/class/mtd/mtd0/name");
         EXPECT_EQ(done.output, "boot\n") << like;
@@ -53,7 +53,7 @@ TEST(simboard_new, never_overwrites_a_board)
 TEST(simboard_new, names_the_layouts_it_knows)
 {
     const outcome done = shell(SIMBOARD " new /nonexistent/board --like plum");
-    EXPECT_NE(done.status, 0);
+    EXPECT_EQ(done.status, 2);
     EXPECT_TRUE(contains(done.output, "nor-mirror")) << done.output;
 }
 
@@ -152,6 +152,31 @@ TEST(simboard_show, says_that_a_checksum_is_wrong)
         << done.output;
 }
 
+TEST(simboard_show, decodes_what_the_eeproms_hold)
+{
+    const scratch_board board("tlv-named");
+    const outcome done = shell(SIMBOARD " show " + board.path());
+    EXPECT_EQ(done.status, 0);
+    EXPECT_TRUE(contains(done.output, "\nEEPROM 0x56 on /dev/i2c-0, write-protected\n"
+                                      "  TlvInfo image, valid\n"
+                                      "  0x21   6 Product Name      ES24-2\n"))
+        << done.output;
+    EXPECT_TRUE(contains(done.output, "  Card type 14 (format 1, in the TLV area)\n"))
+        << done.output;
+}
+
+TEST(simboard_run, has_the_registers_of_the_cpld_in_a_file_and_in_the_log)
+{
+    const scratch_board board("tlv");
+    const std::string value = board.write("value", {0xFB});
+    ASSERT_EQ(board.run("tee /dev/cpld0 <" + value).status, 0);
+    const bytes registers = board.memory("cpld0.bin");
+    ASSERT_EQ(registers.size(), 256U);
+    EXPECT_EQ(registers[0], 0xFB);
+    EXPECT_TRUE(contains(board.log(), " write /dev/cpld0 offset=0x0 length=1 data=fb = 1\n"))
+        << board.log();
+}
+
 TEST(simboard_log, prints_nothing_before_anything_was_done)
 {
     const scratch_board board("nor");
@@ -174,5 +199,13 @@ TEST(simboard, tells_version_and_commands)
     for (const char *command : {"new", "run", "show", "log"}) {
         EXPECT_TRUE(contains(help.output, command)) << command;
     }
-    EXPECT_NE(shell(SIMBOARD).status, 0);
+}
+
+TEST(simboard, ends_with_2_when_it_is_used_wrongly)
+{
+    for (const char *arguments : {"", " plum", " new", " show", " run", " log a b", " --plum"}) {
+        const outcome done = shell(std::string(SIMBOARD) + arguments);
+        EXPECT_EQ(done.status, 2) << arguments;
+        EXPECT_FALSE(done.output.empty()) << arguments;
+    }
 }

@@ -2,6 +2,9 @@
 #include "sim/layouts.h"
 
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -94,6 +97,117 @@ short = 0
     EXPECT_EQ(board.faults[1].short_to, 0U);
 }
 
+TEST(sim_board_file, makes_a_tlv_info_image_of_records)
+{
+    const auto board = parse(R"(
+[[eeprom]]
+address = 0x56
+[[eeprom.tlv]]
+code = 0x23
+text = "AB"
+[[eeprom.tlv]]
+code = 0x2A
+hex = "00 18"
+)");
+    EXPECT_EQ(board.eeproms[0].content,
+              (std::vector<uint8_t>{0x54, 0x6C, 0x76, 0x49, 0x6E, 0x66, 0x6F, 0x00, 0x01,
+                                    0x00, 0x0E, 0x23, 0x02, 0x41, 0x42, 0x2A, 0x02, 0x00,
+                                    0x18, 0xFE, 0x04, 0x89, 0xBE, 0x17, 0xD1}));
+}
+
+TEST(sim_board_file, makes_a_card_type_record_of_a_form)
+{
+    const auto board = parse(R"(
+[[eeprom]]
+address = 0x57
+card_type = 14
+[[eeprom]]
+address = 0x50
+card_type = 5
+form = "legacy"
+)");
+    EXPECT_EQ(board.eeproms[0].content,
+              (std::vector<uint8_t>{0x01, 0x7E, 0x00, 0xF1, 0x00, 0x06, 0x06, 0x04, 0x00, 0x00,
+                                    0x00, 0x0E, 0x01, 0x8E}));
+    EXPECT_EQ(board.eeproms[1].content, (std::vector<uint8_t>{0x01, 0x00, 0x00, 0x05}));
+}
+
+TEST(sim_board_file, takes_a_content_from_a_file_in_its_folder)
+{
+    std::string name = std::filesystem::temp_directory_path() / "sim_board_file_XXXXXX";
+    const std::filesystem::path folder = mkdtemp(name.data());
+    const auto write = [&](const char *file, const std::string &content) {
+        std::ofstream(folder / file, std::ios::binary) << content;
+    };
+    write("small.bin", std::string("A\0B", 3));
+    write("full.bin", std::string(256, 'x'));
+    write("large.bin", std::string(257, 'x'));
+    const auto content_of = [&](const std::string &file) {
+        const auto text = "[[eeprom]]\naddress = 8\ncontent_file = \"" + file + "\"\n";
+        return sim::parse_board_file(text, "board.toml", folder).eeproms[0].content;
+    };
+    const auto mistake_of = [&](const std::string &file) -> std::string {
+        try {
+            content_of(file);
+        } catch (const sim::board_file_error &wrong) {
+            return wrong.what();
+        }
+        return "no mistake";
+    };
+    EXPECT_EQ(content_of("small.bin"), (std::vector<uint8_t>{'A', 0, 'B'}));
+    EXPECT_EQ(content_of("full.bin"), std::vector<uint8_t>(256, 'x'));
+    EXPECT_EQ(mistake_of("large.bin"),
+              "board.toml:3: " + (folder / "large.bin").string() + " holds more than 256 bytes");
+    EXPECT_EQ(mistake_of("none.bin"),
+              "board.toml:3: " + (folder / "none.bin").string() + " cannot be read");
+    EXPECT_EQ(mistake_of("."), "board.toml:3: " + (folder / ".").string() + " cannot be read");
+    std::filesystem::remove_all(folder);
+}
+
+TEST(sim_board_file, tells_line_and_expectation_of_each_mistake_of_contents)
+{
+    const std::string chip = "[[eeprom]]\naddress = 8\n";
+    const std::string record = chip + "[[eeprom.tlv]]\n";
+    const std::pair<std::string, const char *> wrong[] = {
+        {chip + "content = \"00\"\ncard_type = 1",
+         "board.toml:4: either content or card_type must be given, and not both"},
+        {chip + "content = \"00\"\ncontent_file = \"x\"",
+         "board.toml:4: either content or content_file must be given, and not both"},
+        {chip + "card_type = 1\n[[eeprom.tlv]]\ncode = 0x21\ntext = \"a\"",
+         "board.toml:3: either tlv or card_type must be given, and not both"},
+        {chip + "form = \"tlv\"", "board.toml:3: form belongs to a card_type, which is missing"},
+        {chip + "card_type = 1\nform = \"plum\"",
+         "board.toml:4: form must be \"tlv\", \"direct\", \"format2\", \"legacy\" or \"legacy2\""},
+        {chip + "card_type = 241\nform = \"direct\"",
+         "board.toml:3: form \"direct\" cannot hold card type 241"},
+        {chip + "card_type = -1",
+         "board.toml:3: card_type must be a whole number from 0 to 4294967295"},
+        {chip + "tlv = 5",
+         "board.toml:3: tlv must be a list of tables, each headed [[eeprom.tlv]]"},
+        {record + "text = \"a\"", "board.toml:3: code is missing"},
+        {record + "code = 0x21", "board.toml:3: either text or hex must be given, and not both"},
+        {record + "code = 0x21\ntext = \"a\"\nhex = \"41\"",
+         "board.toml:6: either text or hex must be given, and not both"},
+        {record + "code = 0x21\nhex = \"4\"",
+         "board.toml:5: hex must be pairs of hexadecimal digits"},
+        {record + "code = 256\ntext = \"a\"",
+         "board.toml:4: code must be a whole number from 0 to 255"},
+        {record + "code = 0xFE\ntext = \"a\"",
+         "board.toml:4: the CRC record, code 0xfe, is added by itself"},
+        {record + "code = 0\ntext = \"a\"", "board.toml:4: code 0x0 begins no record"},
+        {record + "code = 0x21\ntext = \"" + std::string(256, 'a') + "\"",
+         "board.toml:4: a record holds at most 255 bytes"},
+        {record + "code = 0x21\ntext = \"" + std::string(119, 'a') +
+             "\"\n[[eeprom.tlv]]\ncode = 0x22\ntext = \"" + std::string(117, 'a') + "\"",
+         "board.toml:3: the records take 246 bytes with the CRC record, but there is room for 245"},
+        {record + "code = 0x21\nvalue = 1",
+         "board.toml:5: value is not known here; known are code hex text"},
+    };
+    for (const auto &[text, message] : wrong) {
+        EXPECT_EQ(mistake_in(text), message) << text;
+    }
+}
+
 TEST(sim_board_file, describes_a_cpld_and_what_lifts_a_write_protection)
 {
     const auto board = parse(R"(
@@ -171,10 +285,15 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
         {"[[fault]]\noperation = \"read\"\nerror = \"EWRONG\"",
          "board.toml:3: error must be the symbol of an error, as \"EIO\""},
         {"[[fault]]\noperation = \"read\"",
-         "board.toml:1: either error or short must be given, and not both"},
+         "board.toml:1: one of error, short and result must be given, and no other of them"},
         {"[[fault]]\noperation = \"red\"\nshort = 1",
          "board.toml:1: operation must be one of open close read write lseek getinfo erase lock "
-         "unlock getbadblock transfer slave dev_drv_init drv_set_e2_wr_pro ioctl any"},
+         "unlock getbadblock transfer slave dev_drv_init drv_set_e2_wr_pro "
+         "drv_set_backplane_info drv_get_fan_status drv_get_power_status drv_get_sslot_state "
+         "drv_get_fan_type drv_set_fan_info drv_set_fan_info_with_type drv_get_fan_sn "
+         "drv_get_fan_hw_version drv_get_power_name drv_set_power_hw_version "
+         "drv_get_power_hw_version drv_get_my_card_type drv_get_sub_unintlg_lc_info "
+         "drv_set_sub_unintlg_info drv_get_sub_unintlg_sn drv_get_sub_unintlg_hw_ver ioctl any"},
         {"cpld = 1", "board.toml:1: cpld must be one table, headed [cpld]"},
         {"[cpld]\nregisters = 5",
          "board.toml:2: registers must be registers with values, as { 0x25 = 0xFF }"},
@@ -222,6 +341,11 @@ TEST(sim_board_file, can_read_each_board_that_is_made)
         EXPECT_EQ(parts.back().type, name.starts_with("nand") ? sim::nand : sim::nor) << name;
         EXPECT_EQ(board.eeproms.size(), 2U);
         EXPECT_TRUE(board.faults.empty());
+        const bool tlv = name.starts_with("tlv");
+        EXPECT_EQ(board.eeproms[0].is_protected(), tlv) << name;
+        EXPECT_EQ(board.cpld.has_value(), tlv) << name;
+        EXPECT_EQ(board.eeproms[0].content.empty(), name != "tlv-named") << name;
+        EXPECT_FALSE(board.eeproms[1].is_protected());
     }
     EXPECT_FALSE(sim::layout("plum").has_value());
 }

@@ -1,0 +1,30 @@
+#include "third_party_shell.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+// An installation into an empty folder, which must find its libraries where it put them.
+
+TEST(simboard_installed, runs_the_installed_programs_on_a_board)
+{
+    const scratch_board board("tlv-named");
+    const std::string prefix = board.beside("prefix");
+    const outcome installed = shell(INSTALL_COMMAND " --prefix " + prefix);
+    ASSERT_EQ(installed.status, 0) << installed.output;
+    const std::string run = prefix + "/" INSTALL_BINDIR "/simboard run " + board.path() + " -- ";
+
+    const outcome preloaded = shell(run + "printenv LD_PRELOAD");
+    EXPECT_EQ(preloaded.output,
+              std::filesystem::canonical(prefix).string() + "/" INSTALL_LIBDIR "/libsimboard.so\n");
+    const outcome legacy = shell(run + "setsn ABCDEFGHJ1234");
+    EXPECT_EQ(legacy.status, 0) << legacy.output;
+    const outcome tlv = shell(run + "setmac-tlv");
+    EXPECT_EQ(tlv.status, 0) << tlv.output;
+    EXPECT_NE(tlv.output.find("SerialNO=ABCDEFGHJ1234\n"), std::string::npos) << tlv.output;
+    // Its link stands one folder further down.
+    const outcome link = shell(run + prefix + "/" INSTALL_BINDIR "/tlv/prov_setmac");
+    EXPECT_EQ(link.output.find("error while loading"), std::string::npos) << link.output;
+    // Without arguments it asks the driver library, which the board answers for, and ends.
+    shell(run + "prov_setmac");
+    EXPECT_NE(board.log().find(" dev_drv_init libdev_drv answer=0 = 0\n"), std::string::npos);
+}

@@ -1,0 +1,115 @@
+#include "sim/show.h"
+#include "sim/show_eeprom.h"
+#include "sim/tlv_info.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+
+std::string tlv_info_text(bytes image)
+{
+    image.resize(256, 0xFF);
+    std::ostringstream out;
+    sim::show_tlv_info(image, out);
+    return out.str();
+}
+
+std::string card_type_text(bytes content)
+{
+    content.resize(256, 0xFF);
+    std::ostringstream out;
+    sim::show_card_type(content, out);
+    return out.str();
+}
+
+std::string board_text(const sim::board_description &description)
+{
+    sim::board board(description);
+    std::ostringstream out;
+    sim::show_board(board, out);
+    return out.str();
+}
+
+} // namespace
+
+TEST(sim_show, names_the_records_of_an_image)
+{
+    EXPECT_EQ(tlv_info_text(sim::encode_tlv_info({{0x23, {'A', 'B'}}, {0x2A, {0x00, 0x18}}})),
+              "  TlvInfo image, valid\n"
+              "  0x23   2 Serial Number     AB\n"
+              "  0x2a   2 MAC Addresses     24\n"
+              "  0xfe   4 CRC-32            0x89be17d1\n");
+}
+
+TEST(sim_show, shows_a_code_without_a_name_and_values_that_are_no_text)
+{
+    const std::string text = tlv_info_text(sim::encode_tlv_info(
+        {{0x30, {0x01, 0xAB}}, {0x24, {0x00, 0xD0, 0xF8, 0xA1, 0xB2, 0xC3}}, {0x21, {'a', 0x1B}}}));
+    EXPECT_NE(text.find("  0x30   2 (unnamed)         01 ab\n"
+                        "  0x24   6 Base MAC Address  00 d0 f8 a1 b2 c3\n"
+                        "  0x21   2 Product Name      a.\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST(sim_show, shows_the_makers_own_records)
+{
+    const std::string text = tlv_info_text(sim::encode_tlv_info(
+        {{0xFD, {0x00, 0x00, 0x7E, 0xD9, 0x44, 0x02, 'A', '1', 0x4A, 0x02, 0x00, 0x0E, 0x45}}}));
+    EXPECT_NE(text.find("  0xfd  13 Vendor Extension  00 00 7e d9 44 02 41 31 4a 02 00 0e 45\n"
+                        "    enterprise number 32473\n"
+                        "    0x44   2  A1\n"
+                        "    0x4a   2  00 0e\n"
+                        "    the rest is no whole record\n"),
+              std::string::npos)
+        << text;
+    const std::string short_one = tlv_info_text(sim::encode_tlv_info({{0xFD, {0x00, 0x00}}}));
+    EXPECT_NE(short_one.find("    no room for an enterprise number\n"), std::string::npos)
+        << short_one;
+}
+
+TEST(sim_show, tells_what_is_wrong_with_an_image_and_what_can_be_read)
+{
+    bytes image = sim::encode_tlv_info({{0x23, {'A', 'B'}}});
+    image.back() = 0x00;
+    EXPECT_EQ(tlv_info_text(image), "  TlvInfo image, invalid\n"
+                                    "  ! the CRC-32 is 0xc09b0e00 in the place of 0xc09b0e8a\n"
+                                    "  0x23   2 Serial Number     AB\n"
+                                    "  0xfe   4 CRC-32            0xc09b0e00\n");
+    EXPECT_EQ(tlv_info_text({'x'}), "  TlvInfo image, invalid\n"
+                                    "  ! it does not begin with \"TlvInfo\" and a NUL\n");
+}
+
+TEST(sim_show, tells_the_card_type)
+{
+    EXPECT_EQ(card_type_text({0x02, 0x00, 0x00, 0x28, 0x00, 0x00, 0x00, 0x02}),
+              "  Card type 42 (format 2, old form)\n");
+    EXPECT_EQ(card_type_text({0x07}), "  Card type unknown: no record: it begins with 0x7 in the "
+                                      "place of 0x1 or 0x2\n");
+}
+
+TEST(sim_show, shows_registers_and_the_state_of_protection)
+{
+    const std::string text =
+        board_text({.eeproms = {{.address = 0x56, .lifted_by_cpld = {{0x25, {0xFB}}}},
+                                {.address = 0x57, .content = {1, 0, 0, 5}},
+                                {.address = 0x50,
+                                 .content = {1, 0, 0, 5},
+                                 .lifted_by_cpld = {{0x00, {0x07}}}}},
+                    .cpld = {{.registers = {{0x00, 0x07}}}}});
+    EXPECT_NE(text.find("\nCPLD registers (/dev/cpld0)\n  00  07 ff ff"), std::string::npos)
+        << text;
+    EXPECT_NE(text.find("\nEEPROM 0x56 on /dev/i2c-0, write-protected\n  blank\n"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(
+        text.find("\nEEPROM 0x57 on /dev/i2c-0\n  Card type 5 (format 1, old form)\n  00  01 "),
+        std::string::npos)
+        << text;
+    EXPECT_NE(text.find("\nEEPROM 0x50 on /dev/i2c-0, write protection lifted\n  00  01 "),
+              std::string::npos)
+        << text;
+}
