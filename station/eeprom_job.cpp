@@ -34,6 +34,15 @@ bool has_control_characters(const bytes &text)
                        [](std::uint8_t byte) { return byte < 0x20 || byte == 0x7F; });
 }
 
+/** A value for a message that says what is expected in its place. */
+std::string told(const eeprom_value &known, const bytes &value)
+{
+    if (!known.binary) {
+        return "\"" + printable(value) + "\"";
+    }
+    return size_of(value) + (value.empty() ? "" : ", " + to_hex(value));
+}
+
 /** The value as it goes over the line. */
 bytes sent_form(const eeprom_value &known, bytes value)
 {
@@ -157,9 +166,7 @@ private:
         }
         auto kept = known.kept(value);
         if (!kept) {
-            entry.complain_of_value((known.binary ? size_of(value) + ", " + to_hex(value)
-                                                  : "\"" + printable(value) + "\"") +
-                                    expected);
+            entry.complain_of_value(told(known, value) + expected);
         }
         return kept;
     }

@@ -42,7 +42,7 @@ std::optional<bytes> from_hex(std::string_view text)
 
 std::optional<std::string> entry_reader::read_name(std::string_view example)
 {
-    const auto name =
+    auto name =
         table_.text("name", "a text, as in name = \"" + std::string(example) + "\"", wrong_);
     name_ = name.value_or("");
     return name;

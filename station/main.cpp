@@ -1,5 +1,7 @@
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <unistd.h>
 
@@ -41,6 +43,16 @@ struct choices {
     bool trace = false;
 };
 
+constexpr double longest_wait = 1e6; // seconds
+
+/** Why a text is no time to wait, or nothing. */
+std::string check_seconds(const std::string &text)
+{
+    double count = 0;
+    const bool right = CLI::detail::lexical_cast(text, count) && count > 0 && count <= longest_wait;
+    return right ? "" : text + " is no number of seconds above 0, up to 1000000";
+}
+
 milliseconds seconds(double count)
 {
     return milliseconds(static_cast<milliseconds::rep>(std::ceil(count * 1000)));
@@ -74,20 +86,19 @@ void add_command(CLI::App &app, const command &each, choices &chosen)
     sub->add_option("--exec", chosen.exec, "Program to run on a pseudo-terminal instead")
         ->excludes(port)
         ->type_name("COMMAND");
-    const auto positive = CLI::PositiveNumber.description("");
     sub->add_option("--baud", chosen.baud, "Speed of the serial port")
-        ->check(positive)
+        ->check(CLI::PositiveNumber.description(""))
         ->capture_default_str()
         ->type_name("N");
     sub->add_option("--wait", chosen.wait, "How long to wait for the switch (for ever)")
-        ->check(positive)
+        ->check(check_seconds)
         ->type_name("SECONDS");
     sub->add_option("--attempts", chosen.attempts, "How often to try")
         ->check(CLI::Range(1, 1000).description(""))
         ->default_str(std::to_string(each.attempts))
         ->type_name("N");
     sub->add_option("--store-limit", chosen.store_limit, "How long the switch may take to store")
-        ->check(positive)
+        ->check(check_seconds)
         ->capture_default_str()
         ->type_name("SECONDS");
     sub->add_flag("--json", chosen.json, "Print the outcome as JSON");
@@ -187,7 +198,7 @@ auto read_job(const std::string &file, reader read)
     return job;
 }
 
-int print_preview(const choices &chosen)
+void print_preview(const choices &chosen)
 {
     const auto shown = read_job(chosen.job, chosen.tlv ? preview_of_tlv : preview_of);
     for (const auto &text : shown.lines) {
@@ -197,19 +208,29 @@ int print_preview(const choices &chosen)
     if (!shown.remark.empty()) {
         std::fprintf(stderr, "%s: %s\n", chosen.job.c_str(), shown.remark.c_str());
     }
-    return EXIT_SUCCESS;
+}
+
+/** Whether all of the outcome has reached its reader; says so where it has not. */
+bool output_written()
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+        return true;
+    }
+    std::fprintf(stderr, "setmac-station: cannot write the outcome: %s\n", std::strerror(errno));
+    return false;
 }
 
 int run_station(const choices &chosen)
 {
     try {
         if (chosen.chosen == nullptr) {
-            return print_preview(chosen);
+            print_preview(chosen);
+            return output_written() ? EXIT_SUCCESS : exit_failed;
         }
         const auto prepare = chosen.tlv ? chosen.chosen->prepare_tlv : chosen.chosen->prepare;
         const auto told = run(read_job(chosen.job, prepare), chosen);
         (chosen.json ? print_json : print_text)(stdout, told);
-        return told.result.ok() ? EXIT_SUCCESS : exit_failed;
+        return output_written() && told.result.ok() ? EXIT_SUCCESS : exit_failed;
     } catch (const job_error &error) {
         std::fprintf(stderr, "%s\n", error.what());
         return exit_usage;

@@ -1,9 +1,5 @@
-#include <filesystem>
-#include <fstream>
-
-#include <gtest/gtest.h>
-
 #include "station/product_info.h"
+#include "station_job_files.h"
 
 using namespace station;
 
@@ -14,63 +10,22 @@ bytes of(std::string_view text)
     return {text.begin(), text.end()};
 }
 
-/** A job file that is gone after the test. */
-class job_files : public testing::Test {
+class product_info_jobs : public job_files {
 protected:
-    void SetUp() override { std::filesystem::create_directories(folder()); }
-    void TearDown() override { std::filesystem::remove_all(folder()); }
-
-    static std::filesystem::path folder()
-    {
-        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
-        return std::filesystem::path(testing::TempDir()) /
-               (std::string("station_") + test->test_suite_name() + "_" + test->name());
-    }
-
-    static std::string path() { return (folder() / "job.toml").string(); }
-
-    static job_table read(const std::string &text)
-    {
-        std::ofstream(path(), std::ios::binary) << text;
-        return read_job_file(path());
-    }
-
     static std::vector<property> properties(const std::string &text)
     {
-        mistakes wrong("job");
-        auto found = read_properties(read(text), wrong);
-        wrong.check();
-        return found;
+        return read_as(read_properties, text);
     }
 
-    static bytes serial(const std::string &text)
-    {
-        mistakes wrong("job");
-        auto found = read_serial(read(text), wrong);
-        wrong.check();
-        return found;
-    }
+    static bytes serial(const std::string &text) { return read_as(read_serial, text); }
 
     /** What is told of a setmac job that cannot be used. */
-    static std::string told(const std::string &text)
-    {
-        try {
-            properties(text);
-        } catch (const job_error &error) {
-            return error.what();
-        }
-        return "nothing";
-    }
+    static std::string told(const std::string &text) { return told_by(read_properties, text); }
 
     /** What is told of a setsn job that cannot be used. */
     static std::string told_of_serial(const std::string &text)
     {
-        try {
-            serial(text);
-        } catch (const job_error &error) {
-            return error.what();
-        }
-        return "nothing";
+        return told_by(read_serial, text);
     }
 
     static std::string named(const std::string &name, const std::string &rest)
@@ -79,8 +34,8 @@ protected:
     }
 };
 
-using setmac_job = job_files;
-using setsn_job = job_files;
+using setmac_job = product_info_jobs;
+using setsn_job = product_info_jobs;
 using job_file = job_files;
 
 } // namespace

@@ -191,6 +191,11 @@ TEST_F(station_program, ends_with_2_for_wrong_usage)
              std::string("paint ") + job,
              std::string("setsn"),
              std::string("preview"),
+             "setsn " + job + " --exec true --wait nan",
+             "setsn " + job + " --exec true --wait 1e300",
+             "setsn " + job + " --exec true --store-limit inf",
+             "setsn " + job + " " + job + " --exec true",
+             "preview " + path("missing.toml"),
              "preview " + job + " --port /dev/null",
              "setsn " + job,
              "setsn " + job + " --port /dev/null --exec true",
@@ -234,6 +239,60 @@ TEST_F(station_program, previews_nothing_of_a_wrong_job)
                                         "\"...\" or hex = \"00 1A 2B\"\n");
 }
 
+TEST_F(station_program, previews_what_a_switch_lists_of_its_eeprom)
+{
+    write("job.toml", "[[node]]\nname = \"serial0\"\ntext = \"A1\"\n"
+                      "[[node]]\nname = \"Serial Number\"\ntext = \"S1\"\n"
+                      "[[node]]\nname = \"ProductModel\"\ntext = \"M\"\n");
+    run("preview --tlv " + path("job.toml"));
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(out, "SerialNO=S1\nserial0=A1\n");
+    EXPECT_EQ(err, path("job.toml") + ": without ethaddr the switch does not list ProductModel\n");
+}
+
+TEST_F(station_program, stores_a_value_in_the_eeprom_past_the_table_that_the_switch_shows)
+{
+    write("job.toml", "[[node]]\nname = \"serial0\"\ntext = \"A1\"\n");
+    run_on("setmac --tlv", "job.toml",
+           setmac_start +
+               "take 8; printf '\\025'; take 1; printf '\\001'\n"
+               "take 4; take 25; printf '\\007ProductID            0x40   2 \\006!\\n\\006'\n"
+               "stty sane; echo done\n");
+    EXPECT_EQ(status, 0) << err;
+    EXPECT_EQ(read("taken").substr(13, 21),
+              std::string("\x01\x00\x00\x00\x15serial0\x00\x01\x00\x00\x00\x03"
+                          "A1\x00",
+                          21));
+    EXPECT_NE(err.find("| ProductID            0x40   2 \\x06!\n  0x06  stored\n| done\n"),
+              std::string::npos)
+        << err;
+    EXPECT_EQ(out.substr(0, out.find('\n', out.find('\n') + 1)), "Name     Type  Value  Result\n"
+                                                                 "serial0  text  A1     stored");
+}
+
+TEST_F(station_program, tells_which_values_the_switch_skips)
+{
+    write("job.toml", "[[part]]\nflag = 0\n[[part.node]]\nname = \"serial0\"\ntext = \"A1\"\n");
+    run("setmac --tlv " + path("job.toml") + " --exec true --json");
+    EXPECT_EQ(status, 1);
+    EXPECT_NE(out.find("\"command\": \"setmac --tlv\",\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("{\"name\": \"serial0\", \"type\": \"text\", \"value\": \"A1\", "
+                       "\"result\": \"skipped\"}"),
+              std::string::npos)
+        << out;
+}
+
+TEST_F(station_program, ends_with_1_when_it_cannot_write_the_outcome)
+{
+    write("job.toml", "[[property]]\nname = \"A\"\ntext = \"B\"\n");
+    const auto command = std::string(STATION_PROGRAM) + " preview " + path("job.toml") +
+                         " > /dev/full 2> " + path("err");
+    const int result = std::system(command.c_str()); // NOLINT(cert-env33-c)
+    ASSERT_TRUE(WIFEXITED(result));
+    EXPECT_EQ(WEXITSTATUS(result), 1);
+    EXPECT_EQ(read("err"), "setmac-station: cannot write the outcome: No space left on device\n");
+}
+
 TEST_F(station_program, traces_every_byte)
 {
     run_on("setsn", "serial.toml", "stty raw -echo; printf Z; exit 0\n", "--trace");
@@ -250,4 +309,9 @@ TEST_F(station_program, accepts_its_example_jobs)
     EXPECT_EQ(status, 1) << err;
     run("setsn " + examples + "/serial.toml --exec true");
     EXPECT_EQ(status, 1) << err;
+    run("setmac --tlv " + examples + "/eeprom.toml --exec true");
+    EXPECT_EQ(status, 1) << err;
+    run("preview --tlv " + examples + "/eeprom.toml");
+    EXPECT_EQ(status, 0) << err;
+    EXPECT_EQ(err, "");
 }

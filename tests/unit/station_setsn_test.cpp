@@ -31,10 +31,10 @@ protected:
 
     scripted_line &call_and_answer() { return far.expects({'{'}).answers({'}'}); }
 
-    outcome run()
+    outcome run(const framed_kind &kind = setsn_exchange(serial))
     {
         conversation talk(far, observer);
-        auto result = run_framed(talk, setsn_exchange(serial), options);
+        auto result = run_framed(talk, kind, options);
         EXPECT_TRUE(far.finished());
         return result;
     }
@@ -205,4 +205,38 @@ TEST_F(setsn_run, tells_a_program_that_ended_after_a_failed_attempt)
     EXPECT_EQ(result.attempts, 1);
     EXPECT_EQ(result.reason, "the switch could not apply or store the payload; after that: the "
                              "program ended with exit status 5");
+}
+
+TEST_F(setsn_run, with_an_eeprom_hears_the_serial_sent_back)
+{
+    call_and_answer();
+    expect_attempt()
+        .shows("dev_drv: ready\r\n")
+        .answers({0x06, 13})
+        .answers(serial)
+        .answers({0x06});
+    const auto result = run(setsn_eeprom_exchange(serial));
+    EXPECT_TRUE(result.ok());
+    EXPECT_EQ(result.echo, serial);
+    EXPECT_EQ(observer.text, "dev_drv: ready\r\n");
+}
+
+TEST_F(setsn_run, with_an_eeprom_tells_what_a_failure_may_be)
+{
+    call_and_answer();
+    expect_attempt().answers({0x12});
+    const auto result = run(setsn_eeprom_exchange(serial));
+    EXPECT_EQ(result.end, ending::failed);
+    EXPECT_EQ(result.reason, "the switch holds no serial number to replace, or could not program "
+                             "its EEPROM: it does not tell which");
+}
+
+TEST_F(setsn_run, with_an_eeprom_tells_a_serial_that_found_no_room)
+{
+    call_and_answer();
+    expect_attempt().answers({0x06, 13}).answers(bytes(13, 0)).answers({0x06});
+    const auto result = run(setsn_eeprom_exchange(serial));
+    EXPECT_EQ(result.end, ending::mismatch);
+    EXPECT_EQ(result.reason, "the switch has no serial number any more: its EEPROM has no room for "
+                             "the new one");
 }
