@@ -31,7 +31,7 @@ table property_table(const std::vector<property> &properties, const outcome &res
 prepared_job prepare_setmac(const job_table &job, mistakes &wrong)
 {
     const auto properties = read_properties(job, wrong);
-    const auto run = [=](conversation &talk, const framed_options &options) {
+    const auto run = [=](conversation &talk, const exchange_options &options) {
         return run_framed(talk, setmac_exchange(product_info_payload(properties)), options);
     };
     const auto items = [=](const outcome &result) { return property_table(properties, result); };
@@ -54,7 +54,7 @@ table node_table(const std::vector<eeprom_part> &parts, const outcome &result)
 prepared_job prepare_setmac_tlv(const job_table &job, mistakes &wrong)
 {
     const auto parts = read_eeprom_job(job, wrong).parts;
-    const auto run = [=](conversation &talk, const framed_options &options) {
+    const auto run = [=](conversation &talk, const exchange_options &options) {
         return run_framed(talk, setmac_eeprom_exchange(eeprom_payload(parts)), options);
     };
     const auto items = [=](const outcome &result) { return node_table(parts, result); };
@@ -65,7 +65,7 @@ prepared_job prepared_serial(const job_table &job, mistakes &wrong,
                              framed_kind (*exchange)(bytes serial))
 {
     const auto serial = read_serial(job, wrong);
-    const auto run = [=](conversation &talk, const framed_options &options) {
+    const auto run = [=](conversation &talk, const exchange_options &options) {
         return run_framed(talk, exchange(serial), options);
     };
     const auto items = [=](const outcome &result) {

@@ -229,15 +229,8 @@ bool framed_attempt::judge(std::optional<std::uint8_t> byte, std::uint8_t wanted
 void framed_attempt::record(std::uint8_t byte)
 {
     const bool before_echo = byte == success && message_.echoed && result_.echo.empty();
-    result_.replies.push_back({byte, before_echo ? "stored, and sent back:" : meaning_of(byte)});
-    talk_.observer().answered(result_.replies.back());
-}
-
-bool framed_attempt::end_with(ending end, std::string reason)
-{
-    result_.end = end;
-    result_.reason = std::move(reason);
-    return false;
+    result_.taken = result_.taken || byte == value_intact;
+    note(byte, before_echo ? "stored, and sent back:" : meaning_of(byte));
 }
 
 bool framed_attempt::end_with_reply(std::uint8_t byte)

@@ -106,14 +106,14 @@ void add_command(CLI::App &app, const command &each, choices &chosen)
     sub->add_flag("--trace", chosen.trace, "Show every byte in both directions");
 }
 
-framed_options options_of(const choices &chosen)
+exchange_options options_of(const choices &chosen)
 {
-    framed_options options;
+    exchange_options options;
     if (chosen.wait > 0) {
         options.wait = seconds(chosen.wait);
     }
     options.attempts = chosen.attempts > 0 ? chosen.attempts : chosen.chosen->attempts;
-    options.limits.store = seconds(chosen.store_limit);
+    options.store = seconds(chosen.store_limit);
     return options;
 }
 
