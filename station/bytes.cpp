@@ -105,6 +105,11 @@ std::string to_hex(std::span<const std::uint8_t> data, std::string_view separato
     return out;
 }
 
+std::string hex_number(std::uint8_t byte)
+{
+    return "0x" + to_hex({&byte, 1});
+}
+
 std::optional<bytes> bytes_of_hex(std::string_view text)
 {
     bytes out;

@@ -35,6 +35,9 @@ bytes with_crc(std::span<const std::uint8_t> data);
 /** "00 1A 2B" */
 std::string to_hex(std::span<const std::uint8_t> data, std::string_view separator = " ");
 
+/** "0x1A" */
+std::string hex_number(std::uint8_t byte);
+
 /** The bytes of "00 1A 2B", "00:1A:2B" or "001A2B"; none where it is something else. */
 std::optional<bytes> bytes_of_hex(std::string_view text);
 

@@ -23,7 +23,7 @@ struct command {
     const char *summary;
     int attempts; // unless the operator says otherwise
     prepared_job (*prepare)(const job_table &job, mistakes &wrong);
-    /** The same for a switch that keeps its identity in the system EEPROM. */
+    /** The same for a switch that keeps its identity in the system EEPROM; null: no difference. */
     prepared_job (*prepare_tlv)(const job_table &job, mistakes &wrong);
 };
 

@@ -32,11 +32,6 @@ constexpr std::uint8_t last_replies[] = {success, not_applied, not_for_this_boar
 // operation.
 constexpr auto version_was_lost = 9500ms;
 
-std::string hex(std::uint8_t byte)
-{
-    return "0x" + to_hex({&byte, 1});
-}
-
 } // namespace
 
 std::string_view meaning_of(std::uint8_t reply_byte)
@@ -266,7 +261,7 @@ std::string framed_attempt::reason_of(std::uint8_t byte) const
     case ending::refused:
         return "the switch refused the payload: \"e2type\" names another type of board";
     default:
-        return "the answer " + hex(byte) + " (" + std::string(meaning_of(byte)) +
+        return "the answer " + hex_number(byte) + " (" + std::string(meaning_of(byte)) +
                ") does not belong here";
     }
 }
