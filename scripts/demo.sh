@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Builds everything and provisions a simulated switch, as a factory would a real one: the station on
-# one side of a pseudo-terminal, the unmodified switch program on the other.
+# Builds everything and provisions simulated switches, as a factory would real ones: the station on
+# one side of a pseudo-terminal, the unmodified switch program on the other. Ends with 0 only when
+# what is stored equals the jobs.
 . "$(dirname "$0")/lib.sh"
 install_missing "${build_packages[@]}"
 build release setmac setmac-tlv simboard simboard_preload setmac-station
 
 bin=build/release/bin
 demo=build/demo
-job=examples/switch.toml
 
 rm -rf "$demo"
 mkdir -p "$demo"
@@ -17,29 +17,46 @@ title() {
 }
 
 on_board() {
-    "$bin/simboard" run "$demo/board" -- "$@"
+    "$bin/simboard" run "$demo/$1" -- "${@:2}"
 }
 
-title "A fresh simulated switch"
-"$bin/simboard" new "$demo/board"
+# compare BOARD PROGRAM PREVIEW-ARGUMENT...: what the program lists against the preview of the job.
+compare() {
+    "$bin/setmac-station" preview "${@:3}" >"$demo/wanted.txt"
+    on_board "$1" "$2" | tr -d '\r' >"$demo/stored.txt"
+    grep -qx 'ProductInfo=0B0EFACE' "$demo/stored.txt" # the mark of a complete update
+    diff <(sort "$demo/wanted.txt") <(grep -v '^ProductInfo=' "$demo/stored.txt" | sort)
+    echo "Stored as in the job: $(wc -l <"$demo/wanted.txt") values."
+}
 
-title "Provisioning it with $job"
-"$bin/setmac-station" setmac "$job" \
-    --exec "$bin/simboard run $demo/board -- prov_setmac setmac $demo/trace.log"
+title "A fresh simulated switch that keeps its identity in flash"
+"$bin/simboard" new "$demo/flash"
+
+title "Provisioning it with examples/switch.toml"
+"$bin/setmac-station" setmac examples/switch.toml \
+    --exec "$bin/simboard run $demo/flash -- prov_setmac setmac $demo/flash.log"
 
 title "What the switch has stored"
-on_board prodinfo
+on_board flash prodinfo
 
-title "The trace log, first lines"
-head -n 12 "$demo/trace.log" | tr -d '\r'
+title "Its trace log, first lines"
+head -n 12 "$demo/flash.log" | tr -d '\r'
 
-title "The flash image, first lines"
-"$bin/simboard" show "$demo/board" | sed -n '/^Partitions/,/^$/p'
-od -A x -t x1z -N 160 "$demo/board/mtd2.bin"
+title "Its flash image, first lines"
+od -A x -t x1z -N 160 "$demo/flash/mtd2.bin"
 
 title "Comparing the stored identity with the job"
-"$bin/setmac-station" preview "$job" | sort >"$demo/wanted.txt"
-on_board prodinfo | tr -d '\r' | grep -v '^ProductInfo=' | sort >"$demo/stored.txt"
-diff "$demo/wanted.txt" "$demo/stored.txt"
-on_board prodinfo | grep -q '^ProductInfo=0B0EFACE' # the mark of a complete update
-echo "Stored: all $(wc -l <"$demo/wanted.txt") properties of the job."
+compare flash prodinfo examples/switch.toml
+
+title "A fresh simulated switch that keeps its identity in the system EEPROM"
+"$bin/simboard" new "$demo/eeprom" --like tlv
+
+title "Provisioning it with examples/eeprom.toml"
+"$bin/setmac-station" setmac --tlv examples/eeprom.toml --quiet \
+    --exec "$bin/simboard run $demo/eeprom -- $bin/tlv/prov_setmac setmac $demo/eeprom.log"
+
+title "What its memories hold"
+"$bin/simboard" show "$demo/eeprom" | sed -n '/^EEPROM 0x56/,/CRC-32/p'
+
+title "Comparing the stored identity with the job"
+compare eeprom setmac-tlv --tlv examples/eeprom.toml

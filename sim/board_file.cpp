@@ -14,27 +14,45 @@ namespace {
 
 constexpr int highest_errno = 133;
 
-flash_type type_of(const std::string &name, table_reader &table)
+/** Takes a value that is written as one of a few words; `expected` tells them. */
+template <typename value, std::size_t count>
+void take_word(table_reader &table, const char *key, value &into,
+               const std::pair<std::string_view, value> (&words)[count], const char *expected)
 {
-    constexpr std::pair<std::string_view, flash_type> types[] = {
-        {"nor", nor}, {"nand", nand}, {"ram", ram}, {"ubi", ubi}};
-    for (const auto &[text, type] : types) {
-        if (name == text) {
-            return type;
+    std::string given;
+    table.take(key, given);
+    if (!table.has(key)) {
+        return;
+    }
+    for (const auto &[word, meaning] : words) {
+        if (given == word) {
+            into = meaning;
+            return;
         }
     }
-    table.fail("type", "type must be \"nor\", \"nand\", \"ram\" or \"ubi\"");
+    table.fail(key, std::string(key) + " must be " + expected);
 }
+
+constexpr std::pair<std::string_view, flash_type> flash_types[] = {
+    {"nor", nor}, {"nand", nand}, {"ram", ram}, {"ubi", ubi}};
+
+constexpr std::pair<std::string_view, bridge_eeprom::kinds> eeprom_kinds[] = {
+    {"plain", bridge_eeprom::plain},
+    {"backplane", bridge_eeprom::backplane},
+    {"fan", bridge_eeprom::fan}};
+
+constexpr std::pair<std::string_view, bridge_trouble::kinds> trouble_kinds[] = {
+    {"busy", bridge_trouble::busy},
+    {"fail", bridge_trouble::fail},
+    {"stick", bridge_trouble::stick}};
 
 partition read_partition(table_reader table)
 {
     constexpr uint32_t most = std::numeric_limits<uint32_t>::max();
     partition part;
-    std::string type = "nor";
     table.require("name");
     table.take("name", part.name);
-    table.take("type", type);
-    part.type = type_of(type, table);
+    take_word(table, "type", part.type, flash_types, "\"nor\", \"nand\", \"ram\" or \"ubi\"");
     table.take("erase_size", part.erase_size, uint32_t{1}, most);
     table.take("blocks", part.blocks, uint32_t{1}, most);
     table.take("page_size", part.page_size, uint32_t{1}, most);
@@ -174,15 +192,104 @@ cpld read_cpld(table_reader table)
     return registers;
 }
 
-driver read_driver(table_reader table)
+constexpr int32_t least_result = std::numeric_limits<int32_t>::min();
+constexpr int32_t most_result = std::numeric_limits<int32_t>::max();
+
+void read_driver(table_reader table, board_description &board)
 {
-    constexpr int32_t least = std::numeric_limits<int32_t>::min();
-    constexpr int32_t most = std::numeric_limits<int32_t>::max();
-    driver answers;
-    table.take("init_result", answers.init_result, least, most);
-    table.take("e2_wr_pro_result", answers.e2_wr_pro_result, least, most);
+    table.take("init_result", board.driver.init_result, least_result, most_result);
+    table.take("e2_wr_pro_result", board.driver.e2_wr_pro_result, least_result, most_result);
+    table.take("own_card_type", board.own_card_type, least_result, most_result);
     table.finish();
-    return answers;
+}
+
+constexpr int32_t highest_index = std::numeric_limits<int32_t>::max();
+constexpr uint32_t highest_type = std::numeric_limits<uint32_t>::max();
+
+fan_unit read_fan(table_reader table)
+{
+    fan_unit unit;
+    table.take("index", unit.index, 0, highest_index);
+    table.take("present", unit.present);
+    table.take("type", unit.type, uint32_t{0}, highest_type);
+    table.take("sn", unit.sn);
+    table.take("hw", unit.hw);
+    table.finish();
+    return unit;
+}
+
+supply_unit read_supply(table_reader table)
+{
+    supply_unit unit;
+    table.take("index", unit.index, 0, highest_index);
+    table.take("present", unit.present);
+    table.take("name", unit.name);
+    table.take("hw", unit.hw);
+    table.finish();
+    return unit;
+}
+
+card_unit read_card(table_reader table)
+{
+    card_unit unit;
+    table.take("index", unit.index, 0, highest_index);
+    table.take("present", unit.present);
+    table.take("card_type", unit.card_type, uint32_t{0}, highest_type);
+    table.take("sn", unit.sn);
+    table.take("hw", unit.hw);
+    table.finish();
+    return unit;
+}
+
+/** Where it is behind the bridge: bus, channel and address. */
+template <typename part>
+void take_place(table_reader &table, part &what)
+{
+    for (const char *key : {"bus", "channel", "address"}) {
+        table.require(key);
+    }
+    table.take("bus", what.bus, uint8_t{0}, uint8_t{0xFF});
+    table.take("channel", what.channel, uint8_t{0}, uint8_t{0xFF});
+    table.take("address", what.address, uint8_t{0x08}, uint8_t{0x77});
+}
+
+bridge_eeprom read_bridge_eeprom(table_reader table)
+{
+    bridge_eeprom chip;
+    take_place(table, chip);
+    take_word(table, "kind", chip.kind, eeprom_kinds, "\"plain\", \"backplane\" or \"fan\"");
+    table.take_bytes("content", chip.content);
+    table.take("write_cycle_ms", chip.write_cycle_ms, 0U, 60000U);
+    table.finish();
+    return chip;
+}
+
+bridge_supply read_bridge_supply(table_reader table)
+{
+    bridge_supply supply;
+    table.require("channel");
+    table.require("address");
+    table.take("channel", supply.channel, uint8_t{0}, uint8_t{0xFF});
+    table.take("address", supply.address, uint8_t{0}, uint8_t{0xFF});
+    table.take("present", supply.present);
+    table.take("serial", supply.serial);
+    table.take("revision", supply.revision);
+    table.finish();
+    return supply;
+}
+
+bridge_trouble read_bridge_trouble(table_reader table)
+{
+    constexpr unsigned most = std::numeric_limits<int32_t>::max();
+    bridge_trouble trouble;
+    take_place(table, trouble);
+    table.require("what");
+    take_word(table, "what", trouble.what, trouble_kinds, "\"busy\", \"fail\" or \"stick\"");
+    table.take("call", trouble.call, 1U, most);
+    table.take("times", trouble.times, 0U, most);
+    table.take("polls", trouble.polls, 0U, most);
+    table.finish();
+    return trouble;
 }
 
 int error_number(const std::string &name, table_reader &table)
@@ -207,6 +314,7 @@ fault read_fault(table_reader table)
     table.take("times", one.times, 0U, most);
     table.take("error", error);
     table.take("short", one.short_to, std::size_t{0}, std::size_t{most});
+    table.take("result", one.result, least_result, most_result);
     table.finish();
     if (table.has("error")) {
         one.error = error_number(error, table);
@@ -217,24 +325,56 @@ fault read_fault(table_reader table)
 /** The tables of the lists that can hold a mistake found later. */
 using sources = std::map<mistake::list, std::vector<const toml::table *>>;
 
+/** Reads the tables of a list, and remembers them. */
+template <typename reader, typename entry>
+void read_list(table_reader &parent, const char *key, const std::string &heading,
+               std::vector<const toml::table *> &source, const reader &read_entry,
+               std::vector<entry> &into)
+{
+    source = parent.find_tables(key, heading);
+    for (const toml::table *table : source) {
+        into.push_back(read_entry({*table, parent.file()}));
+    }
+}
+
+fpga read_fpga(table_reader table, sources &lists)
+{
+    using list = mistake::list;
+    fpga what;
+    table.take("registers", what.registers);
+    read_list(table, "eeprom", "fpga.eeprom", lists[list::bridge_eeproms], read_bridge_eeprom,
+              what.eeproms);
+    read_list(table, "supply", "fpga.supply", lists[list::bridge_supplies], read_bridge_supply,
+              what.supplies);
+    read_list(table, "trouble", "fpga.trouble", lists[list::bridge_troubles], read_bridge_trouble,
+              what.troubles);
+    table.finish();
+    return what;
+}
+
+void read_lists(table_reader &top, sources &lists, const std::filesystem::path &folder,
+                board_description &board)
+{
+    using list = mistake::list;
+    const auto read_eeprom_here = [&](table_reader table) {
+        return read_eeprom(std::move(table), folder);
+    };
+    read_list(top, "partition", "partition", lists[list::partitions], read_partition,
+              board.partitions);
+    read_list(top, "eeprom", "eeprom", lists[list::eeproms], read_eeprom_here, board.eeproms);
+    read_list(top, "fault", "fault", lists[list::faults], read_fault, board.faults);
+    read_list(top, "fan", "fan", lists[list::fans], read_fan, board.fans);
+    read_list(top, "supply", "supply", lists[list::supplies], read_supply, board.supplies);
+    read_list(top, "card", "card", lists[list::cards], read_card, board.cards);
+}
+
 board_description read_board(const toml::table &root, const std::string &file,
                              const std::filesystem::path &folder)
 {
-    using enum mistake::list;
     board_description board;
+    sources lists;
     table_reader top(root, file);
-    sources lists = {{partitions, top.find_tables("partition", "partition")},
-                     {eeproms, top.find_tables("eeprom", "eeprom")},
-                     {faults, top.find_tables("fault", "fault")}};
-    for (const toml::table *table : lists[partitions]) {
-        board.partitions.push_back(read_partition({*table, file}));
-    }
-    for (const toml::table *table : lists[eeproms]) {
-        board.eeproms.push_back(read_eeprom({*table, file}, folder));
-    }
-    for (const toml::table *table : lists[faults]) {
-        board.faults.push_back(read_fault({*table, file}));
-    }
+    read_lists(top, lists, folder, board);
     top.take("i2c_bus", board.i2c_bus);
     if (!board.i2c_bus.starts_with("/dev/i2c-")) {
         top.fail("i2c_bus", "i2c_bus must begin with \"/dev/i2c-\"");
@@ -242,8 +382,12 @@ board_description read_board(const toml::table &root, const std::string &file,
     if (const toml::table *table = top.find_table("cpld")) {
         board.cpld = read_cpld({*table, file});
     }
+    if (const toml::table *table = top.find_table("fpga")) {
+        lists[mistake::list::fpga] = {table};
+        board.fpga = read_fpga({*table, file}, lists);
+    }
     if (const toml::table *table = top.find_table("driver")) {
-        board.driver = read_driver({*table, file});
+        read_driver({*table, file}, board);
     }
     if (const toml::table *table = top.find_table("power")) {
         table_reader supply(*table, file);

@@ -19,7 +19,7 @@ namespace sim {
 class supply_chip : public i2c_chip {
 public:
     /** The bytes that its memory has, and those of a supply as delivered. */
-    static constexpr std::size_t memory_size = 2 * 33;
+    static constexpr std::size_t memory_size = std::size_t{2} * 33;
     static std::vector<uint8_t> delivered(const bridge_supply &what);
 
     supply_chip(const bridge_supply &what, std::unique_ptr<memory> cells, power &supply)

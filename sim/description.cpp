@@ -117,9 +117,12 @@ std::optional<mistake> find_crowd(const fpga &what)
     return std::nullopt;
 }
 
-std::optional<mistake> find_mistake(const fpga &what)
+std::optional<mistake> find_mistake(const sim::fpga &what)
 {
     using enum mistake::list;
+    if (!what.registers.empty() && what.registers.rbegin()->first >= fpga_size) {
+        return mistake{fpga, 0, "its registers are 0 to 0x3FF"};
+    }
     if (auto found = find_wrong_entry(bridge_eeproms, what.eeproms)) {
         return found;
     }

@@ -97,6 +97,7 @@ struct mistake {
         fans,
         supplies,
         cards,
+        fpga, // the one
         bridge_eeproms,
         bridge_supplies,
         bridge_troubles

@@ -35,16 +35,17 @@ int32_t call(const char *name, const std::string &arguments, int32_t otherwise,
     if (board == nullptr) {
         return otherwise;
     }
-    int32_t answer = otherwise;
+    int32_t answer = 0;
     const auto logged = [&](sim::operation &log, std::size_t) {
         answer = log.answer ? *log.answer : act(*board, log);
         log.answer = answer;
         log.arguments += (log.arguments.empty() ? "answer=" : " answer=") + std::to_string(answer);
         return int64_t{0};
     };
-    board->operate({.name = name, .path = "libdev_drv", .arguments = arguments},
-                   sim::board::call_kind::plain, logged);
-    return answer;
+    const int64_t result =
+        board->operate({.name = name, .path = "libdev_drv", .arguments = arguments},
+                       sim::board::call_kind::plain, logged);
+    return result < 0 ? otherwise : answer;
 }
 
 /** A text in a field of that size, which it may fill without a NUL. */

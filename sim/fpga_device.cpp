@@ -32,7 +32,7 @@ std::vector<uint8_t> starting_registers(const fpga &what)
     std::vector<uint8_t> start(fpga_size, 0);
     start[backplane_protection] = backplane_protected;
     for (const auto &[number, value] : what.registers) {
-        start.at(number) = value;
+        start[number] = value;
     }
     return start;
 }

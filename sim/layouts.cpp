@@ -1,5 +1,7 @@
 #include "sim/layouts.h"
 
+#include <array>
+
 namespace sim {
 namespace {
 
@@ -10,7 +12,7 @@ constexpr std::string_view head =
 #   simboard show DIR                                 shows what its memories hold
 #   simboard log DIR                                  shows what programs did on it
 #
-# Each memory is a file beside this one: mtd0.bin, mtd1.bin, ..., i2c-56.bin, ... and cpld0.bin. They
+# Each memory is a file beside this one: mtd0.bin, i2c-56.bin, cpld0.bin, bridge-4-0-52.bin, ... They
 # are made at their first use. Take one away to have the chip as new again. Change sizes here only
 # with the memory's file taken away, for a file of another size is refused. log.txt is the operation
 # log.
@@ -140,15 +142,128 @@ constexpr std::string_view cpld_hint = R"toml(
 #   registers = { 0x00 = 0x02 }
 )toml";
 
+constexpr std::string_view unit_hint = R"toml(
+# An FPGA with units behind its I2C bridge, and units of the driver library: make a board with
+# "--like chassis" or "--like chassis-driver" to see how they are described.
+)toml";
+
+constexpr std::string_view fpga_part = R"toml(
+# The FPGA, /dev/fpga0: 1024 byte registers. Those not given here start with 0, but for the backplane
+# write control 0x00C, which starts with 3. Without [fpga] there is no /dev/fpga0.
+[fpga]
+registers = { 0x00C = 3 }
+
+# EEPROMs of 256 bytes behind its I2C bridge, and what "setbackplane", "setfansn" and "setpoesn" write.
+#   bus, channel, address  where: the registers 0x100, 0x101 and 0x102
+#   kind            "backplane": it takes writes only while register 0x00C is 0; "fan": only while
+#                   register 0x0E of the device at 0x68 beside it is 0; "plain" (default "plain")
+#   content         pairs of hexadecimal digits, from offset 0; the rest is 0xFF. For a new file
+#   write_cycle_ms  how long it does not answer after a write         (default 5)
+
+# The two EEPROMs of the backplane.
+[[fpga.eeprom]]
+bus = 4
+channel = 0
+address = 0x52
+kind = "backplane"
+
+[[fpga.eeprom]]
+bus = 4
+channel = 1
+address = 0x54
+kind = "backplane"
+
+# Two fans.
+[[fpga.eeprom]]
+bus = 3
+channel = 0
+address = 0x56
+kind = "fan"
+
+[[fpga.eeprom]]
+bus = 3
+channel = 1
+address = 0x56
+kind = "fan"
+
+# The PoE unit.
+[[fpga.eeprom]]
+bus = 4
+channel = 2
+address = 0x52
+
+# Power supplies on bus 4 of the bridge, which "setpwrsn" writes.
+#   channel, address   the address is 0x58 to 0x5F
+#   present            false: the slot is empty                       (default true)
+#   serial, revision   of a new one: at most 32 characters each       (default "")
+[[fpga.supply]]
+channel = 0
+address = 0x58
+serial = "PS0000000001"
+revision = "A00"
+
+[[fpga.supply]]
+channel = 0
+address = 0x59
+serial = "PS0000000002"
+revision = "A00"
+
+# Trouble with commands of the bridge to a place, as many as you like. Commands are counted in each
+# process from its start.
+#   bus, channel, address
+#   what      "busy": it is busy for so many polls longer; "fail": it fails; "stick": it stays busy
+#             until the next command. Only the first is carried out.
+#   call      the first such command that goes wrong                  (default 1)
+#   times     how many from there on; 0: for ever                     (default 1)
+#   polls     how often it is busy; "fail" can be busy first          (default 0)
+#   [[fpga.trouble]]
+#   bus = 3
+#   channel = 1
+#   address = 0x56
+#   what = "fail"
+)toml";
+
+constexpr std::string_view unit_head = R"toml(
+# Units of the driver library, which "setdevice" writes.
+#   index      the number of the slot                                 (default one above the last; 0)
+#   present    false: the slot is empty                               (default true)
+#   type       fans: the type code                                    (default 0)
+#   name       supplies: at most 32 characters                        (default "")
+#   card_type  cards: the card type                                   (default 0)
+#   sn, hw     of a new one: at most 24 and 6 characters              (default ""; supplies: no sn)
+# Beside them it has two backplane EEPROMs, 1 and 2, with a record of 44 bytes each. "setbackplane"
+# writes those where there is no FPGA.
+)toml";
+
+constexpr std::string_view fan_and_supply_units = R"toml(
+[[fan]]
+type = 0x8001
+
+[[fan]]
+type = 0x8001
+
+[[supply]]
+name = "PSU-550"
+
+[[supply]]
+name = "PSU-550"
+)toml";
+
+constexpr std::string_view card_unit = R"toml(
+[[card]]
+card_type = 0x21
+)toml";
+
 constexpr std::string_view tail = R"toml(
 # The bus they are on. It belongs at the top of the file, before the first [[partition]].
 #   i2c_bus = "/dev/i2c-0"
 
-# What dev_drv_init and drv_set_e2_wr_pro of the driver library answer. With another answer than 0
-# the second changes nothing.
+# What dev_drv_init, drv_set_e2_wr_pro and drv_get_my_card_type of the driver library answer. With
+# another answer than 0 the second changes nothing.
 #   [driver]
 #   init_result = 0
 #   e2_wr_pro_result = 0
+#   own_card_type = 0
 
 # A power cut: each programmed byte of flash or EEPROM is a step, and so is each erased block. After
 # so many steps of a process the next one finds no power: the byte stays as it was, a block is left
@@ -158,13 +273,14 @@ constexpr std::string_view tail = R"toml(
 
 # Faults, as many as you like. Operations are counted in each process from its start.
 #   operation  open, close, read, write, lseek, getinfo, erase, lock, unlock, getbadblock, transfer,
-#              slave, dev_drv_init or drv_set_e2_wr_pro, as in the log; ioctl: every ioctl;
-#              any: everything
+#              slave, dev_drv_init or an operation of the driver library, as drv_set_fan_info, as in
+#              the log; ioctl: every ioctl; any: everything
 #   path       "/dev/mtd2", "/sys/class/mtd/mtd2/name", ...           (default any path)
 #   call       the first such call that goes wrong                    (default 1)
 #   times      how many from there on; 0: for ever                    (default 1)
 #   error      it fails with this error, as "EIO", and does nothing; or else
-#   short      it comes back short: so many bytes, or messages of a transfer, are done
+#   short      it comes back short: so many bytes, or messages of a transfer, are done; or else
+#   result     an operation of the driver library answers this, and does nothing
 #   [[fault]]
 #   operation = "write"
 #   path = "/dev/mtd2"
@@ -175,24 +291,37 @@ constexpr std::string_view tail = R"toml(
 struct named_layout {
     std::string_view name;
     std::string_view about;
-    std::string_view partitions;
-    std::string_view mirror;
-    std::string_view system_eeprom;
-    std::string_view records;
-    std::string_view cpld;
+    std::array<std::string_view, 8> parts; // in the order of the file, between head and tail
 };
 
 constexpr named_layout layouts[] = {
-    {"nor", "NOR flash", nor_partitions, "", blank_eeprom, "", cpld_hint},
-    {"nor-mirror", "NOR flash with a mirror of the product information", nor_partitions, nor_mirror,
-     blank_eeprom, "", cpld_hint},
-    {"nand", "NAND flash with a bad block", nand_partitions, "", blank_eeprom, "", cpld_hint},
-    {"nand-mirror", "NAND flash with bad blocks and a mirror of the product information",
-     nand_partitions, nand_mirror, blank_eeprom, "", cpld_hint},
-    {"tlv", "NOR flash, and a blank system EEPROM behind write protection", nor_partitions, "",
-     protected_eeprom, "", cpld_part},
-    {"tlv-named", "NOR flash, and a system EEPROM with an identity behind write protection",
-     nor_partitions, "", protected_eeprom, tlv_records, cpld_part},
+    {"nor",
+     "NOR flash",
+     {nor_partitions, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, unit_hint}},
+    {"nor-mirror",
+     "NOR flash with a mirror of the product information",
+     {nor_partitions, nor_mirror, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, unit_hint}},
+    {"nand",
+     "NAND flash with a bad block",
+     {nand_partitions, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, unit_hint}},
+    {"nand-mirror",
+     "NAND flash with bad blocks and a mirror of the product information",
+     {nand_partitions, nand_mirror, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, unit_hint}},
+    {"tlv",
+     "NOR flash, and a blank system EEPROM behind write protection",
+     {nor_partitions, eeprom_head, protected_eeprom, card_eeprom, cpld_part, unit_hint}},
+    {"tlv-named",
+     "NOR flash, and a system EEPROM with an identity behind write protection",
+     {nor_partitions, eeprom_head, protected_eeprom, tlv_records, card_eeprom, cpld_part,
+      unit_hint}},
+    {"chassis",
+     "A chassis with NOR flash, an FPGA with units behind it, and a sub-card",
+     {nor_partitions, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, fpga_part, unit_head,
+      card_unit}},
+    {"chassis-driver",
+     "A chassis with NOR flash, whose units are those of the driver library",
+     {nor_partitions, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, unit_head,
+      fan_and_supply_units, card_unit}},
 };
 
 } // namespace
@@ -212,11 +341,10 @@ std::optional<std::string> layout(std::string_view name)
         if (one.name == name) {
             std::string text(head);
             text.append("\n# ").append(one.about).append(".");
-            for (const std::string_view part :
-                 {one.partitions, one.mirror, eeprom_head, one.system_eeprom, one.records,
-                  card_eeprom, one.cpld, tail}) {
+            for (const std::string_view part : one.parts) {
                 text += part;
             }
+            text += tail;
             return text;
         }
     }

@@ -3,6 +3,7 @@
 #include "sim/product_info.h"
 #include "sim/show_eeprom.h"
 #include "sim/show_text.h"
+#include "sim/show_units.h"
 
 #include <algorithm>
 #include <iomanip>
@@ -140,6 +141,8 @@ void show_board(board &what, std::ostream &out)
     for (const auto &chip : fitted.eeproms) {
         show_eeprom(what, chip, out);
     }
+    show_fpga(what, out);
+    show_driver_units(what, out);
 }
 
 } // namespace sim

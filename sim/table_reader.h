@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/board_file.h"
+#include "sim/operation.h"
 
 #define TOML_HEADER_ONLY 1
 #define TOML_ENABLE_FORMATTERS 0
@@ -133,9 +134,10 @@ public:
     }
 
     /** Registers with a value each: { 0x25 = 0xFF }. */
-    void take(const char *key, std::map<uint8_t, uint8_t> &into)
+    template <typename index>
+    void take(const char *key, std::map<index, uint8_t> &into)
     {
-        take_registers(key, "{ 0x25 = 0xFF }", [&](uint8_t number, const toml::node &node) {
+        take_registers<index>(key, "{ 0x25 = 0xFF }", [&](index number, const toml::node &node) {
             const auto name = std::string("each value of ") + key;
             into[number] = number_of(node, name, uint8_t{0}, uint8_t{0xFF});
         });
@@ -144,9 +146,10 @@ public:
     /** Registers with a list of values each: { 0x25 = [0xFB] }. */
     void take(const char *key, std::map<uint8_t, std::vector<uint8_t>> &into)
     {
-        take_registers(key, "{ 0x25 = [0xFB] }", [&](uint8_t number, const toml::node &node) {
-            into[number] = numbers_of<uint8_t>(node, key);
-        });
+        take_registers<uint8_t>(key, "{ 0x25 = [0xFB] }",
+                                [&](uint8_t number, const toml::node &node) {
+                                    into[number] = numbers_of<uint8_t>(node, key);
+                                });
     }
 
     void require(const char *key) const
@@ -238,7 +241,7 @@ private:
         return numbers;
     }
 
-    template <typename taker>
+    template <typename index, typename taker>
     void take_registers(const char *key, const char *example, const taker &take_one)
     {
         const toml::node *node = find(key);
@@ -249,10 +252,10 @@ private:
             fail(*node, std::string(key) + " must be registers with values, as " + example);
         }
         for (const auto &[name, value] : *node->as_table()) {
-            const auto number = number_in<uint8_t>(name.str());
+            const auto number = number_in<index>(name.str());
             if (!number) {
-                fail(value,
-                     std::string(name.str()) + " is not the number of a register: 0 to 0xFF");
+                fail(value, std::string(name.str()) + " is not the number of a register: 0 to " +
+                                hex(std::numeric_limits<index>::max()));
             }
             take_one(*number, value);
         }

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace sim {
@@ -50,7 +51,11 @@ struct bridge_place {
     uint8_t bus = 0;
     uint8_t channel = 0;
     uint8_t address = 0; // 7 bits
-    auto operator<=>(const bridge_place &) const = default;
+    bool operator==(const bridge_place &) const = default;
+    bool operator<(const bridge_place &other) const
+    {
+        return std::tie(bus, channel, address) < std::tie(other.bus, other.channel, other.address);
+    }
 };
 
 /** A 256-byte EEPROM behind the bridge. */

@@ -21,6 +21,8 @@ int32_t fpga_exist();
 int32_t fpga_write(uint32_t reg, uint8_t value);
 int32_t fpga_read(uint32_t reg, uint8_t *value);
 
+// The backplane EEPROMs behind the FPGA's bridge: common_backplane.cpp.
+
 /** Non-zero shows the bridge transfers of the backplane on standard output. For the debugger. */
 extern int32_t debug;
 

@@ -32,7 +32,8 @@ constexpr const char *two_partitions = "[[partition]]\n"
 
 TEST(simboard_new, makes_boards_that_can_be_used)
 {
-    for (const char *like : {"nor", "nor-mirror", "nand", "nand-mirror", "tlv", "tlv-named"}) {
+    for (const char *like : {"nor", "nor-mirror", "nand", "nand-mirror", "tlv", "tlv-named",
+                             "chassis", "chassis-driver"}) {
         const scratch_board board(like);
         const outcome done = board.run("cat /sys/class/mtd/mtd0/name");
         EXPECT_EQ(done.output, "boot\n") << like;

@@ -68,6 +68,11 @@ std::vector<std::string> eeprom_writes(const board_folder &board)
     return all;
 }
 
+outcome listed(const board_folder &board)
+{
+    return run_on_board(board, {"setmac-tlv"});
+}
+
 std::string tlv_node(std::string_view name, std::string_view value)
 {
     // The type behind the name is carried for the PC's own use.

@@ -90,6 +90,20 @@ constexpr std::string_view default_rows = "Manufacturer         0x2B   6 talvex\
                                           "Platform Name        0x28   6 x86-64\n"
                                           "CRC-32               0xFE   4 0xED7D657E\n";
 
+/** What follows the last byte of an empty payload: when all goes well, and when programming fails.
+ */
+inline const std::string applied_by_default =
+    bytes({0x07}) + std::string(default_rows) + bytes({0x06});
+inline const std::string failed_by_default =
+    bytes({0x07}) + std::string(default_rows) + bytes({0x12});
+
+/** What the program lists under another name. */
+outcome listed(const board_folder &board);
+
+/** That of an image whose header is right and whose checksum is not. */
+inline const outcome damaged_listing = {
+    .output = "!!!Warning: CRC check failed.\r\nProductInfo=0B0EFACE\r\n", .status = 1};
+
 /** The product information that "setmac" leaves in flash. */
 inline const std::string marked_complete = product_image(0x1AA76094, {"ProductInfo=0B0EFACE"});
 inline const std::string no_product_records = product_image(0xAAC184F9, {});

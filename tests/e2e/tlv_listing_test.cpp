@@ -11,6 +11,7 @@ using e2e::board_folder;
 using e2e::board_with_eeprom;
 using e2e::bytes;
 using e2e::eeprom_content;
+using e2e::listed;
 using e2e::memory_is;
 using e2e::outcome;
 using e2e::repeated;
@@ -40,11 +41,6 @@ const std::string shown_lines = "SerialNO=ABCDEFGHJ1234\n"
 std::string extended_image(const std::string &sub_records, uint32_t crc)
 {
     return tlv_image(shown_records + tlv_record(0xFD, enterprise + sub_records), crc);
-}
-
-outcome listed(const board_folder &board)
-{
-    return e2e::run_on_board(board, {"setmac-tlv"});
 }
 
 /** A board with that EEPROM lists this, and neither flash nor EEPROM is any different after. */

@@ -234,6 +234,120 @@ address = 0x57
     EXPECT_TRUE(parse("[cpld]").cpld.has_value());
 }
 
+TEST(sim_board_file, describes_an_fpga_and_what_is_behind_its_bridge)
+{
+    const auto board = parse(R"(
+[fpga]
+registers = { 0x00C = 0, 0x1B = 0x81 }
+[[fpga.eeprom]]
+bus = 4
+channel = 1
+address = 0x54
+kind = "backplane"
+content = "1f 56"
+write_cycle_ms = 7
+[[fpga.eeprom]]
+bus = 3
+channel = 0
+address = 0x56
+kind = "fan"
+[[fpga.eeprom]]
+bus = 4
+channel = 5
+address = 0x52
+[[fpga.supply]]
+channel = 2
+address = 0x59
+present = false
+serial = "PS01"
+revision = "A01"
+[[fpga.trouble]]
+bus = 4
+channel = 1
+address = 0x54
+what = "busy"
+call = 2
+times = 0
+polls = 5
+[[fpga.trouble]]
+bus = 3
+channel = 0
+address = 0x68
+what = "stick"
+)");
+    ASSERT_TRUE(board.fpga.has_value());
+    const sim::fpga &fpga = *board.fpga;
+    EXPECT_EQ(fpga.registers, (std::map<uint16_t, uint8_t>{{0x00C, 0}, {0x1B, 0x81}}));
+    ASSERT_EQ(fpga.eeproms.size(), 3U);
+    EXPECT_EQ(sim::place_of(fpga.eeproms[0]), (sim::bridge_place{4, 1, 0x54}));
+    EXPECT_EQ(fpga.eeproms[0].kind, sim::bridge_eeprom::backplane);
+    EXPECT_EQ(fpga.eeproms[0].content, (std::vector<uint8_t>{0x1F, 0x56}));
+    EXPECT_EQ(fpga.eeproms[0].write_cycle_ms, 7U);
+    EXPECT_EQ(fpga.eeproms[1].kind, sim::bridge_eeprom::fan);
+    EXPECT_EQ(fpga.eeproms[1].write_cycle_ms, 5U);
+    EXPECT_EQ(fpga.eeproms[2].kind, sim::bridge_eeprom::plain);
+    ASSERT_EQ(fpga.supplies.size(), 1U);
+    EXPECT_EQ(sim::place_of(fpga.supplies[0]), (sim::bridge_place{4, 2, 0x59}));
+    EXPECT_FALSE(fpga.supplies[0].present);
+    EXPECT_EQ(fpga.supplies[0].serial, "PS01");
+    EXPECT_EQ(fpga.supplies[0].revision, "A01");
+    ASSERT_EQ(fpga.troubles.size(), 2U);
+    EXPECT_EQ(sim::place_of(fpga.troubles[0]), (sim::bridge_place{4, 1, 0x54}));
+    EXPECT_EQ(fpga.troubles[0].what, sim::bridge_trouble::busy);
+    EXPECT_EQ(fpga.troubles[0].call, 2U);
+    EXPECT_EQ(fpga.troubles[0].times, 0U);
+    EXPECT_EQ(fpga.troubles[0].polls, 5U);
+    EXPECT_EQ(fpga.troubles[1].what, sim::bridge_trouble::stick);
+    EXPECT_EQ(fpga.troubles[1].call, 1U);
+    EXPECT_EQ(fpga.troubles[1].times, 1U);
+    EXPECT_FALSE(parse("").fpga.has_value());
+    EXPECT_TRUE(parse("[fpga]").fpga.has_value());
+}
+
+TEST(sim_board_file, describes_the_units_of_the_driver_library)
+{
+    const auto board = parse(R"(
+[driver]
+own_card_type = 14
+[[fan]]
+index = 3
+type = 0x80112233
+sn = "F1"
+hw = "1.00"
+[[fan]]
+present = false
+[[supply]]
+name = "PSU-550"
+hw = "2.00"
+[[card]]
+card_type = 0x99
+sn = "C1"
+hw = "3.00"
+[[fault]]
+operation = "drv_set_fan_info"
+result = -5
+)");
+    EXPECT_EQ(board.own_card_type, 14);
+    ASSERT_EQ(board.fans.size(), 2U);
+    EXPECT_EQ(board.fans[0].index, 3);
+    EXPECT_TRUE(board.fans[0].present);
+    EXPECT_EQ(board.fans[0].type, 0x80112233U);
+    EXPECT_EQ(board.fans[0].sn, "F1");
+    EXPECT_EQ(board.fans[0].hw, "1.00");
+    EXPECT_EQ(board.fans[1].index, std::nullopt);
+    EXPECT_FALSE(board.fans[1].present);
+    ASSERT_EQ(board.supplies.size(), 1U);
+    EXPECT_EQ(board.supplies[0].name, "PSU-550");
+    EXPECT_EQ(board.supplies[0].hw, "2.00");
+    ASSERT_EQ(board.cards.size(), 1U);
+    EXPECT_EQ(board.cards[0].card_type, 0x99U);
+    EXPECT_EQ(board.cards[0].sn, "C1");
+    EXPECT_EQ(board.cards[0].hw, "3.00");
+    ASSERT_EQ(board.faults.size(), 1U);
+    EXPECT_EQ(board.faults[0].result, -5);
+    EXPECT_EQ(board.faults[0].error, 0);
+}
+
 TEST(sim_board_file, an_empty_file_is_a_bare_board)
 {
     EXPECT_TRUE(parse("").partitions.empty());
@@ -242,8 +356,8 @@ TEST(sim_board_file, an_empty_file_is_a_bare_board)
 TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
 {
     const std::pair<const char *, const char *> wrong[] = {
-        {"\nx = 1", "board.toml:2: x is not known here; known are cpld driver eeprom fault "
-                    "i2c_bus partition power"},
+        {"\nx = 1", "board.toml:2: x is not known here; known are card cpld driver eeprom fan "
+                    "fault fpga i2c_bus partition power supply"},
         {"i2c_bus = 7", "board.toml:1: i2c_bus must be a text in quotes"},
         {"i2c_bus = \"/dev/spi\"", "board.toml:1: i2c_bus must begin with \"/dev/i2c-\""},
         {"partition = 1",
@@ -298,9 +412,9 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
         {"[cpld]\nregisters = 5",
          "board.toml:2: registers must be registers with values, as { 0x25 = 0xFF }"},
         {"[cpld]\nregisters = { 0x100 = 5 }",
-         "board.toml:2: 0x100 is not the number of a register: 0 to 0xFF"},
+         "board.toml:2: 0x100 is not the number of a register: 0 to 0xff"},
         {"[cpld]\nregisters = { 0x = 5 }",
-         "board.toml:2: 0x is not the number of a register: 0 to 0xFF"},
+         "board.toml:2: 0x is not the number of a register: 0 to 0xff"},
         {"[cpld]\nregisters = { 1 = 256 }",
          "board.toml:2: each value of registers must be a whole number from 0 to 255"},
         {"[[eeprom]]\naddress = 8\nlifted_by_cpld = { 1 = 2 }",
@@ -313,6 +427,38 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
          "board.toml:1: lifted_by_cpld needs a CPLD: [cpld] is missing"},
         {"[[eeprom]]\naddress = 8\nlifted_by_driver = 0",
          "board.toml:3: lifted_by_driver must be true or false"},
+        {"[fpga]\nregisters = { 0x10000 = 5 }",
+         "board.toml:2: 0x10000 is not the number of a register: 0 to 0xffff"},
+        {"[fpga]\nregisters = { 0x400 = 5 }", "board.toml:1: its registers are 0 to 0x3FF"},
+        {"[[fpga]]", "board.toml:1: fpga must be one table, headed [fpga]"},
+        {"[fpga]\neeprom = 1",
+         "board.toml:2: eeprom must be a list of tables, each headed [[fpga.eeprom]]"},
+        {"[[fpga.eeprom]]\nchannel = 0\naddress = 0x52", "board.toml:1: bus is missing"},
+        {"[[fpga.eeprom]]\nbus = 4\nchannel = 0\naddress = 0x78",
+         "board.toml:4: address must be a whole number from 8 to 119"},
+        {"[[fpga.eeprom]]\nbus = 4\nchannel = 0\naddress = 0x52\nkind = \"poe\"",
+         "board.toml:5: kind must be \"plain\", \"backplane\" or \"fan\""},
+        {"[[fpga.eeprom]]\nbus = 4\nchannel = 0\naddress = 0x58\n"
+         "[[fpga.supply]]\nchannel = 0\naddress = 0x58",
+         "board.toml:5: at its place behind the bridge there is another chip"},
+        {"[[fpga.supply]]\naddress = 0x58", "board.toml:1: channel is missing"},
+        {"[[fpga.supply]]\nchannel = 0\naddress = 0x57",
+         "board.toml:1: the address of a supply must lie in 0x58 to 0x5F"},
+        {"[[fpga.trouble]]\nbus = 4\nchannel = 0\naddress = 0x58", "board.toml:1: what is missing"},
+        {"[[fpga.trouble]]\nbus = 4\nchannel = 0\naddress = 0x58\nwhat = \"burn\"",
+         "board.toml:5: what must be \"busy\", \"fail\" or \"stick\""},
+        {"[[fpga.trouble]]\nbus = 4\nchannel = 0\naddress = 0x58\nwhat = \"busy\"",
+         "board.toml:1: busy needs polls: how often it is"},
+        {"[[fan]]\n[[fan]]\nindex = 0",
+         "board.toml:2: its index is below 0 or that of another fan"},
+        {"[[fan]]\nsn = \"1234567890123456789012345\"",
+         "board.toml:1: sn must not be longer than 24 bytes"},
+        {"[[supply]]\nsn = \"1\"",
+         "board.toml:2: sn is not known here; known are hw index name present"},
+        {"[[card]]\ncard_type = -1",
+         "board.toml:2: card_type must be a whole number from 0 to 4294967295"},
+        {"[[fault]]\noperation = \"read\"\nresult = 1",
+         "board.toml:1: result is for one operation of the driver library, as drv_set_fan_info"},
         {"driver = 1", "board.toml:1: driver must be one table, headed [driver]"},
         {"[driver]\ninit_result = 2147483648",
          "board.toml:2: init_result must be a whole number from -2147483648 to 2147483647"},
@@ -346,6 +492,14 @@ TEST(sim_board_file, can_read_each_board_that_is_made)
         EXPECT_EQ(board.cpld.has_value(), tlv) << name;
         EXPECT_EQ(board.eeproms[0].content.empty(), name != "tlv-named") << name;
         EXPECT_FALSE(board.eeproms[1].is_protected());
+        EXPECT_EQ(board.fpga.has_value(), name == "chassis") << name;
+        EXPECT_EQ(board.fans.size(), name == "chassis-driver" ? 2U : 0U) << name;
+        EXPECT_EQ(board.supplies.size(), name == "chassis-driver" ? 2U : 0U) << name;
+        EXPECT_EQ(board.cards.size(), name.starts_with("chassis") ? 1U : 0U) << name;
     }
+    const auto chassis = parse(sim::layout("chassis").value());
+    EXPECT_EQ(chassis.fpga->eeproms.size(), 5U) << "backplane twice, two fans, PoE";
+    EXPECT_EQ(chassis.fpga->supplies.size(), 2U);
+    EXPECT_TRUE(chassis.fpga->troubles.empty());
     EXPECT_FALSE(sim::layout("plum").has_value());
 }

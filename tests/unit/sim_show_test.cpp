@@ -2,6 +2,7 @@
 #include "sim/show_eeprom.h"
 #include "sim/tlv_info.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -112,4 +113,93 @@ TEST(sim_show, shows_registers_and_the_state_of_protection)
     EXPECT_NE(text.find("\nEEPROM 0x50 on /dev/i2c-0, write protection lifted\n  00  01 "),
               std::string::npos)
         << text;
+}
+
+TEST(sim_show, decodes_what_is_behind_the_bridge)
+{
+    bytes record(44, 0);
+    record[0] = 0x1F;
+    record[1] = 'V';
+    std::fill(record.begin() + 9, record.begin() + 27, 'S');
+    record[28] = 0x00;
+    record[29] = 0xE0;
+    record[33] = 0x0C;
+    record[34] = 0x01;
+    record[37] = 0xFF;
+    record[40] = 0x78;
+    record[43] = 0x12;
+    const bytes identity = {0x51, 'F', 'A', 'N', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x02, 0xA0};
+    const std::string text = board_text(
+        {.fpga = sim::fpga{
+             .eeproms = {{.bus = 4,
+                          .channel = 0,
+                          .address = 0x52,
+                          .kind = sim::bridge_eeprom::backplane,
+                          .content = record},
+                         {.bus = 3,
+                          .channel = 1,
+                          .address = 0x56,
+                          .kind = sim::bridge_eeprom::fan,
+                          .content = identity},
+                         {.bus = 4, .channel = 5, .address = 0x52},
+                         {.bus = 1, .channel = 0, .address = 0x50, .content = {0x41}}},
+             .supplies = {{.channel = 0, .address = 0x58, .serial = "PS1", .revision = "A0\x1B"},
+                          {.channel = 0, .address = 0x59, .present = false}},
+             .registers = {{uint16_t{0x00C}, uint8_t{0}}}}});
+    EXPECT_NE(text.find("\nBackplane EEPROM on the FPGA's bus 4, channel 0, address 0x52, write "
+                        "protection lifted\n"
+                        "  type              0x1f\n"
+                        "  version           V\n"
+                        "  serial number     SSSSSSSSSSSSSSSSSS\n"
+                        "  MAC address       00:e0:00:00:00:0c\n"
+                        "  serial settings   01 00 00 ff\n"
+                        "  type 9 value      0x12000078\n"
+                        "\nFan EEPROM on the FPGA's bus 3, channel 1, address 0x56, "
+                        "write-protected\n"
+                        "  model             0x51\n"
+                        "  serial number     FAN\n"
+                        "  hardware version  2.0a\n"
+                        "\nPoE EEPROM on the FPGA's bus 4, channel 5, address 0x52\n"
+                        "  blank\n"
+                        "\nEEPROM on the FPGA's bus 1, channel 0, address 0x50\n"
+                        "  00  41 ff "),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("\nPower supply on the FPGA's bus 4, channel 0, address 0x58\n"
+                        "  serial number     PS1\n"
+                        "  revision          A0.\n"
+                        "\nPower supply on the FPGA's bus 4, channel 0, address 0x59\n"
+                        "  not present\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST(sim_show, shows_the_units_of_the_driver_library)
+{
+    const sim::board_description described = {
+        .fans = {{.type = 0x8001, .sn = "F1", .hw = "1.23"}, {.present = false}},
+        .supplies = {{.index = 4, .name = "PSU-550", .hw = "2.00"}},
+        .cards = {{.card_type = 0x21, .hw = "3.00"}}};
+    const std::string units = "\nFan 0 of the driver library\n"
+                              "  type              0x8001\n"
+                              "  serial number     F1\n"
+                              "  hardware version  1.23\n"
+                              "\nFan 1 of the driver library\n"
+                              "  not present\n"
+                              "\nPower supply 4 of the driver library\n"
+                              "  name              PSU-550\n"
+                              "  hardware version  2.00\n"
+                              "\nSub-card 0 of the driver library\n"
+                              "  card type         0x21\n"
+                              "  serial number     (empty)\n"
+                              "  hardware version  3.00\n";
+    EXPECT_TRUE(board_text(described).ends_with(units)) << board_text(described);
+    sim::board board(described);
+    board.backplane(2)[0] = 0x07;
+    std::ostringstream out;
+    sim::show_board(board, out);
+    EXPECT_NE(out.str().find(units + "\nBackplane EEPROM 2 of the driver library\n"
+                                     "  type              0x07\n"),
+              std::string::npos)
+        << out.str();
 }
