@@ -60,9 +60,10 @@ void read_fan(unit_reader &unit, device &found)
     unit.allow_only({"kind", "index", "serial", "hardware", "type", "fan_type"});
     read_identity(unit, found);
     if (unit.has("type") == unit.has("fan_type")) {
-        unit.complain("fan_type", std::string(unit.has("type") ? "both" : "neither") +
-                                      " \"type\" and \"fan_type\": expected one of them, which is "
-                                      "the type of fan that is in the slot");
+        unit.complain("fan_type",
+                      std::string(unit.has("type") ? "both \"type\" and" : "neither \"type\" nor") +
+                          " \"fan_type\": expected one of them, which is "
+                          "the type of fan that is in the slot");
     } else if (unit.has("type")) {
         found.type = unit.number("type", 1, most_of_type);
     } else {

@@ -305,7 +305,7 @@ outcome carry_out(conversation &talk, const unit_operation &operation, const uni
 /** Puts the outcome of a list behind those of the lists before it. */
 void append(outcome &whole, outcome latest)
 {
-    const int attempts = whole.attempts + latest.attempts;
+    const int attempts = std::max(whole.attempts, latest.attempts);
     latest.echo.insert(latest.echo.begin(), whole.echo.begin(), whole.echo.end());
     latest.replies.insert(latest.replies.begin(), whole.replies.begin(), whole.replies.end());
     whole = std::move(latest);

@@ -40,8 +40,9 @@ struct unit_operation {
 /**
  * Finds the switch and carries out the operation list by list, until one of them fails for good.
  * The echo of the outcome holds what the switch has sent back: the payloads one behind the other,
- * or the statuses with the 0x06 behind them. Whether the units came out well is not looked at. Does
- * not throw for what goes wrong on the line: the outcome tells it.
+ * or the statuses with the 0x06 behind them; its count of attempts is that of the list that took
+ * most. Whether the units came out well is not looked at. Does not throw for what goes wrong on the
+ * line: the outcome tells it.
  */
 outcome run_units(conversation &talk, const unit_operation &operation,
                   const exchange_options &options);

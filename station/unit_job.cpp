@@ -6,13 +6,13 @@ namespace station {
 
 namespace {
 
-std::string ill_units(std::size_t ill, std::size_t all)
+std::string unconfirmed(std::size_t count, std::size_t all)
 {
     if (all == 1) {
-        return "the unit is not as the job says";
+        return "the unit is not confirmed";
     }
-    return std::to_string(ill) + " of " + std::to_string(all) +
-           (ill == 1 ? " units is" : " units are") + " not as the job says";
+    return std::to_string(count) + " of " + std::to_string(all) +
+           (count == 1 ? " units is" : " units are") + " not confirmed";
 }
 
 /** How many units had been answered for when the next list was answered for, too. */
@@ -54,7 +54,7 @@ outcome run_unit_job(conversation &talk, const unit_job &job, const exchange_opt
                                    [](const unit_result &each) { return !each.well; });
     if (ill != 0) {
         result.end = ending::failed;
-        result.reason = ill_units(static_cast<std::size_t>(ill), results.size());
+        result.reason = unconfirmed(static_cast<std::size_t>(ill), results.size());
     }
     return result;
 }

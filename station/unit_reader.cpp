@@ -22,6 +22,7 @@ std::uint32_t unit_reader::number(std::string_view key, std::uint32_t least, std
         "a whole number from " + std::to_string(least) + " to " + std::to_string(most);
     const auto value = table_.number(key, expected, wrong_);
     if (!value) {
+        right_ = false;
         return 0;
     }
     if (*value < least || *value > most) {
@@ -42,6 +43,7 @@ std::string unit_reader::text(std::string_view key, std::size_t most)
     const auto expected = "a text of 1 to " + std::to_string(most) + " printable ASCII characters";
     auto value = table_.text(key, expected, wrong_);
     if (!value) {
+        right_ = false;
         return "";
     }
     if (value->empty() || value->size() > most || !is_plain(*value)) {
@@ -55,11 +57,15 @@ std::string unit_reader::text(std::string_view key, std::size_t most)
 
 void unit_reader::complain(std::string_view key, const std::string &what)
 {
+    right_ = false;
     wrong_.add(table_.line_of(key), what);
 }
 
 void unit_places::add(const std::string &place, unit_reader &unit)
 {
+    if (!unit.right()) {
+        return;
+    }
     const auto [found, added] = lines_.emplace(place, unit.line());
     if (!added) {
         unit.complain("", place + " is that of line " + std::to_string(found->second) +

@@ -37,15 +37,19 @@ public:
 
     int line() const { return table_.line; }
 
+    /** Whether no value read so far was a mistake. */
+    bool right() const { return right_; }
+
 private:
     const job_table &table_;
     mistakes &wrong_;
+    bool right_ = true;
 };
 
 /** Finds units that a job names twice: the switch would write the later one over the earlier. */
 class unit_places {
 public:
-    /** place says in words where the unit is, as in "channel 3". */
+    /** place says in words where the unit is, as in "channel 3"; of no use where that is wrong. */
     void add(const std::string &place, unit_reader &unit);
 
 private:
