@@ -1,6 +1,8 @@
 #include "bytes.h"
 
+#include <algorithm>
 #include <array>
+#include <numeric>
 
 namespace station {
 
@@ -29,6 +31,20 @@ void put_hex(std::string &out, std::uint8_t byte)
     out += hex_digits[byte & 0x0F];
 }
 
+std::optional<std::uint8_t> digit(char character)
+{
+    if (character >= '0' && character <= '9') {
+        return static_cast<std::uint8_t>(character - '0');
+    }
+    if (character >= 'A' && character <= 'F') {
+        return static_cast<std::uint8_t>(character - 'A' + 10);
+    }
+    if (character >= 'a' && character <= 'f') {
+        return static_cast<std::uint8_t>(character - 'a' + 10);
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 void put_be32(bytes &out, std::uint32_t number)
@@ -41,6 +57,24 @@ void put_be32(bytes &out, std::uint32_t number)
 void put_text(bytes &out, std::string_view text)
 {
     out.insert(out.end(), text.begin(), text.end());
+}
+
+void put_field(bytes &out, std::string_view text, std::size_t size)
+{
+    put_text(out, text.substr(0, size));
+    out.resize(out.size() + size - std::min(size, text.size()));
+}
+
+std::string field_text(std::span<const std::uint8_t> field)
+{
+    return {field.begin(), std::find(field.begin(), field.end(), 0)};
+}
+
+std::uint8_t sum_of(std::span<const std::uint8_t> data)
+{
+    return std::accumulate(
+        data.begin(), data.end(), std::uint8_t{0},
+        [](std::uint8_t sum, std::uint8_t byte) { return static_cast<std::uint8_t>(sum + byte); });
 }
 
 std::uint32_t crc32_mpeg2(std::span<const std::uint8_t> data)
@@ -67,6 +101,30 @@ std::string to_hex(std::span<const std::uint8_t> data, std::string_view separato
             out += separator;
         }
         put_hex(out, byte);
+    }
+    return out;
+}
+
+std::string hex_number(std::uint8_t byte)
+{
+    return "0x" + to_hex({&byte, 1});
+}
+
+std::optional<bytes> bytes_of_hex(std::string_view text)
+{
+    bytes out;
+    for (std::size_t at = 0; at < text.size();) {
+        if (text[at] == ' ' || text[at] == ':') {
+            ++at;
+            continue;
+        }
+        const auto high = digit(text[at]);
+        const auto low = at + 1 < text.size() ? digit(text[at + 1]) : std::nullopt;
+        if (!high || !low) {
+            return std::nullopt;
+        }
+        out.push_back(static_cast<std::uint8_t>(*high << 4 | *low));
+        at += 2;
     }
     return out;
 }

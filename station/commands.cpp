@@ -1,9 +1,13 @@
 #include "commands.h"
 
+#include "backplane_job.h"
+#include "device_job.h"
 #include "eeprom_job.h"
+#include "fan_job.h"
 #include "product_info.h"
 #include "setmac.h"
 #include "setsn.h"
+#include "supply_job.h"
 
 namespace station {
 
@@ -31,7 +35,7 @@ table property_table(const std::vector<property> &properties, const outcome &res
 prepared_job prepare_setmac(const job_table &job, mistakes &wrong)
 {
     const auto properties = read_properties(job, wrong);
-    const auto run = [=](conversation &talk, const framed_options &options) {
+    const auto run = [=](conversation &talk, const exchange_options &options) {
         return run_framed(talk, setmac_exchange(product_info_payload(properties)), options);
     };
     const auto items = [=](const outcome &result) { return property_table(properties, result); };
@@ -54,7 +58,7 @@ table node_table(const std::vector<eeprom_part> &parts, const outcome &result)
 prepared_job prepare_setmac_tlv(const job_table &job, mistakes &wrong)
 {
     const auto parts = read_eeprom_job(job, wrong).parts;
-    const auto run = [=](conversation &talk, const framed_options &options) {
+    const auto run = [=](conversation &talk, const exchange_options &options) {
         return run_framed(talk, setmac_eeprom_exchange(eeprom_payload(parts)), options);
     };
     const auto items = [=](const outcome &result) { return node_table(parts, result); };
@@ -65,7 +69,7 @@ prepared_job prepared_serial(const job_table &job, mistakes &wrong,
                              framed_kind (*exchange)(bytes serial))
 {
     const auto serial = read_serial(job, wrong);
-    const auto run = [=](conversation &talk, const framed_options &options) {
+    const auto run = [=](conversation &talk, const exchange_options &options) {
         return run_framed(talk, exchange(serial), options);
     };
     const auto items = [=](const outcome &result) {
@@ -86,9 +90,33 @@ prepared_job prepare_setsn_tlv(const job_table &job, mistakes &wrong)
     return prepared_serial(job, wrong, setsn_eeprom_exchange);
 }
 
+prepared_job prepared_units(unit_job job)
+{
+    const auto shared = std::make_shared<const unit_job>(std::move(job));
+    const auto run = [=](conversation &talk, const exchange_options &options) {
+        return run_unit_job(talk, *shared, options);
+    };
+    const auto items = [=](const outcome &result) { return unit_table(*shared, result); };
+    return {run, items};
+}
+
+template <unit_job (*read)(const job_table &, mistakes &)>
+prepared_job prepare_units(const job_table &job, mistakes &wrong)
+{
+    return prepared_units(read(job, wrong));
+}
+
 constexpr command commands[] = {
     {"setmac", "store a switch's identity, value by value", 3, prepare_setmac, prepare_setmac_tlv},
     {"setsn", "store a switch's serial number", 1, prepare_setsn, prepare_setsn_tlv},
+    {"setbackplane", "store the identity of the backplane", 3, prepare_units<read_backplane_job>,
+     nullptr},
+    {"setfansn", "store the identity of each fan", 3, prepare_units<read_fan_job>, nullptr},
+    {"setpoesn", "store the identity of each PoE unit", 3, prepare_units<read_poe_job>, nullptr},
+    {"setpwrsn", "store the identity of each power supply", 3, prepare_units<read_supply_job>,
+     nullptr},
+    {"setdevice", "store the identity of each fan, power supply and card of a chassis", 3,
+     prepare_units<read_device_job>, nullptr},
 };
 
 } // namespace

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "framed_run.h"
+#include "exchange.h"
 #include "job_file.h"
 #include "report.h"
 
@@ -13,7 +13,7 @@ namespace station {
 
 /** A job that was read and found right: how to run it, and how its items came out. */
 struct prepared_job {
-    std::function<outcome(conversation &, const framed_options &)> run;
+    std::function<outcome(conversation &, const exchange_options &)> run;
     std::function<table(const outcome &)> items;
 };
 
@@ -23,7 +23,7 @@ struct command {
     const char *summary;
     int attempts; // unless the operator says otherwise
     prepared_job (*prepare)(const job_table &job, mistakes &wrong);
-    /** The same for a switch that keeps its identity in the system EEPROM. */
+    /** The same for a switch that keeps its identity in the system EEPROM; null: no difference. */
     prepared_job (*prepare_tlv)(const job_table &job, mistakes &wrong);
 };
 

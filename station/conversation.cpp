@@ -16,13 +16,13 @@ constexpr auto write_limit_base = 2s;
 constexpr auto longest_gap_in_a_line = 500ms;
 constexpr std::size_t recent_limit = 512;
 
+} // namespace
+
 bool is_console_text(std::uint8_t byte)
 {
     return (byte >= 0x20 && byte < 0x7F) || byte == '\t' || byte == '\r' || byte == '\n' ||
            byte == 0x1B;
 }
-
-} // namespace
 
 void conversation::send(std::span<const std::uint8_t> data)
 {

@@ -9,10 +9,12 @@
 
 namespace station {
 
+/** Whether a byte is of the kind that a console shows: printable ASCII, tab, CR, LF, escape. */
+bool is_console_text(std::uint8_t byte);
+
 /**
  * A line on which a switch's console text and the exchange's bytes come mixed: reads single bytes
- * and sorts the text out. Text is what a console shows: printable ASCII, tab, CR, LF and escape; no
- * reply of the switch is one of those.
+ * and sorts the text out.
  */
 class conversation {
 public:
@@ -28,7 +30,10 @@ public:
     /** The next byte, whatever it is; none when the deadline passes first. */
     std::optional<std::uint8_t> next_byte(time_point deadline);
 
-    /** The next byte that is not console text; text on the way there goes to the listener. */
+    /**
+     * The next byte that is not console text, which many replies are not; text on the way there
+     * goes to the listener.
+     */
     std::optional<std::uint8_t> next_reply(time_point deadline);
 
     /**

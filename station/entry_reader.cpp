@@ -2,44 +2,6 @@
 
 namespace station {
 
-namespace {
-
-std::optional<std::uint8_t> digit(char character)
-{
-    if (character >= '0' && character <= '9') {
-        return static_cast<std::uint8_t>(character - '0');
-    }
-    if (character >= 'A' && character <= 'F') {
-        return static_cast<std::uint8_t>(character - 'A' + 10);
-    }
-    if (character >= 'a' && character <= 'f') {
-        return static_cast<std::uint8_t>(character - 'a' + 10);
-    }
-    return std::nullopt;
-}
-
-/** The bytes of "00 1A 2B", "00:1A:2B" or "001A2B"; none where it is something else. */
-std::optional<bytes> from_hex(std::string_view text)
-{
-    bytes out;
-    for (std::size_t at = 0; at < text.size();) {
-        if (text[at] == ' ' || text[at] == ':') {
-            ++at;
-            continue;
-        }
-        const auto high = digit(text[at]);
-        const auto low = at + 1 < text.size() ? digit(text[at + 1]) : std::nullopt;
-        if (!high || !low) {
-            return std::nullopt;
-        }
-        out.push_back(static_cast<std::uint8_t>(*high << 4 | *low));
-        at += 2;
-    }
-    return out;
-}
-
-} // namespace
-
 std::optional<std::string> entry_reader::read_name(std::string_view example)
 {
     auto name =
@@ -76,7 +38,7 @@ std::optional<bytes> entry_reader::read_hex()
     if (!text) {
         return std::nullopt;
     }
-    auto value = from_hex(*text);
+    auto value = bytes_of_hex(*text);
     if (!value) {
         complain("hex", "\"" + printable(*text) +
                             "\" is not hexadecimal: expected pairs of digits, as in hex = \"00 1A "

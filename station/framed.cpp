@@ -32,11 +32,6 @@ constexpr std::uint8_t last_replies[] = {success, not_applied, not_for_this_boar
 // operation.
 constexpr auto version_was_lost = 9500ms;
 
-std::string hex(std::uint8_t byte)
-{
-    return "0x" + to_hex({&byte, 1});
-}
-
 } // namespace
 
 std::string_view meaning_of(std::uint8_t reply_byte)
@@ -229,15 +224,8 @@ bool framed_attempt::judge(std::optional<std::uint8_t> byte, std::uint8_t wanted
 void framed_attempt::record(std::uint8_t byte)
 {
     const bool before_echo = byte == success && message_.echoed && result_.echo.empty();
-    result_.replies.push_back({byte, before_echo ? "stored, and sent back:" : meaning_of(byte)});
-    talk_.observer().answered(result_.replies.back());
-}
-
-bool framed_attempt::end_with(ending end, std::string reason)
-{
-    result_.end = end;
-    result_.reason = std::move(reason);
-    return false;
+    result_.taken = result_.taken || byte == value_intact;
+    note(byte, before_echo ? "stored, and sent back:" : meaning_of(byte));
 }
 
 bool framed_attempt::end_with_reply(std::uint8_t byte)
@@ -273,7 +261,7 @@ std::string framed_attempt::reason_of(std::uint8_t byte) const
     case ending::refused:
         return "the switch refused the payload: \"e2type\" names another type of board";
     default:
-        return "the answer " + hex(byte) + " (" + std::string(meaning_of(byte)) +
+        return "the answer " + hex_number(byte) + " (" + std::string(meaning_of(byte)) +
                ") does not belong here";
     }
 }

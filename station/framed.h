@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "conversation.h"
+#include "exchange.h"
 
 namespace station {
 
@@ -32,11 +32,11 @@ struct framed_limits {
 };
 
 /** One attempt at a framed exchange, from the hand sign to the last reply. */
-class framed_attempt {
+class framed_attempt : private attempt {
 public:
     /** All arguments must outlive the attempt. */
     framed_attempt(conversation &talk, const framed_message &message, const framed_limits &limits)
-        : talk_(talk), message_(message), limits_(limits)
+        : attempt(talk), message_(message), limits_(limits)
     {
     }
 
@@ -61,15 +61,12 @@ private:
     bool expect(std::uint8_t wanted, time_point deadline, const char *while_silent);
     bool judge(std::optional<std::uint8_t> byte, std::uint8_t wanted, const char *while_silent);
     void record(std::uint8_t byte);
-    bool end_with(ending end, std::string reason);
     bool end_with_reply(std::uint8_t byte);
     ending ending_of(std::uint8_t byte) const;
     std::string reason_of(std::uint8_t byte) const;
 
-    conversation &talk_;
     const framed_message &message_;
     const framed_limits &limits_;
-    outcome result_;
 };
 
 /** The hand sign followed by its CRC, as it goes over the line. */

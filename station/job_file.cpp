@@ -22,8 +22,6 @@ int line_of(const toml::node &node)
 std::string kind_name(toml::node_type type)
 {
     switch (type) {
-    case toml::node_type::table:
-        return "a table";
     case toml::node_type::array:
         return "a list";
     case toml::node_type::floating_point:
@@ -54,6 +52,8 @@ job_value converted(const toml::node &node)
             tables.push_back(converted(*element.as_table()));
         }
         value.what = std::move(tables);
+    } else if (const auto *table = node.as_table()) {
+        value.what = std::make_shared<const job_table>(converted(*table));
     } else {
         value.what = other_value{kind_name(node.type())};
     }
@@ -99,6 +99,25 @@ std::optional<kind> value_of(const job_table &table, std::string_view key,
     return std::nullopt;
 }
 
+/** The table or tables of a key, where they are of that kind. */
+template <class kind>
+const kind *part_of(const job_table &table, std::string_view key)
+{
+    const auto found = table.values.find(key);
+    return found == table.values.end() ? nullptr : std::get_if<kind>(&found->second.what);
+}
+
+void complain_of_part(const job_table &table, std::string_view key, const std::string &expected,
+                      mistakes &wrong)
+{
+    const auto found = table.values.find(key);
+    const std::string name(key);
+    wrong.add(table.line_of(key),
+              (found == table.values.end() ? "no " + name
+                                           : "\"" + name + "\" is " + found->second.kind()) +
+                  ": expected " + expected);
+}
+
 std::string contents_of(const std::string &path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -138,6 +157,9 @@ std::string job_value::kind() const
     if (std::holds_alternative<std::int64_t>(what)) {
         return "a whole number";
     }
+    if (std::holds_alternative<single_table>(what)) {
+        return "a table";
+    }
     const auto *other = std::get_if<other_value>(&what);
     return other ? other->kind : "a list of tables";
 }
@@ -162,18 +184,22 @@ std::optional<std::int64_t> job_table::number(std::string_view key, std::string_
 
 std::span<const job_table> job_table::tables(std::string_view key, mistakes &wrong) const
 {
-    const auto found = values.find(key);
-    const auto *list =
-        found == values.end() ? nullptr : std::get_if<std::vector<job_table>>(&found->second.what);
-    if (list != nullptr) {
-        return *list;
+    const auto *list = part_of<std::vector<job_table>>(*this, key);
+    if (list == nullptr) {
+        complain_of_part(*this, key, "at least one [[" + std::string(key) + "]]", wrong);
+        return {};
     }
-    const std::string name(key);
-    wrong.add(
-        line_of(key),
-        (found == values.end() ? "no " + name : "\"" + name + "\" is " + found->second.kind()) +
-            ": expected at least one [[" + name + "]]");
-    return {};
+    return *list;
+}
+
+const job_table *job_table::table(std::string_view key, mistakes &wrong) const
+{
+    const auto *single = part_of<single_table>(*this, key);
+    if (single == nullptr) {
+        complain_of_part(*this, key, "[" + std::string(key) + "]", wrong);
+        return nullptr;
+    }
+    return single->get();
 }
 
 void job_table::allow_only(std::initializer_list<std::string_view> keys, mistakes &wrong) const

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -36,13 +37,16 @@ private:
 
 struct job_table;
 
+/** A table on its own, as in [key]. */
+using single_table = std::shared_ptr<const job_table>;
+
 /** A value of a kind that no job uses, as in "a date". */
 struct other_value {
     std::string kind;
 };
 
 struct job_value {
-    std::variant<std::string, std::int64_t, std::vector<job_table>, other_value> what;
+    std::variant<std::string, std::int64_t, std::vector<job_table>, single_table, other_value> what;
     int line = 1;
 
     /** "a text", "a whole number", ... */
@@ -71,6 +75,9 @@ struct job_table {
 
     /** The tables of a list, as in [[key]]; empty, and a mistake, where there are none. */
     std::span<const job_table> tables(std::string_view key, mistakes &wrong) const;
+
+    /** The table of a key, as in [key]; null, and a mistake, where there is none. */
+    const job_table *table(std::string_view key, mistakes &wrong) const;
 
     /** Every key but these is a mistake. */
     void allow_only(std::initializer_list<std::string_view> keys, mistakes &wrong) const;

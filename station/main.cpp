@@ -61,6 +61,10 @@ milliseconds seconds(double count)
 void add_job(CLI::App &sub, choices &chosen)
 {
     sub.add_option("JOB", chosen.job, "What to store: a TOML file")->required()->type_name("FILE");
+}
+
+void add_tlv(CLI::App &sub, choices &chosen)
+{
     sub.add_flag("--tlv", chosen.tlv, "For a switch that keeps its identity in the system EEPROM");
 }
 
@@ -69,6 +73,7 @@ void add_preview(CLI::App &app, choices &chosen)
     auto *sub = app.add_subcommand(
         "preview", "print what a switch holds after a setmac job, without a switch");
     add_job(*sub, chosen);
+    add_tlv(*sub, chosen);
 }
 
 void add_command(CLI::App &app, const command &each, choices &chosen)
@@ -81,6 +86,9 @@ void add_command(CLI::App &app, const command &each, choices &chosen)
         }
     });
     add_job(*sub, chosen);
+    if (each.prepare_tlv != nullptr) {
+        add_tlv(*sub, chosen);
+    }
     auto *port = sub->add_option("--port", chosen.port, "Serial port, as in /dev/ttyUSB0");
     port->type_name("DEV");
     sub->add_option("--exec", chosen.exec, "Program to run on a pseudo-terminal instead")
@@ -106,14 +114,14 @@ void add_command(CLI::App &app, const command &each, choices &chosen)
     sub->add_flag("--trace", chosen.trace, "Show every byte in both directions");
 }
 
-framed_options options_of(const choices &chosen)
+exchange_options options_of(const choices &chosen)
 {
-    framed_options options;
+    exchange_options options;
     if (chosen.wait > 0) {
         options.wait = seconds(chosen.wait);
     }
     options.attempts = chosen.attempts > 0 ? chosen.attempts : chosen.chosen->attempts;
-    options.limits.store = seconds(chosen.store_limit);
+    options.store = seconds(chosen.store_limit);
     return options;
 }
 

@@ -37,6 +37,7 @@ struct outcome {
     std::vector<reply> replies; // of the last attempt that got any
     std::string reason;         // why it is not "stored", in words; empty when it is
     bytes echo;                 // what the switch sent back as stored, where it does so
+    bool taken = false;         // it may have stored something, however the exchange went on
 
     bool ok() const { return end == ending::stored; }
 };

@@ -99,12 +99,6 @@ std::string json_replies(const std::vector<reply> &replies)
     return "[" + out + (out.empty() ? "]" : "\n  ]");
 }
 
-bool reached_the_store(const outcome &result)
-{
-    return std::any_of(result.replies.begin(), result.replies.end(),
-                       [](const reply &each) { return each.byte == 0x07; });
-}
-
 std::string result_sentence(const outcome &result)
 {
     return result.ok() ? "Stored: the switch has confirmed it." : "Failed: " + result.reason + ".";
@@ -132,7 +126,7 @@ std::string_view word_for_items(const outcome &result)
     case ending::mismatch:
         return "wrong";
     default:
-        return reached_the_store(result) ? "not known" : "not stored";
+        return result.taken ? "not known" : "not stored";
     }
 }
 

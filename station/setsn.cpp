@@ -38,7 +38,7 @@ bool answered(conversation &talk, conversation::time_point deadline)
     return false;
 }
 
-found find_switch(conversation &talk, search &looking)
+found find_setsn(conversation &talk, search &looking)
 {
     while (looking.goes_on()) {
         talk.send(bytes{call});
@@ -58,9 +58,8 @@ framed_kind setsn_exchange(bytes serial)
     kind.message.payload = std::move(serial);
     kind.message.echoed = true;
     kind.message.hand_sign_offers = 1;
-    kind.find = find_switch;
+    kind.find = {find_setsn, "no \"}\" in answer to \"{\""};
     kind.find_each_time = true;
-    kind.missed = "no \"}\" in answer to \"{\"";
     return kind;
 }
 

@@ -20,7 +20,7 @@ class setmac_run : public testing::Test {
 protected:
     scripted_line far;
     noting_listener observer;
-    framed_options options;
+    exchange_options options;
 
     /** The script's next attempt, up to the value's CRC. */
     scripted_line &expect_attempt()
@@ -285,7 +285,7 @@ TEST_F(setmac_run, tells_silence_after_the_value)
 
 TEST_F(setmac_run, gives_the_switch_its_time_to_store)
 {
-    options.limits.store = 30s;
+    options.store = 30s;
     far.shows(banner);
     expect_attempt().answers({0x07}).answers({0x06}, 29s);
     EXPECT_TRUE(run().ok());
@@ -293,7 +293,7 @@ TEST_F(setmac_run, gives_the_switch_its_time_to_store)
 
 TEST_F(setmac_run, tells_silence_while_the_switch_stores)
 {
-    options.limits.store = 30s;
+    options.store = 30s;
     far.shows(banner);
     expect_attempt().answers({0x07});
     const auto result = run();

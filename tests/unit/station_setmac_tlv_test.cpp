@@ -17,7 +17,7 @@ class setmac_tlv_run : public testing::Test {
 protected:
     scripted_line far;
     noting_listener observer;
-    framed_options options;
+    exchange_options options;
 
     /** The script's next attempt, up to the value's CRC. */
     scripted_line &expect_attempt()
@@ -149,7 +149,7 @@ TEST_F(setmac_tlv_run, tells_that_no_answer_follows_the_rows)
 
 TEST_F(setmac_tlv_run, does_not_wait_longer_for_a_console_that_never_stops)
 {
-    options.limits.store = 1s;
+    options.store = 1s;
     far.shows("Setmac Model setup ...\r\n");
     expect_attempt().answers({0x07});
     for (int line = 0; line < 100; ++line) {

@@ -14,7 +14,7 @@ class setsn_run : public testing::Test {
 protected:
     scripted_line far;
     noting_listener observer;
-    framed_options options;
+    exchange_options options;
 
     /** The script's next exchange after the "}", up to the switch's 0x07. */
     scripted_line &expect_attempt()
