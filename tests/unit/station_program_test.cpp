@@ -128,6 +128,47 @@ TEST_F(station_program, ends_with_1_when_another_serial_comes_back)
         << out;
 }
 
+// A switch that takes a list of one fan, whose outcome stands in "%".
+const std::string fan_switch = "stty raw -echo\nprintf ' perform SetFanSn Operation ......'\n"
+                               "take 1; printf '\\006'; take 31; printf '\\006 '; take 1\n"
+                               "printf '\\001\\034\\001\\003\\031\\004\\027\\001%\\005\\002AB1'\n"
+                               "printf '\\000\\000\\000\\000\\000\\000\\000\\000\\000\\000\\000'\n"
+                               "printf '1.23\\000$'; take 1; stty sane\n";
+
+std::string fan_switch_with(const std::string &outcome, const std::string &sum)
+{
+    auto script = fan_switch;
+    script.replace(script.find('%'), 1, outcome);
+    return script.replace(script.find('$'), 1, sum);
+}
+
+const char fan_job[] = "[[fan]]\nindex = 1\ntype = 5\nchannel = 2\nserial = \"AB1\"\n"
+                       "hardware = \"1.23\"\n";
+
+TEST_F(station_program, stores_a_fan_and_ends_with_0)
+{
+    write("fan.toml", fan_job);
+    run_on("setfansn", "fan.toml", fan_switch_with("\\000", "\\270"), "--quiet");
+    EXPECT_EQ(status, 0) << out << err;
+    EXPECT_EQ(out.substr(0, out.rfind("1 attempt, ")),
+              "Fan  Channel  Type  Serial  Hardware  Result\n"
+              "1    2        0x05  AB1     1.23      written\n"
+              "\n"
+              "Stored: the switch has confirmed it.\n"
+              "Program: exit status 0.\n");
+    EXPECT_EQ(read("taken").size(), 34U);
+}
+
+TEST_F(station_program, ends_with_1_when_a_fan_is_not_written)
+{
+    write("fan.toml", fan_job);
+    run_on("setfansn", "fan.toml", fan_switch_with("\\001", "\\271"), "--json --quiet");
+    EXPECT_EQ(status, 1) << err;
+    EXPECT_NE(out.find("\"result\": \"not written: the transfer to it failed\"}"),
+              std::string::npos)
+        << out;
+}
+
 TEST_F(station_program, ends_with_1_when_the_switch_fails)
 {
     run_on("setmac", "property.toml",
@@ -194,11 +235,12 @@ TEST_F(station_program, ends_with_2_for_wrong_usage)
              "setsn " + job + " --exec true --wait nan",
              "setsn " + job + " --exec true --wait 1e300",
              "setsn " + job + " --exec true --store-limit inf",
-             "setsn " + job + " " + job + " --exec true",
+             "setsn " + job + " another.toml --exec true",
              "preview " + path("missing.toml"),
              "preview " + job + " --port /dev/null",
              "setsn " + job,
              "setsn " + job + " --port /dev/null --exec true",
+             "setfansn --tlv " + job + " --exec true",
              "setsn " + job + " --exec true --attempts 0",
              "setsn " + job + " --exec true --wait -1",
              "setsn " + job + " --exec true --wait soon",
@@ -310,6 +352,16 @@ TEST_F(station_program, accepts_its_example_jobs)
     run("setsn " + examples + "/serial.toml --exec true");
     EXPECT_EQ(status, 1) << err;
     run("setmac --tlv " + examples + "/eeprom.toml --exec true");
+    EXPECT_EQ(status, 1) << err;
+    run("setbackplane " + examples + "/backplane.toml --exec true");
+    EXPECT_EQ(status, 1) << err;
+    run("setfansn " + examples + "/fans.toml --exec true");
+    EXPECT_EQ(status, 1) << err;
+    run("setpoesn " + examples + "/poe.toml --exec true");
+    EXPECT_EQ(status, 1) << err;
+    run("setpwrsn " + examples + "/supplies.toml --exec true");
+    EXPECT_EQ(status, 1) << err;
+    run("setdevice " + examples + "/devices.toml --exec true");
     EXPECT_EQ(status, 1) << err;
     run("preview --tlv " + examples + "/eeprom.toml");
     EXPECT_EQ(status, 0) << err;

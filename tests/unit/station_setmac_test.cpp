@@ -280,6 +280,7 @@ TEST_F(setmac_run, tells_silence_after_the_value)
     expect_attempt();
     const auto result = run();
     EXPECT_EQ(result.end, ending::silent);
+    EXPECT_FALSE(result.taken);
     EXPECT_EQ(result.reason, "the switch does not answer the value");
 }
 
@@ -299,6 +300,7 @@ TEST_F(setmac_run, tells_silence_while_the_switch_stores)
     const auto result = run();
     EXPECT_EQ(result.end, ending::silent);
     EXPECT_EQ(result.reason, "the switch took the value, but does not say whether it stored it");
+    EXPECT_TRUE(result.taken);
 }
 
 TEST_F(setmac_run, keeps_the_replies_when_the_line_closes)
