@@ -53,7 +53,7 @@ std::string_view meaning_of_verdict(std::uint8_t byte)
     case request:
         return "list damaged, once more";
     case too_long:
-        return "refused: too long";
+        return "refused: length out of range";
     case bad_head:
         return "refused: bad head or too many units";
     default:
@@ -65,7 +65,8 @@ const char *reason_of_refusal(std::uint8_t byte)
 {
     switch (byte) {
     case too_long:
-        return "the switch refuses the list: it is too long for it";
+        return "the switch refuses the list: its length was damaged on the way, or the switch runs "
+               "an operation of another kind";
     case bad_head:
         return "the switch refuses the list: it has no room for so many units, or runs an "
                "operation of another kind";
@@ -278,6 +279,13 @@ bool unit_attempt::hear_statuses()
     return true;
 }
 
+/** Whether another attempt is of no use: most operations end with a refusal. */
+bool is_final(const unit_operation &operation, const outcome &latest)
+{
+    return latest.ok() || latest.end == ending::broken ||
+           (latest.end == ending::refused && !operation.ended_by_station);
+}
+
 /** Attempts a list until it succeeds, no more attempts are allowed or another one is of no use. */
 outcome carry_out(conversation &talk, const unit_operation &operation, const unit_list &list,
                   const exchange_options &options)
@@ -288,7 +296,7 @@ outcome carry_out(conversation &talk, const unit_operation &operation, const uni
         talk.observer().attempt(number, options.attempts);
         const auto latest = unit_attempt(talk, operation, list, options.store, sum).run();
         result = joined(result, latest, number);
-        if (latest.ok() || latest.end == ending::broken || latest.end == ending::refused) {
+        if (is_final(operation, latest)) {
             return result;
         }
         if (number < options.attempts) {
@@ -296,8 +304,9 @@ outcome carry_out(conversation &talk, const unit_operation &operation, const uni
         }
     }
     if (result.end == ending::damaged && options.attempts > 1) {
-        result.reason += ". It adds up all that it receives: after a byte was lost or changed on "
-                         "the way, it takes no list until its operation is started again";
+        result.reason +=
+            ". The switch adds up all that it receives: after a byte was lost or changed on "
+            "the way, it takes no list until its operation is started again";
     }
     return result;
 }

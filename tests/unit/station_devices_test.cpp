@@ -167,6 +167,17 @@ TEST_F(device_exchange, keeps_what_it_knows_of_the_records_before_a_failure)
     EXPECT_EQ(results(both, result), (words{"written and read back", "not known"}));
 }
 
+TEST_F(device_exchange, tries_again_after_a_refusal_with_the_sum_anew)
+{
+    options.attempts = 2;
+    begins(banner, 0x20);
+    expect_list().answers({0x28}).expects({0x20}).answers({0x06});
+    expect_taken(one_list, 0x8F).expects({0x03});
+    result = run(job());
+    EXPECT_TRUE(result.ok());
+    EXPECT_EQ(result.attempts, 2);
+}
+
 TEST_F(device_exchange, sends_a_record_again_whose_outcome_was_damaged)
 {
     options.attempts = 2;

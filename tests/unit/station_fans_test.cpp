@@ -149,7 +149,8 @@ TEST_F(fan_exchange, says_what_to_do_when_no_list_is_taken)
     EXPECT_EQ(result.end, ending::damaged);
     EXPECT_EQ(result.attempts, 2);
     EXPECT_EQ(result.reason,
-              "the list did not reach the switch intact. It adds up all that it receives: after a "
+              "the list did not reach the switch intact. The switch adds up all that it receives: "
+              "after a "
               "byte was lost or changed on the way, it takes no list until its operation is "
               "started again");
     EXPECT_EQ(results(result), (std::vector<std::string>{"not written"}));
@@ -179,7 +180,8 @@ TEST_F(fan_exchange, tells_each_refusal_and_does_not_try_again)
 {
     const std::string other = "it runs an operation on units of another kind";
     const std::vector<std::pair<std::uint8_t, std::string>> refusals{
-        {0x28, "it is too long for it"},
+        {0x28,
+         "its length was damaged on the way, or the switch runs an operation of another kind"},
         {0x29, "it has no room for so many units, or runs an operation of another kind"},
         {0x2A, other},
         {0x2B, other},
