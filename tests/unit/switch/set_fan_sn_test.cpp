@@ -6,9 +6,12 @@
 
 namespace {
 
+using support::acknowledged;
 using support::byte_list;
 using support::bytes;
 using support::field;
+using support::list_answer;
+using support::list_message;
 using support::operator+;
 using support::trace_log;
 using support::with_sum;
@@ -28,28 +31,7 @@ byte_list record(uint8_t index, uint8_t flag, uint8_t type, uint8_t channel, std
 
 byte_list list(const std::vector<byte_list> &records)
 {
-    const auto count = static_cast<uint8_t>(records.size());
-    byte_list result = {count, 3, static_cast<uint8_t>(count * 25)};
-    for (const auto &one : records) {
-        result = result + byte_list{4, 23} + one;
-    }
-    return result;
-}
-
-byte_list message(const byte_list &payload, uint8_t sum_before = 0)
-{
-    return byte_list{0x20, 0x01, static_cast<uint8_t>(payload.size())} +
-           with_sum(payload, sum_before);
-}
-
-/** The PC's two last words: it acknowledges the offer, and the answer. */
-const byte_list acknowledged = {0x06, 0x06};
-
-/** The answer with a list: the start's acknowledge, the offer, the list and its sum. */
-byte_list answer(const byte_list &content)
-{
-    return byte_list{0x06, 0x06, 0x20, 0x01, static_cast<uint8_t>(content.size())} +
-           with_sum(content);
+    return support::record_list(4, records);
 }
 
 class fans : public support::unit_command {
@@ -89,7 +71,7 @@ TEST_F(fans, are_programmed_and_sent_back)
     const auto sent = list({record(1, 0, 0x51, 0, "FAN0000000001", "1.23"),
                             record(2, 0, 0x52, 1, "FAN00000000002", "2.0A")});
     const trace_log log;
-    EXPECT_EQ(run(set_fan_info, message(sent) + acknowledged), fan_banner + answer(sent));
+    EXPECT_EQ(run(set_fan_info, list_message(sent) + acknowledged), fan_banner + list_answer(sent));
     EXPECT_EQ(identity(3, 0, 0x56),
               byte_list{0x51} + bytes("FAN0000000001") + (byte_list{0x01, 0x32}));
     EXPECT_EQ(identity(3, 1, 0x56),
@@ -110,7 +92,7 @@ TEST_F(fans, are_programmed_and_sent_back)
 TEST_F(fans, of_poe_are_reached_without_write_protection)
 {
     const auto sent = list({record(1, 0, 0x77, 5, "POE0000000001", "3.45")});
-    EXPECT_EQ(run(set_poe_info, message(sent) + acknowledged), poe_banner + answer(sent));
+    EXPECT_EQ(run(set_poe_info, list_message(sent) + acknowledged), poe_banner + list_answer(sent));
     EXPECT_EQ(identity(4, 5, 0x52),
               byte_list{0x77} + bytes("POE0000000001") + (byte_list{0x03, 0x54}));
     for (const auto &[reg, value] : register_writes()) {
@@ -138,7 +120,7 @@ TEST_F(fans, failed_write_sets_the_protection_again_and_is_told_in_the_flag)
                             record(2, 9, 0x52, 1, "FAN0000000002", "1.23")});
     const auto back = list({record(1, 1, 0x51, 0, "FAN0000000001", "1.23"),
                             record(2, 0, 0x52, 1, "FAN0000000002", "1.23")});
-    EXPECT_EQ(run(set_fan_info, message(sent) + acknowledged), fan_banner + answer(back));
+    EXPECT_EQ(run(set_fan_info, list_message(sent) + acknowledged), fan_banner + list_answer(back));
     const auto writes = register_writes();
     EXPECT_EQ(writes.at(writes.size() - 2), (std::pair<uint64_t, int>{0x140, 1}));
     EXPECT_EQ(identity(3, 0, 0x56)[0], 0xFF);
@@ -149,7 +131,7 @@ TEST_F(fans, absent_one_is_told_in_its_flag)
 {
     const auto sent = list({record(1, 0, 0x51, 9, "FAN0000000001", "1.23")});
     const auto back = list({record(1, 1, 0x51, 9, "FAN0000000001", "1.23")});
-    EXPECT_EQ(run(set_fan_info, message(sent) + acknowledged), fan_banner + answer(back));
+    EXPECT_EQ(run(set_fan_info, list_message(sent) + acknowledged), fan_banner + list_answer(back));
 }
 
 TEST_F(fans, stuck_write_is_given_up_after_600_polls)
@@ -180,7 +162,7 @@ TEST_F(fans, protection_that_cannot_be_set_is_a_failure)
 
 TEST_F(fans, of_none_gives_an_empty_list)
 {
-    EXPECT_EQ(run(set_fan_info, message({0, 3, 0}) + acknowledged),
+    EXPECT_EQ(run(set_fan_info, list_message({0, 3, 0}) + acknowledged),
               fan_banner + (byte_list{0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
     EXPECT_EQ(board().count("write"), 0U);
 }
@@ -192,8 +174,8 @@ TEST_F(fans, list_longer_than_250_is_refused)
 
 TEST_F(fans, list_without_its_mark_is_refused)
 {
-    EXPECT_EQ(run(set_fan_info, message({0, 4, 0})), fan_banner + (byte_list{0x06, 0x29}));
-    EXPECT_EQ(run(set_fan_info, message({})), fan_banner + (byte_list{0x06, 0x29}));
+    EXPECT_EQ(run(set_fan_info, list_message({0, 4, 0})), fan_banner + (byte_list{0x06, 0x29}));
+    EXPECT_EQ(run(set_fan_info, list_message({})), fan_banner + (byte_list{0x06, 0x29}));
 }
 
 TEST_F(fans, element_of_another_type_or_length_is_refused_before_any_is_programmed)
@@ -202,7 +184,7 @@ TEST_F(fans, element_of_another_type_or_length_is_refused_before_any_is_programm
         auto sent = list({record(1, 0, 0x51, 0, "FAN0000000001", "1.23"),
                           record(2, 0, 0x52, 1, "FAN0000000002", "1.23")});
         sent[at] ^= 1;
-        EXPECT_EQ(run(set_fan_info, message(sent)), fan_banner + (byte_list{0x06, 0x2B}));
+        EXPECT_EQ(run(set_fan_info, list_message(sent)), fan_banner + (byte_list{0x06, 0x2B}));
     }
     EXPECT_EQ(board().count("write"), 0U);
 }
@@ -212,8 +194,8 @@ TEST_F(fans, count_is_cut_to_what_was_received)
     auto sent = list({record(1, 0, 0x51, 0, "FAN0000000001", "1.23")});
     sent[0] = 7;
     const auto back = list({record(1, 0, 0x51, 0, "FAN0000000001", "1.23")});
-    EXPECT_EQ(run(set_fan_info, message(sent) + acknowledged), fan_banner + answer(back));
-    EXPECT_EQ(run(set_fan_info, message({200, 3}) + acknowledged),
+    EXPECT_EQ(run(set_fan_info, list_message(sent) + acknowledged), fan_banner + list_answer(back));
+    EXPECT_EQ(run(set_fan_info, list_message({200, 3}) + acknowledged),
               fan_banner + (byte_list{0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
@@ -225,14 +207,14 @@ TEST_F(fans, nine_are_the_most_a_list_holds)
     }
     const auto sent = list(nine);
     EXPECT_EQ(sent.size(), 228U);
-    EXPECT_EQ(run(set_fan_info, message(sent) + acknowledged), fan_banner + answer(sent));
+    EXPECT_EQ(run(set_fan_info, list_message(sent) + acknowledged), fan_banner + list_answer(sent));
 }
 
 TEST_F(fans, checksum_goes_on_over_a_resend)
 {
     const byte_list payload = {0, 3, 0};
-    EXPECT_EQ(run(set_fan_info,
-                  byte_list{0x20, 0x01, 3, 0, 3, 0, 0x55} + message(payload, 3) + acknowledged),
+    EXPECT_EQ(run(set_fan_info, byte_list{0x20, 0x01, 3, 0, 3, 0, 0x55} + list_message(payload, 3) +
+                                    acknowledged),
               fan_banner + (byte_list{0x06, 0x20, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
@@ -245,32 +227,32 @@ TEST_F(fans, checksum_of_255_is_no_time_out)
     }
     sent[5] = static_cast<uint8_t>(0xFF - sum);
     ASSERT_EQ(with_sum(sent).back(), 0xFF);
-    EXPECT_EQ(run(set_fan_info, message(sent) + acknowledged), fan_banner + answer(sent));
+    EXPECT_EQ(run(set_fan_info, list_message(sent) + acknowledged), fan_banner + list_answer(sent));
 }
 
 TEST_F(fans, time_out_in_the_payload_starts_again_with_the_sum_kept)
 {
-    EXPECT_EQ(
-        run_with_pause(set_fan_info, {0x20, 0x01, 3, 0, 3}, message({0, 3, 0}, 3) + acknowledged),
-        fan_banner + (byte_list{0x06, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
+    EXPECT_EQ(run_with_pause(set_fan_info, {0x20, 0x01, 3, 0, 3},
+                             list_message({0, 3, 0}, 3) + acknowledged),
+              fan_banner + (byte_list{0x06, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
 TEST_F(fans, answer_is_kept_back_from_a_pc_that_never_acknowledges)
 {
-    EXPECT_EQ(run(set_fan_info, message({0, 3, 0}) + byte_list(20, 0x55) + byte_list{0x06}),
+    EXPECT_EQ(run(set_fan_info, list_message({0, 3, 0}) + byte_list(20, 0x55) + byte_list{0x06}),
               fan_banner + (byte_list{0x06, 0x06, 0x20}));
 }
 
 TEST_F(fans, acknowledge_may_be_the_20th_byte)
 {
-    EXPECT_EQ(run(set_fan_info, message({0, 3, 0}) + byte_list(19, 0x55) + acknowledged),
+    EXPECT_EQ(run(set_fan_info, list_message({0, 3, 0}) + byte_list(19, 0x55) + acknowledged),
               fan_banner + (byte_list{0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
 TEST_F(fans, can_be_read_back_into_the_log)
 {
     const auto sent = list({record(1, 0, 0x51, 0, "FAN0000000001", "1.2B")});
-    run(set_fan_info, message(sent) + acknowledged);
+    run(set_fan_info, list_message(sent) + acknowledged);
     const trace_log log;
     EXPECT_EQ(print_fan_sn_info(0), 0);
     const auto said = log.unnumbered();

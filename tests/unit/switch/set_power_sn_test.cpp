@@ -7,9 +7,12 @@
 
 namespace {
 
+using support::acknowledged;
 using support::byte_list;
 using support::bytes;
 using support::field;
+using support::list_answer;
+using support::list_message;
 using support::operator+;
 using support::trace_log;
 using support::with_sum;
@@ -26,26 +29,7 @@ byte_list record(uint8_t index, uint8_t channel, uint8_t address, std::string_vi
 
 byte_list list(const std::vector<byte_list> &records)
 {
-    const auto count = static_cast<uint8_t>(records.size());
-    byte_list result = {count, 3, static_cast<uint8_t>(count * 25)};
-    for (const auto &one : records) {
-        result = result + byte_list{5, 23} + one;
-    }
-    return result;
-}
-
-byte_list message(const byte_list &payload, uint8_t sum_before = 0)
-{
-    return byte_list{0x20, 0x01, static_cast<uint8_t>(payload.size())} +
-           with_sum(payload, sum_before);
-}
-
-const byte_list acknowledged = {0x06, 0x06};
-
-byte_list answer(const byte_list &content)
-{
-    return byte_list{0x06, 0x06, 0x20, 0x01, static_cast<uint8_t>(content.size())} +
-           with_sum(content);
+    return support::record_list(5, records);
 }
 
 class powers : public support::unit_command {
@@ -80,7 +64,7 @@ TEST_F(powers, are_written_read_back_and_sent_back)
     const auto sent =
         list({record(1, 0, 0x58, "PWR0000000001", "A01"), record(2, 1, 0x59, "PWR2", "B123")});
     const trace_log log;
-    EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(sent));
+    EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(sent));
     const auto said = log.unnumbered();
     EXPECT_NE(said.find("[SETMAC <set_pwr_info>:<N>] Set 2 powers. \r\n"
                         "[SETMAC <set_pwr_info>:<N>] Power set index 1. \r\n"
@@ -98,7 +82,7 @@ TEST_F(powers, are_written_read_back_and_sent_back)
 
 TEST_F(powers, get_their_blocks_register_by_register)
 {
-    run(set_pwr_info, message(list({record(1, 1, 0x59, "PWR2", "A01")})) + acknowledged);
+    run(set_pwr_info, list_message(list({record(1, 1, 0x59, "PWR2", "A01")})) + acknowledged);
     const auto done = commands();
     ASSERT_EQ(done.size(), 4U);
     EXPECT_EQ(done[0], (std::vector<std::pair<uint64_t, int>>{{0x100, 4},
@@ -128,14 +112,15 @@ TEST_F(powers, serial_of_14_characters_carries_the_first_of_the_revision)
 {
     const auto sent = list({record(1, 0, 0x58, "PWR00000000014", "A01")});
     const auto back = list({record(1, 0, 0x58, "PWR0000000001", "A01")});
-    EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(back))
+    EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(back))
         << "13 characters come back";
     EXPECT_EQ(commands()[1].at(20), (std::pair<uint64_t, int>{0x14F, 'A'}));
 }
 
 TEST_F(powers, serial_of_13_characters_carries_nothing_of_the_revision)
 {
-    run(set_pwr_info, message(list({record(1, 0, 0x58, "PWR0000000001", "A01")})) + acknowledged);
+    run(set_pwr_info,
+        list_message(list({record(1, 0, 0x58, "PWR0000000001", "A01")})) + acknowledged);
     EXPECT_EQ(commands()[1].at(20), (std::pair<uint64_t, int>{0x14F, 0}));
 }
 
@@ -144,7 +129,7 @@ TEST_F(powers, absent_one_is_not_addressed)
     const auto sent = list({record(1, 2, 0x58, "PWR0000000001", "A01", 9)});
     const auto back = list({record(1, 2, 0x58, "PWR0000000001", "A01", 3)});
     const trace_log log;
-    EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(back));
+    EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(back));
     EXPECT_TRUE(commands().empty());
     EXPECT_NE(log.unnumbered().find("[SETMAC <set_pwr_info>:<N>] Power 1 is not present. \r\n"),
               std::string::npos);
@@ -161,14 +146,14 @@ TEST_F(powers, presence_bit_is_counted_from_58_modulo_32)
         board().clear_log();
         const auto sent = list({record(1, 2, address, "P", "A", 0)});
         const auto back = list({record(1, 2, address, "P", "A", 3)});
-        EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(back));
+        EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(back));
     }
 }
 
 TEST_F(powers, flag_is_left_as_it_came_when_all_is_well)
 {
     const auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01", 0x77)});
-    EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(sent));
+    EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(sent));
 }
 
 TEST_F(powers, write_that_is_never_done_is_told_in_the_flag)
@@ -179,7 +164,7 @@ TEST_F(powers, write_that_is_never_done_is_told_in_the_flag)
     const auto back = list({record(1, 0, 0x58, "PWR0000000001", "A01", 1),
                             record(2, 1, 0x59, "PWR0000000002", "A02")});
     const trace_log log;
-    EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(back));
+    EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(back));
     EXPECT_NE(log.unnumbered().find("[SETMAC <set_pwr_info>:<N>] Power 1 set info fail. \r\n"),
               std::string::npos);
 }
@@ -203,7 +188,7 @@ TEST_F(powers, failed_read_back_is_told_in_the_flag)
     const auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01")});
     const auto back = list({record(1, 0, 0x58, "PWR0000000001", "A01", 2)});
     const trace_log log;
-    EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(back));
+    EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(back));
     EXPECT_NE(log.unnumbered().find("[SETMAC <set_pwr_info>:<N>] Power 1 get info fail. \r\n"),
               std::string::npos);
 }
@@ -214,13 +199,13 @@ TEST_F(powers, serial_is_read_though_the_revision_cannot_be)
         {.bus = 4, .channel = 0, .address = 0x58, .call = 3, .what = sim::bridge_trouble::stick});
     const auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01")});
     const auto back = list({record(1, 0, 0x58, "PWR0000000001", "A01", 2)});
-    EXPECT_EQ(run(set_pwr_info, message(sent) + acknowledged), banner + answer(back));
+    EXPECT_EQ(run(set_pwr_info, list_message(sent) + acknowledged), banner + list_answer(back));
     EXPECT_EQ(commands().size(), 4U);
 }
 
 TEST_F(powers, of_none_give_an_empty_list)
 {
-    EXPECT_EQ(run(set_pwr_info, message({0, 0, 0}) + acknowledged),
+    EXPECT_EQ(run(set_pwr_info, list_message({0, 0, 0}) + acknowledged),
               banner + (byte_list{0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
@@ -231,13 +216,14 @@ TEST_F(powers, list_longer_than_250_is_refused)
 
 TEST_F(powers, more_than_8_are_refused)
 {
-    EXPECT_EQ(run(set_pwr_info, message({9, 0, 0}), 41), banner + (byte_list{0x06, 0x29}));
+    EXPECT_EQ(run(set_pwr_info, list_message({9, 0, 0}), 41), banner + (byte_list{0x06, 0x29}));
 }
 
 TEST_F(powers, eight_are_taken)
 {
     const std::vector<byte_list> eight(8, record(1, 0, 0x58, "PWR0000000001", "A01"));
-    EXPECT_EQ(run(set_pwr_info, message(list(eight)) + acknowledged), banner + answer(list(eight)));
+    EXPECT_EQ(run(set_pwr_info, list_message(list(eight)) + acknowledged),
+              banner + list_answer(list(eight)));
 }
 
 TEST_F(powers, malformed_or_missing_element_is_refused_before_any_is_written)
@@ -247,11 +233,11 @@ TEST_F(powers, malformed_or_missing_element_is_refused_before_any_is_written)
         auto sent = list({record(1, 0, 0x58, "PWR0000000001", "A01"),
                           record(2, 1, 0x59, "PWR0000000002", "A02")});
         sent[at] ^= 1;
-        EXPECT_EQ(run(set_pwr_info, message(sent), 42), banner + (byte_list{0x06, 0x2A}));
+        EXPECT_EQ(run(set_pwr_info, list_message(sent), 42), banner + (byte_list{0x06, 0x2A}));
     }
     auto missing = list({record(1, 0, 0x58, "PWR0000000001", "A01")});
     missing[0] = 2;
-    EXPECT_EQ(run(set_pwr_info, message(missing), 42), banner + (byte_list{0x06, 0x2A}));
+    EXPECT_EQ(run(set_pwr_info, list_message(missing), 42), banner + (byte_list{0x06, 0x2A}));
     EXPECT_TRUE(commands().empty());
     EXPECT_NE(
         log.unnumbered().find("[SETMAC <set_pwr_info>:<N>] Power has invalid data in 1. \r\n"),
@@ -260,14 +246,14 @@ TEST_F(powers, malformed_or_missing_element_is_refused_before_any_is_written)
 
 TEST_F(powers, answer_is_kept_back_from_a_pc_that_never_acknowledges)
 {
-    EXPECT_EQ(run(set_pwr_info, message({0, 0, 0}) + byte_list(20, 0x55)),
+    EXPECT_EQ(run(set_pwr_info, list_message({0, 0, 0}) + byte_list(20, 0x55)),
               banner + (byte_list{0x06, 0x06, 0x20}));
 }
 
 TEST_F(powers, checksum_goes_on_over_a_resend)
 {
-    EXPECT_EQ(run(set_pwr_info,
-                  byte_list{0x20, 0x01, 3, 0, 3, 0, 0x55} + message({0, 3, 0}, 3) + acknowledged),
+    EXPECT_EQ(run(set_pwr_info, byte_list{0x20, 0x01, 3, 0, 3, 0, 0x55} +
+                                    list_message({0, 3, 0}, 3) + acknowledged),
               banner + (byte_list{0x06, 0x20, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 

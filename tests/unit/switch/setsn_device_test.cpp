@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "payloads.h"
 #include "units_fixture.h"
 
 namespace {
 
+using support::acknowledged;
+using support::be32;
 using support::byte_list;
 using support::bytes;
 using support::field;
@@ -48,18 +51,11 @@ byte_list list(const std::vector<device> &devices)
     return result;
 }
 
-byte_list be32(size_t number)
-{
-    return {static_cast<uint8_t>(number >> 24), static_cast<uint8_t>(number >> 16),
-            static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number)};
-}
-
 byte_list message(const byte_list &content, uint8_t sum_before = 0)
 {
     return byte_list{0x20, 0x01} + be32(content.size()) + with_sum(content, sum_before);
 }
 
-const byte_list acknowledged = {0x06, 0x06};
 const byte_list ended = {0x03};
 
 byte_list answer(const byte_list &content)

@@ -30,6 +30,34 @@ inline byte_list field(std::string_view text, size_t size)
     return result;
 }
 
+/** A list of unit records of 23 bytes, as it comes and as it goes back. */
+inline byte_list record_list(uint8_t type, const std::vector<byte_list> &records)
+{
+    const auto count = static_cast<uint8_t>(records.size());
+    byte_list result = {count, 3, static_cast<uint8_t>(count * 25)};
+    for (const auto &one : records) {
+        result = result + byte_list{type, 23} + one;
+    }
+    return result;
+}
+
+/** A list on its way to the switch: start byte, header, length, list and sum. */
+inline byte_list list_message(const byte_list &payload, uint8_t sum_before = 0)
+{
+    return byte_list{0x20, 0x01, static_cast<uint8_t>(payload.size())} +
+           with_sum(payload, sum_before);
+}
+
+/** The PC's two last words: it acknowledges the offer, and the answer. */
+inline const byte_list acknowledged = {0x06, 0x06};
+
+/** The answer with a list: the start's acknowledge, the offer, the list and its sum. */
+inline byte_list list_answer(const byte_list &content)
+{
+    return byte_list{0x06, 0x06, 0x20, 0x01, static_cast<uint8_t>(content.size())} +
+           with_sum(content);
+}
+
 /** A unit command on a raw console; the PC has sent all of its bytes beforehand. */
 class unit_command : public console {
 protected:
