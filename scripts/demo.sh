@@ -60,3 +60,26 @@ title "What its memories hold"
 
 title "Comparing the stored identity with the job"
 compare eeprom setmac-tlv --tlv examples/eeprom.toml
+
+title "A simulated chassis whose second power supply is missing"
+"$bin/simboard" new "$demo/chassis" --like chassis
+sed -i '/^address = 0x59/a present = false' "$demo/chassis/board.toml"
+
+# units OPERATION JOB: programs units of the chassis and prints their table.
+units() {
+    printf '\n%s\n' "$1 with $2"
+    "$bin/setmac-station" "$1" "$2" --quiet \
+        --exec "$bin/simboard run $demo/chassis -- prov_setmac $1 $demo/chassis.log"
+}
+
+units setbackplane examples/backplane.toml
+units setfansn examples/fans.toml
+units setdevice examples/card.toml
+status=0
+units setpwrsn examples/supplies.toml | tee "$demo/supplies.txt" || status=$?
+test "$status" -eq 1 # not every unit is well, and the status says so
+grep -q '^1 .* written and read back$' "$demo/supplies.txt"
+grep -q '^2 .* not present$' "$demo/supplies.txt"
+
+title "What the units of the chassis hold"
+"$bin/simboard" show "$demo/chassis" | sed -n '/^Backplane/,$p'

@@ -347,22 +347,15 @@ TEST_F(station_program, traces_every_byte)
 TEST_F(station_program, accepts_its_example_jobs)
 {
     const std::string examples = STATION_EXAMPLES;
-    run("setmac " + examples + "/switch.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
-    run("setsn " + examples + "/serial.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
-    run("setmac --tlv " + examples + "/eeprom.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
-    run("setbackplane " + examples + "/backplane.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
-    run("setfansn " + examples + "/fans.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
-    run("setpoesn " + examples + "/poe.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
-    run("setpwrsn " + examples + "/supplies.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
-    run("setdevice " + examples + "/devices.toml --exec true");
-    EXPECT_EQ(status, 1) << err;
+    for (const std::string operation_and_job :
+         {"setmac switch", "setsn serial", "setmac --tlv eeprom", "setbackplane backplane",
+          "setfansn fans", "setpoesn poe", "setpwrsn supplies", "setdevice devices",
+          "setdevice card"}) {
+        const std::size_t job = operation_and_job.rfind(' ') + 1;
+        run(operation_and_job.substr(0, job) + examples + '/' + operation_and_job.substr(job) +
+            ".toml --exec true");
+        EXPECT_EQ(status, 1) << operation_and_job << '\n' << err;
+    }
     run("preview --tlv " + examples + "/eeprom.toml");
     EXPECT_EQ(status, 0) << err;
     EXPECT_EQ(err, "");
