@@ -17,8 +17,9 @@
 extern "C" {
 
 /**
- * Prepares the library. Called once before any other operation of it.
- * The result is not looked at: a library that could not start refuses its operations one by one.
+ * Prepares the library: once, before any other operation, but for drv_set_backplane_info, which the
+ * TLV flavour calls on its own. The result is not looked at: a library that could not start refuses
+ * its operations one by one.
  */
 int32_t dev_drv_init();
 
