@@ -1,0 +1,78 @@
+#include "line.h"
+
+#include <array>
+#include <csignal>
+#include <stdexcept>
+
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace bench {
+namespace {
+
+constexpr int patience_ms = 20000;
+
+} // namespace
+
+line::line(const command &what, const std::filesystem::path &folder)
+{
+    program_ = forkpty(&here_, nullptr, nullptr, nullptr);
+    if (program_ < 0) {
+        throw std::runtime_error("no pseudo-terminal");
+    }
+    if (program_ == 0) {
+        become(what, folder);
+    }
+}
+
+line::~line()
+{
+    kill(program_, SIGKILL);
+    waitpid(program_, nullptr, 0);
+    close(here_);
+}
+
+void line::send(std::string_view bytes) const
+{
+    while (!bytes.empty()) {
+        const ssize_t sent = write(here_, bytes.data(), bytes.size());
+        if (sent <= 0) {
+            throw std::runtime_error("the line does not take bytes");
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+void line::wait_for(std::string_view bytes) const
+{
+    std::string received;
+    while (received.find(bytes) == std::string::npos) {
+        std::array<char, 4096> buffer{};
+        pollfd input{.fd = here_, .events = POLLIN, .revents = 0};
+        const ssize_t got =
+            poll(&input, 1, patience_ms) == 1 ? read(here_, buffer.data(), buffer.size()) : 0;
+        if (got <= 0) {
+            throw std::runtime_error("an answer did not come");
+        }
+        received.append(buffer.data(), static_cast<std::size_t>(got));
+    }
+}
+
+void line::hand_to(const command &what) const
+{
+    const pid_t program = fork();
+    if (program == 0) {
+        dup2(here_, STDIN_FILENO);
+        dup2(here_, STDOUT_FILENO);
+        execute(what);
+    }
+    int status = 0;
+    waitpid(program, &status, 0);
+    if (status != 0) {
+        throw std::runtime_error(what.front() + " failed");
+    }
+}
+
+} // namespace bench
