@@ -41,6 +41,42 @@ int erase(int device, uint32_t start, uint32_t length)
     return ioctl(device, MEMERASE, &range);
 }
 
+/**
+ * Reads on where a read comes short. The bytes read, fewer than `length` at the end of the
+ * partition only; -1 for a failure.
+ */
+ssize_t read_whole(int device, void *buffer, size_t length)
+{
+    auto *bytes = static_cast<uint8_t *>(buffer);
+    size_t done = 0;
+    while (done < length) {
+        const ssize_t got = read(device, bytes + done, length - done);
+        if (got < 0) {
+            return got;
+        }
+        if (got == 0) {
+            break;
+        }
+        done += static_cast<size_t>(got);
+    }
+    return static_cast<ssize_t>(done);
+}
+
+/** Writes on where a write comes short: half an image is no image. `length`, or 0 or -1. */
+ssize_t write_whole(int device, const void *buffer, size_t length)
+{
+    const auto *bytes = static_cast<const uint8_t *>(buffer);
+    size_t done = 0;
+    while (done < length) {
+        const ssize_t written = write(device, bytes + done, length - done);
+        if (written <= 0) {
+            return done == 0 ? written : -1;
+        }
+        done += static_cast<size_t>(written);
+    }
+    return static_cast<ssize_t>(done);
+}
+
 int32_t clamp_result(int64_t result)
 {
     return static_cast<int32_t>(std::min<int64_t>(result, std::numeric_limits<int32_t>::max()));
@@ -66,7 +102,7 @@ int32_t read_nand(int device, const mtd_info_user &geometry, void *buffer, int32
             SETMAC_TRACE_AS("mtd_read", __LINE__, "\r\nBlock %d is bad, skip", block);
             continue;
         }
-        result = read(device, buffer, static_cast<size_t>(length));
+        result = read_whole(device, buffer, static_cast<size_t>(length));
         if (result != -1) {
             break;
         }
@@ -81,7 +117,7 @@ int32_t write_nor(int device, const mtd_info_user &geometry, const void *buffer,
         SETMAC_TRACE_AS("mtd_write", __LINE__, "%s: erase mtd failed.\r\n", "mtd_write");
         return -1;
     }
-    return write(device, buffer, static_cast<size_t>(length)) > 0 ? 0 : -1;
+    return write_whole(device, buffer, static_cast<size_t>(length)) > 0 ? 0 : -1;
 }
 
 bool erase_good_blocks(int device, const mtd_info_user &geometry)
@@ -115,7 +151,7 @@ int32_t write_good_blocks(int device, const mtd_info_user &geometry, const void 
             SETMAC_TRACE_AS("mtd_write", __LINE__, "\r\nBlock %d is bad, skip", block);
             continue;
         }
-        result = write(device, buffer, static_cast<size_t>(length));
+        result = write_whole(device, buffer, static_cast<size_t>(length));
         if (result < 0) {
             SETMAC_TRACE_AS("mtd_write", __LINE__, "%s: write mtd failed.\r\n", "mtd_write");
             return -1;
@@ -192,7 +228,7 @@ int32_t mtd_read(int32_t index, void *buffer, int32_t length)
         return result;
     }
     if (geometry.type == MTD_NORFLASH) {
-        return clamp_result(read(device.get(), buffer, static_cast<size_t>(length)));
+        return clamp_result(read_whole(device.get(), buffer, static_cast<size_t>(length)));
     }
     if (geometry.type == MTD_NANDFLASH) {
         return read_nand(device.get(), geometry, buffer, length);

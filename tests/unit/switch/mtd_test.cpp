@@ -267,6 +267,46 @@ INSTANTIATE_TEST_SUITE_P(
                             "[SETMAC <mtd_write>:<N>] mtd_write: write mtd failed.\r\n"}),
     [](const auto &test) { return std::string(test.param.title); });
 
+/** The types of flash whose images are read and written. */
+class mtd_short_transfer : public testing::TestWithParam<sim::flash_type> {
+protected:
+    sim::board board{one({.name = "flash", .type = GetParam()})};
+    std::vector<uint8_t> image = std::vector<uint8_t>(image_size);
+};
+
+TEST_P(mtd_short_transfer, of_a_write_is_gone_on_with)
+{
+    board.inject({.operation = "write", .short_to = 2048});
+    EXPECT_EQ(write_pattern(0), 0);
+    ASSERT_EQ(mtd_read(0, image.data(), image_size), static_cast<int32_t>(image_size));
+    EXPECT_EQ(image, pattern());
+}
+
+TEST_P(mtd_short_transfer, of_a_write_that_cannot_be_gone_on_with_is_a_failure)
+{
+    board.inject({.operation = "write", .short_to = 2048});
+    board.inject({.operation = "write", .call = 2, .error = EIO});
+    EXPECT_EQ(write_pattern(0), -1);
+}
+
+TEST_P(mtd_short_transfer, of_a_read_is_gone_on_with)
+{
+    ASSERT_EQ(write_pattern(0), 0);
+    board.inject({.operation = "read", .short_to = 2048});
+    EXPECT_EQ(mtd_read(0, image.data(), image_size), static_cast<int32_t>(image_size));
+    EXPECT_EQ(image, pattern());
+}
+
+INSTANTIATE_TEST_SUITE_P(, mtd_short_transfer, testing::Values(sim::nor, sim::nand),
+                         [](const auto &test) { return test.param == sim::nor ? "nor" : "nand"; });
+
+TEST(mtd_read, ends_with_the_partition)
+{
+    sim::board board(one({.name = "nor", .erase_size = 0x1000, .blocks = 1}));
+    std::vector<uint8_t> image(image_size);
+    EXPECT_EQ(mtd_read(0, image.data(), image_size), 0x1000);
+}
+
 TEST(mtd_write, fails_on_other_types)
 {
     sim::board board(
