@@ -40,13 +40,13 @@ name_set found_by(const e2e::command_line &tool, const std::string &pattern)
 
 class built_executable : public testing::TestWithParam<std::string> {};
 
-TEST_P(built_executable, needs_libc_zlib_and_the_two_closed_libraries_only)
+TEST_P(built_executable, needs_libc_and_the_two_closed_libraries_only)
 {
 #ifdef E2E_SANITIZED
     GTEST_SKIP() << "The sanitizers bring needs of their own.";
 #endif
     EXPECT_EQ(found_by({E2E_READELF, "-d", GetParam()}, "\\(NEEDED\\).*\\[(.*)\\]"),
-              (name_set{"libc.so.6", "libz.so.1", "libdev_drv.so", "libsetmac_fallback.so"}));
+              (name_set{"libc.so.6", "libdev_drv.so", "libsetmac_fallback.so"}));
 }
 
 TEST_P(built_executable, shows_the_eeprom_reads_to_the_libraries_it_loads)
