@@ -11,6 +11,7 @@ build_packages=(
     mtd-utils libubootenv-tool i2c-tools python3-minimal
 )
 style_packages=(clang-format clang-tidy mandoc)
+fuzz_packages=(clang libclang-rt-14-dev llvm-14)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

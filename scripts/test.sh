@@ -16,3 +16,4 @@ for preset in asan release; do
     }
     tail -n 4 "build/tests-$preset.log"
 done
+scripts/fuzz.sh --quick

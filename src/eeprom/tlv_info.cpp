@@ -127,7 +127,8 @@ void update_crc(uint8_t *image)
         total_length += crc_record_size;
         tlv_set_total_length(image, total_length);
     }
-    if (offset + crc_record_size > tlv_image_size || total_length > tlv_max_total_length) {
+    if (static_cast<uint32_t>(offset) + crc_record_size > tlv_image_size ||
+        total_length > tlv_max_total_length) {
         return;
     }
     uint8_t *record = image + offset;

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace fuzz {
+
+using byte_list = std::vector<uint8_t>;
+
+/** Between two pieces of a stream: a silence that is longer than any time limit of its reader. */
+constexpr uint8_t silence[] = {0xF7, '.', '.', '.'};
+
+/** Whether a silence stands at the front of `stream`. */
+inline bool begins_with_silence(std::span<const uint8_t> stream)
+{
+    return stream.size() >= sizeof(silence) &&
+           std::equal(std::begin(silence), std::end(silence), stream.begin());
+}
+
+/** The bytes of `stream` up to the next silence. */
+inline std::span<const uint8_t> next_piece(std::span<const uint8_t> stream)
+{
+    const auto end =
+        std::search(stream.begin(), stream.end(), std::begin(silence), std::end(silence));
+    return stream.first(static_cast<size_t>(end - stream.begin()));
+}
+
+/** The input of a run: choices of the surroundings in front, then what comes from outside. */
+class input {
+public:
+    input(const uint8_t *data, size_t size) : rest_(data, size) {}
+
+    bool at_end() const { return rest_.empty(); }
+
+    /** The next choice, 0 where there is none. */
+    uint8_t choice()
+    {
+        const auto taken = take(1);
+        return taken.empty() ? uint8_t{0} : taken[0];
+    }
+
+    /** The next `count` bytes, or all where there are fewer. */
+    byte_list take(size_t count)
+    {
+        const auto taken = rest_.first(std::min(count, rest_.size()));
+        rest_ = rest_.subspan(taken.size());
+        return {taken.begin(), taken.end()};
+    }
+
+    /** All that is left, in memory that ends where it does. */
+    byte_list rest() { return take(rest_.size()); }
+
+private:
+    std::span<const uint8_t> rest_;
+};
+
+/** Whether bit `number` of a choice is set. */
+inline bool chosen(uint8_t choice, unsigned number)
+{
+    return (choice >> number & 1U) != 0;
+}
+
+/** Ends the process, and so tells the fuzzer, when a rule does not hold. */
+void require(bool holds, const char *rule);
+
+} // namespace fuzz

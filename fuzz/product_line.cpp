@@ -1,0 +1,59 @@
+#include <algorithm>
+#include <string>
+
+#include "input.h"
+#include "store/productinfo.h"
+#include "switch_program.h"
+
+// Lines that an operator types: of setproduct, and the fields of the other commands.
+
+namespace {
+
+/** One line, by its first byte to one of those who take lines. */
+void type(std::string_view line)
+{
+    const auto choice = line.empty() ? '\0' : line.front();
+    line.remove_prefix(line.empty() ? 0 : 1);
+    switch (choice) {
+    case 'S':
+        set_product_info_serialnum(line);
+        break;
+    case 'M':
+        set_product_info_macaddr(line);
+        break;
+    case 'H':
+        set_product_info_hardver(line);
+        break;
+    case 'C':
+        set_product_info_country(line, line, "", line);
+        break;
+    case 'G':
+        get_product_info(std::string(line).c_str());
+        break;
+    default:
+        setproduct_info(line);
+        break;
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    fuzz::switch_program program(fuzz::identity_board());
+    init_product_info();
+    const std::string typed(data, data + size);
+    for (size_t at = 0; at < typed.size();) {
+        const size_t end = std::min(typed.find('\n', at), typed.size());
+        // What is read from the terminal ends at a NUL.
+        std::string line = typed.substr(at, end - at);
+        line.resize(std::min(line.find('\0'), line.size()));
+        type(line);
+        at = end + 1;
+    }
+    show_prod_info();
+    if (save_product_info() == 0) {
+        program.require_store_of_its_own();
+    }
+    return 0;
+}

@@ -1,0 +1,78 @@
+#include <string>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "input.h"
+#include "station/commands.h"
+#include "station/product_info.h"
+
+// Job files of any content, for every command in each flavour.
+
+namespace {
+
+/** A file in memory, by whose path it can be opened. */
+class memory_file {
+public:
+    explicit memory_file(const fuzz::byte_list &content) : number_(memfd_create("job", MFD_CLOEXEC))
+    {
+        const auto written = write(number_, content.data(), content.size());
+        fuzz::require(written == static_cast<ssize_t>(content.size()), "the job file is written");
+    }
+    memory_file(const memory_file &) = delete;
+    memory_file &operator=(const memory_file &) = delete;
+    ~memory_file() { close(number_); }
+
+    std::string path() const { return "/proc/self/fd/" + std::to_string(number_); }
+
+private:
+    int number_;
+};
+
+/** Prepares the job as a command of the station, and requires what holds for all that are right. */
+void prepare(const station::command &command, bool tlv, const station::job_table &job,
+             station::mistakes &wrong)
+{
+    const auto reader =
+        tlv && command.prepare_tlv != nullptr ? command.prepare_tlv : command.prepare;
+    const auto ready = reader(job, wrong);
+    wrong.check();
+    const auto items = ready.items({});
+    fuzz::require(!items.rows.empty(), "a right job is about something");
+    for (const auto &row : items.rows) {
+        fuzz::require(row.size() == items.columns.size(), "every row has all columns");
+    }
+}
+
+void preview(bool tlv, const station::job_table &job, station::mistakes &wrong)
+{
+    const auto shown = tlv ? station::preview_of_tlv(job, wrong) : station::preview_of(job, wrong);
+    wrong.check();
+    fuzz::require(!shown.lines.empty() || !shown.remark.empty(),
+                  "a preview shows or says something");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    fuzz::input in(data, size);
+    const uint8_t choice = in.choice();
+    const bool tlv = fuzz::chosen(choice, 7);
+    const memory_file file(in.rest());
+    const auto commands = station::all_commands();
+    const size_t which = choice % 8;
+    try {
+        const auto job = station::read_job_file(file.path());
+        station::mistakes wrong(file.path());
+        if (which < commands.size()) {
+            prepare(commands[which], tlv, job, wrong);
+        } else {
+            preview(tlv, job, wrong);
+        }
+    } catch (const station::job_error &told) {
+        fuzz::require(std::string_view(told.what()).starts_with(file.path() + ":"),
+                      "a mistake is told with its file");
+    }
+    return 0;
+}

@@ -1,0 +1,141 @@
+#include "station_run.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+#include "station/conversation.h"
+#include "station/report.h"
+
+namespace fuzz {
+
+namespace {
+
+using milliseconds = std::chrono::milliseconds;
+using namespace std::chrono_literals;
+
+// Longer than the station listens before it offers something of its own accord.
+constexpr auto silence_length = 2000ms;
+constexpr auto search_limit = 4000ms;
+constexpr int attempts = 3;
+
+/** A line to a switch that says what the fuzzer wants, whatever the station sends. */
+class hostile_line : public station::line {
+public:
+    hostile_line(uint8_t choice, std::span<const uint8_t> stream)
+        : choice_(choice), stream_(stream), writes_left_(chosen(choice, 2) ? choice >> 4 : ~0U)
+    {
+    }
+
+    std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override
+    {
+        require(limit.count() >= 0, "the station waits for no time of the past");
+        const auto piece = next_piece(stream_);
+        if (!piece.empty()) {
+            const auto count = std::min({piece.size(), buffer.size(), most_at_once()});
+            std::copy_n(piece.begin(), count, buffer.begin());
+            stream_ = stream_.subspan(count);
+            return count;
+        }
+        if (stream_.empty() && chosen(choice_, 1)) {
+            throw station::line_closed("the program ended");
+        }
+        wait(limit);
+        return 0;
+    }
+
+    void write(std::span<const std::uint8_t> data, milliseconds /*limit*/) override
+    {
+        require(!data.empty(), "what is sent is something");
+        if (writes_left_-- == 0) {
+            throw station::line_error("the line does not take it");
+        }
+    }
+
+    /** A terminal becomes raw when its program has been silent for the first time. */
+    bool raw() const override { return !chosen(choice_, 0) || was_silent_; }
+
+    time_point now() const override { return time_point(clock_); }
+
+private:
+    std::size_t most_at_once() const { return chosen(choice_, 3) ? 1 : 256; }
+
+    void wait(milliseconds limit)
+    {
+        clock_ += limit;
+        silent_for_ += limit;
+        if (silent_for_ >= silence_length && begins_with_silence(stream_)) {
+            stream_ = stream_.subspan(sizeof(silence));
+            silent_for_ = 0ms;
+            was_silent_ = true;
+        }
+    }
+
+    uint8_t choice_;
+    std::span<const uint8_t> stream_; // not yet read
+    unsigned writes_left_;
+    milliseconds clock_{0};
+    milliseconds silent_for_{0};
+    bool was_silent_ = false;
+};
+
+/** The report goes nowhere, but is written. */
+void tell(const station::report &told)
+{
+    static std::FILE *nowhere = std::fopen("/dev/null", "w");
+    station::print_text(nowhere, told);
+    station::print_json(nowhere, told);
+}
+
+void require_sense(const station::outcome &result)
+{
+    require(result.ok() == result.reason.empty(), "whatever is not stored has a reason");
+    require(result.attempts >= 0 && result.attempts <= attempts, "attempts are those allowed");
+    require(!result.ok() || !result.replies.empty(), "nothing is stored unless the switch says so");
+}
+
+} // namespace
+
+station::prepared_job prepared(const station_job &job)
+{
+    const auto path = std::string(FUZZ_EXAMPLES) + "/" + job.example;
+    station::mistakes wrong(path);
+    const auto commands = station::all_commands();
+    const auto found = std::find_if(commands.begin(), commands.end(),
+                                    [&](const auto &each) { return each.name == job.command; });
+    const auto prepare = job.tlv ? found->prepare_tlv : found->prepare;
+    auto ready = prepare(station::read_job_file(path), wrong);
+    wrong.check();
+    return ready;
+}
+
+station::outcome run_station(const station_job &job, input &in)
+{
+    static std::map<const station_job *, station::prepared_job> ready;
+    const auto &run = ready.try_emplace(&job, prepared(job)).first->second;
+    const uint8_t choice = in.choice();
+    const auto stream = in.rest();
+    hostile_line line(choice, stream);
+    station::listener observer;
+    station::conversation talk(line, observer);
+    station::exchange_options options;
+    options.wait = search_limit;
+    options.attempts = attempts;
+    const auto result = run.run(talk, options);
+    require_sense(result);
+    tell({std::string(job.command), run.items(result), result, 1.5, {}, {}});
+    return result;
+}
+
+std::vector<std::string> item_results(const station_job &job, const station::outcome &result)
+{
+    std::vector<std::string> words;
+    for (const auto &row : prepared(job).items(result).rows) {
+        words.push_back(row.back());
+    }
+    return words;
+}
+
+} // namespace fuzz

@@ -1,0 +1,138 @@
+#include "switch_program.h"
+
+#include <cstring>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include "base/trace.h"
+#include "eeprom/e2prom.h"
+#include "eeprom/tlv_info.h"
+#include "exchange/format_info.h"
+#include "exchange/protocol.h"
+#include "store/productinfo.h"
+#include "units/setsn_device.h"
+
+namespace fuzz {
+
+namespace {
+
+constexpr size_t store_image_size = 8192;
+
+int lowest_free_descriptor()
+{
+    const int number = dup(STDOUT_FILENO);
+    close(number);
+    return number;
+}
+
+ssize_t discard(void *, const char *, size_t count)
+{
+    return static_cast<ssize_t>(count);
+}
+
+FILE *open_log()
+{
+    FILE *log = fopencookie(nullptr, "w", {.read = {}, .write = discard, .seek = {}, .close = {}});
+    require(log != nullptr, "the log opens");
+    return log;
+}
+
+void forget_everything()
+{
+    clr_prod_info();
+    sdd_my_type = 0;
+    eeprom_writeable = 0;
+    setdevice_zk80chassis = 0;
+    dev_setsn = {};
+    memset(g_data_eeprom, 0, tlv_image_size);
+    memset(g_setmac_data, 0, setmac_data_size);
+}
+
+/** What the operator would see goes nowhere, and nothing comes from the fuzzer's own input. */
+const bool silenced = [] {
+    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    dup2(nowhere, STDIN_FILENO);
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
+    return true;
+}();
+
+} // namespace
+
+switch_program::switch_program(sim::board_description description)
+    : board_(std::move(description)), first_free_(lowest_free_descriptor())
+{
+    static FILE *log = open_log();
+    setmac_debug_fd = log;
+    forget_everything();
+}
+
+switch_program::~switch_program()
+{
+    require(lowest_free_descriptor() == first_free_, "every file is closed");
+    forget_everything();
+}
+
+void switch_program::require_saved_store()
+{
+    const auto image = board_.flash(0).bytes().first(store_image_size);
+    uint32_t stored = 0;
+    memcpy(&stored, image.data(), sizeof(stored));
+    const auto area = image.subspan(sizeof(stored));
+    require(crc32(0, area.data(), static_cast<uInt>(area.size())) == stored,
+            "the saved image has a right checksum");
+}
+
+void switch_program::require_store_of_its_own()
+{
+    const auto load_and_save = [] {
+        clr_prod_info();
+        require(init_product_info() == 0, "the saved image loads");
+        require(save_product_info() == 0, "what was loaded is saved");
+    };
+    require_saved_store();
+    load_and_save();
+    require_saved_store();
+    const auto programmed = board_.count("write", "/dev/mtd0");
+    load_and_save();
+    require(board_.count("write", "/dev/mtd0") == programmed,
+            "what was saved is what the next start loads");
+}
+
+void switch_program::require_programmed_image()
+{
+    const auto chip = board_.eeprom(system_e2prom_address);
+    require(std::equal(chip.begin(), chip.end(), g_data_eeprom),
+            "the EEPROM holds the image that was programmed");
+    require(is_whole_image(g_data_eeprom), "the programmed image is whole");
+}
+
+sim::board_description identity_board(sim::flash_type type)
+{
+    return {
+        .partitions = {{.name = "product_info", .type = type, .erase_size = 0x4000, .blocks = 2}},
+        .eeproms = {{.address = system_e2prom_address,
+                     .write_cycle_ms = 0,
+                     .lifted_by_cpld = {{0x25, {0xFB}}, {0x31, {0x00}}},
+                     .lifted_by_driver = true},
+                    {.address = card_e2prom_address, .write_cycle_ms = 0}},
+        .cpld = sim::cpld{}};
+}
+
+bool is_whole_image(const uint8_t *image)
+{
+    int32_t crc_at = 0;
+    return is_checksum_valid(image) && tlvinfo_find_tlv(image, tlv_crc, &crc_at) &&
+           crc_at == static_cast<int32_t>(tlv_total_length(image)) + 5;
+}
+
+void require_kept_image(const uint8_t *image, bool was_whole)
+{
+    require(tlv_total_length(image) <= tlv_max_total_length, "the records fit into the EEPROM");
+    require(!was_whole || is_whole_image(image), "an edit keeps the image whole");
+}
+
+} // namespace fuzz

@@ -1,0 +1,76 @@
+#include "eeprom/tlv_info.h"
+
+#include <array>
+#include <string>
+
+#include "input.h"
+#include "repair.h"
+#include "switch_program.h"
+
+// Any bytes in the system EEPROM: loading, display and edits of what is found there.
+
+namespace {
+
+void look_at_all(const uint8_t *image)
+{
+    show_eeprom(image);
+    list_ext_tlv_info(image);
+    for (int code = 0; code < 256; ++code) {
+        char text[tlv_text_size];
+        tlvinfo_decode_tlv(image, static_cast<uint8_t>(code), text);
+        std::array<uint8_t, tlv_max_value_length> value{};
+        decode_ext_tlv_value(image, static_cast<uint8_t>(code), value.data());
+    }
+}
+
+/** One edit: what is done, to which code, with how long a text. */
+void edit(uint8_t *image, fuzz::input &in)
+{
+    const uint8_t what = in.choice();
+    const uint8_t code = in.choice();
+    // Nobody adds records of the two codes that end every search.
+    const bool was_whole = fuzz::is_whole_image(image) && is_valid_tlv(&code);
+    const auto bytes = in.take(in.choice());
+    const std::string text(bytes.begin(), bytes.end());
+    switch (what % 4) {
+    case 0:
+        tlvinfo_delete_tlv(image, code);
+        break;
+    case 1:
+        update_crc(image);
+        break;
+    default:
+        tlvinfo_add_tlv(image, code, text.c_str(), static_cast<int32_t>(text.size()));
+        break;
+    }
+    fuzz::require_kept_image(image, was_whole);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    fuzz::input in(data, size);
+    const uint8_t choice = in.choice();
+    auto content = in.take(in.choice());
+    content.resize(tlv_image_size, 0xFF);
+    if (!fuzz::chosen(choice, 0)) {
+        fuzz::right_tlv_crc(content);
+    }
+    auto board = fuzz::identity_board();
+    board.eeproms.front().content = content;
+    if (fuzz::chosen(choice, 1)) {
+        board.faults.push_back({.operation = "transfer", .call = 2, .times = 5, .error = EIO});
+    }
+
+    fuzz::switch_program program(std::move(board));
+    look_at_all(content.data()); // before the load has looked at it
+    read_eeprom(g_data_eeprom);
+    fuzz::require(is_checksum_valid(g_data_eeprom), "a loaded image is right");
+    look_at_all(g_data_eeprom);
+    while (!in.at_end()) {
+        edit(g_data_eeprom, in);
+    }
+    look_at_all(g_data_eeprom);
+    return 0;
+}
