@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "exchange/format_info.h"
 #include "input.h"
 #include "store/productinfo.h"

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "eeprom/e2prom.h"
 #include "exchange/format_info.h"
 #include "input.h"

@@ -107,6 +107,7 @@ std::optional<int32_t> run_on_console(int32_t (*operation)(), std::span<const ui
 {
     static std::optional<int32_t> result; // not in a frame that the jump leaves
     result.reset();
+    clock_ns = second;
     far.stream = stream;
     far.waited_for = false;
     far.waits_at_end = 0;

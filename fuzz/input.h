@@ -10,7 +10,7 @@ namespace fuzz {
 
 using byte_list = std::vector<uint8_t>;
 
-/** Between two pieces of a stream: a silence that is longer than any time limit of its reader. */
+/** Between two pieces of a stream: nothing comes for a while. */
 constexpr uint8_t silence[] = {0xF7, '.', '.', '.'};
 
 /** Whether a silence stands at the front of `stream`. */

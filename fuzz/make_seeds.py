@@ -120,7 +120,9 @@ def tlv_data_apply():
     seed("tlv_data_apply", "cut_off", b"\x00" + part(1, EEPROM_NODES)[:60])
     seed("tlv_data_apply", "short_part", b"\x00\x01\0\0\0\x04")
     seed("tlv_data_apply", "bad_mac", b"\x00" + part(1, node(b"MacAddress", 2, bytes(6))))
-    seed("tlv_data_apply", "not_programmed", b"\x08" + part(1, EEPROM_NODES))
+    seed("tlv_data_apply", "not_programmed", b"\x0c" + part(1, EEPROM_NODES))
+    seed("tlv_data_apply", "no_card", b"\x20" + part(1, EEPROM_NODES))
+    seed("tlv_data_apply", "long_card_type", b"\x04" + part(1, node(b"e2type", 2, bytes(5))))
     seed("tlv_data_apply", "odd_versions", b"\x02" + node(b"HardwareVersion", 1, b"1.2345\0")
          + node(b"HardwareVersion", 1, b"12\0") + node(b"HardwareVersion", 1, b"9.99\0")
          + node(b"ProductModel", 1, 19 * b"M" + b"\0"))
@@ -141,7 +143,7 @@ def tlv_image(records):
 
 
 def tlv_edit(what, code, text):
-    return bytes([what, code, len(text)]) + text
+    return bytes([what, code]) + struct.pack(">H", len(text)) + text
 
 
 def tlv_info():
@@ -159,12 +161,13 @@ def tlv_info():
              tlv_edit(2, 0x30, b"1, 2;0x10"), tlv_edit(2, 0x30, b"1 2 "), tlv_edit(2, 0x30, b"1 a"),
              tlv_edit(2, 0x30, b"300"), tlv_edit(2, 0x30, b"1"), tlv_edit(2, 0xFE, b""),
              tlv_edit(2, 0xFD, b"raw"), tlv_edit(0, 0x23, b""), tlv_edit(0, 0xFE, b""),
-             tlv_edit(1, 0, b"")]
+             tlv_edit(1, 0, b""), tlv_edit(4, 0, b""), tlv_edit(5, 0, b""),
+             tlv_edit(6, 0, b"Serial Number"), tlv_edit(6, 0, b"serial0"), tlv_edit(6, 0, b"?")]
     image = bytes([0, len(whole)]) + whole
     for number in range(0, len(edits), 6):
         seed("tlv_info", f"edits_{number // 6}", image + b"".join(edits[number:number + 6]))
-    seed("tlv_info", "many_bytes", image + tlv_edit(2, 0x30, 127 * b"1 " + b"1")
-         + tlv_edit(2, 0x30, 255 * b"0"))
+    seed("tlv_info", "many_bytes", image + tlv_edit(2, 0x30, 254 * b"1 " + b"1")
+         + tlv_edit(2, 0x30, 300 * b"1 "))
     for kinds in (b"\x40\x01", b"\x4a\x04\0\0\0\7", b"\x4a\x01\7", b"\x50\x01x", b""):
         content = tlv_image(record(0x23, b"S") + record(0xFD, b"\0\0\x7e\xd9" + kinds))
         seed("tlv_info", f"extension_{kinds.hex() or 'none'}", bytes([0, len(content)]) + content)
@@ -187,6 +190,11 @@ def product_image():
     seed("product_image", "records",
          b"\x00" + store_image([b"ProductInfo=0B0EFACE", b"SerialNO=ABCDEFGHJ1234", b"empty="]))
     seed("product_image", "nand", b"\x04" + store_image([b"ethaddr=00:1A:2B:3C:4D:5E"]))
+    for name, choice in (("mirror", 0x08), ("mirror_fails", 0x28), ("read_fails", 0x10), ("write_fails", 0x20),
+                         ("ioctl_fails", 0x30), ("no_partition", 0x40), ("small_partition", 0x80)):
+        seed("product_image", name,
+             bytes([choice]) + store_image([b"first=1", b"a=2", b"last=3"]))
+    seed("product_image", "too_much", b"\x02" + store_image([b"a=" + 400 * b"v", b"b=", b"d"])[:-1])
     seed("product_image", "malformed", b"\x00" + store_image(
         [b"no equals sign", b"=no name", 70 * b"N" + b"=long", b"long=" + 600 * b"V", b"a=1", b"a=2"]))
     seed("product_image", "full", b"\x02" + store_image([b"long=V"])[:-1])
@@ -333,20 +341,20 @@ def station_framed():
               b" Using your PC SetMac program to perform Setmac Operation ...\r\n")
     serial = b"ABCDEFGHJ1234"
     for job, name in enumerate(("setmac", "setmac_tlv")):
-        start = bytes([job, 0]) + banner
+        start = bytes([job, 0]) + banner + SILENCE
         seed("station_framed", f"{name}_stored", start + b"\x15\x01\x07" + SILENCE + b"\x06")
         seed("station_framed", f"{name}_failed", start + b"\x15\x01\x07" + SILENCE + b"\x12")
         seed("station_framed", f"{name}_refused", start + b"\x15\x01\x07" + SILENCE + b"\x19")
         seed("station_framed", f"{name}_damaged", start + b"\x15\x01\x14")
-        seed("station_framed", f"{name}_probed", bytes([job, 0]) + SILENCE + b"\x15\x01\x07table\r\n\x06")
-        seed("station_framed", f"{name}_closed", bytes([job, 2]) + banner + b"\x15\x01")
-    seed("station_framed", "not_raw", b"\x00\x01" + banner + SILENCE + banner + b"\x15\x01\x07\x06")
-    seed("station_framed", "unwritable", b"\x00\x04" + banner + b"\x15\x01\x07\x06")
-    seed("station_framed", "unwritable_value", b"\x00\x24" + banner + b"\x15\x01\x07\x06")
-    seed("station_framed", "byte_by_byte", b"\x01\x08" + banner
+        seed("station_framed", f"{name}_probed", bytes([job, 0]) + 4 * SILENCE + b"\x15\x01\x07table\r\n\x06")
+        seed("station_framed", f"{name}_closed", bytes([job, 2]) + banner + SILENCE + b"\x15\x01")
+    seed("station_framed", "not_raw", b"\x00\x01" + banner + SILENCE + banner + SILENCE + b"\x15\x01\x07\x06")
+    seed("station_framed", "unwritable", b"\x00\x04" + banner + SILENCE + b"\x15\x01\x07\x06")
+    seed("station_framed", "unwritable_value", b"\x00\x24" + banner + SILENCE + b"\x15\x01\x07\x06")
+    seed("station_framed", "byte_by_byte", b"\x01\x08" + banner + SILENCE
          + b"\x15\x01\x07Vendor Name          0x2D   6 talvex\r\n" + SILENCE + b"\x06\r\n")
-    seed("station_framed", "late_version", b"\x00\x00" + banner + b"\x15" + 5 * SILENCE + b"\x01\x14")
-    seed("station_framed", "other_byte", b"\x00\x00" + banner + b"\x15\x10" + SILENCE + b"\x01\x00")
+    seed("station_framed", "late_version", b"\x00\x00" + banner + SILENCE + b"\x15" + 33 * SILENCE + b"\x01\x14")
+    seed("station_framed", "other_byte", b"\x00\x00" + banner + SILENCE + b"\x15\x10" + SILENCE + b"\x01\x00")
     for job, name in ((2, "setsn"), (3, "setsn_tlv")):
         seed("station_framed", f"{name}_stored",
              bytes([job, 0]) + b"}\x10\x01\x07\x06\x0d" + serial + b"\x06")
@@ -376,15 +384,20 @@ def station_units():
                "supplies": b"perform SetPowerSn Operation"}
     for job, (name, banner) in enumerate(banners.items(), 1):
         payload = example_units(name)
-        start = bytes([job, 0]) + b"Disconnect your console terminal first\r\n" + banner + b" ......" + b"\x06"
+        start = bytes([job, 0]) + b"Disconnect your console terminal first\r\n" + banner + b" ......" + SILENCE + b"\x06"
         back = b"\x06\x20\x01" + bytes([len(payload)])
         seed("station_units", f"{name}_written", start + back + with_sum(payload))
         outcomes = bytearray(payload)
-        outcomes[6 if name != "supplies" else 27] = 1
-        seed("station_units", f"{name}_not_written", start + back + with_sum(bytes(outcomes)))
-        outcomes[8] ^= 0x20
-        seed("station_units", f"{name}_changed", start + back + with_sum(bytes(outcomes)))
+        for outcome in (1, 2, 3, 9):
+            outcomes[27 if name == "supplies" else 6] = outcome
+            seed("station_units", f"{name}_outcome_{outcome}", start + back + with_sum(bytes(outcomes)))
+        for at in (0, 5, 8):
+            changed = bytearray(payload)
+            changed[at] ^= 0x20
+            seed("station_units", f"{name}_changed_{at}", start + back + with_sum(bytes(changed)))
         seed("station_units", f"{name}_refused", start + bytes([0x28 + job]))
+        seed("station_units", f"{name}_too_long", start + b"\x28")
+        seed("station_units", f"{name}_other_outcome", start + back + with_sum(payload[:6] + b"\x07" + payload[7:]))
         seed("station_units", f"{name}_once_more", start + b"\x20\x06" + back + with_sum(payload))
         seed("station_units", f"{name}_not_offered", start + b"\x06")
         seed("station_units", f"{name}_not_sent", start + b"\x06\x20")
@@ -394,16 +407,16 @@ def station_units():
     seed("station_units", "another_operation", b"\x01\x00" + banners["poe"])
     seed("station_units", "closed", b"\x01\x02" + banners["fans"])
     seed("station_units", "silent", b"\x01\x00" + banners["fans"])
-    seed("station_units", "probed", b"\x01\x00" + SILENCE + b"\x06")
+    seed("station_units", "probed", b"\x01\x00" + 4 * SILENCE + b"\x06" + SILENCE + b"\x06\x28")
 
-    first = b"Disconnect your console terminal first ...\r\n\x06"
+    first = b"Disconnect your console terminal first ...\r\n" + SILENCE + b"\x06"
     for name, answer in (("written", b"\x06"), ("one_fails", b"\x01\x06"), ("both_fail", b"\x01\x02\x06"),
                          ("three", b"\x01\x02\x03\x06"), ("once_more", b"\x15\x06" + b"\x06"),
-                         ("text", b"text\r\n\x06"), ("half", b"\x01" + SILENCE), ("silent", b"")):
+                         ("text", b"text\r\n\x06"), ("once_more_after_text", b"x\r\n\x15" + SILENCE), ("half", b"\x01" + SILENCE), ("silent", b"")):
         seed("station_units", f"backplane_{name}", b"\x00\x00" + first + answer)
 
     banner = (b"Disconnect your console terminal first\r\n"
-              b" Using your PC Setmac program to perform Set device info Operation ......\x06")
+              b" Using your PC Setmac program to perform Set device info Operation ......" + SILENCE + b"\x06")
     sent = station_device_list()
     back = b"\x06\x20\x01" + struct.pack(">I", len(sent))
     seed("station_units", "devices_written", b"\x04\x00" + banner + back + with_sum(sent))
@@ -413,6 +426,9 @@ def station_units():
             flagged[6 + 131 * entry + 3] = outcome
         seed("station_units", f"devices_outcome_{outcome}",
              b"\x04\x00" + banner + back + with_sum(bytes(flagged)))
+    for writes in (2, 6):
+        seed("station_units", f"devices_unwritable_{writes}",
+             bytes([4, 4 + 16 * writes]) + banner + back + with_sum(sent))
     other = bytearray(sent)
     other[6 + 7] ^= 0x20
     seed("station_units", "devices_differ", b"\x04\x00" + banner + back + with_sum(bytes(other)))
@@ -429,7 +445,7 @@ def station_device_list():
                entry(1, 1, b"FANB000000000002", b"1.23", 0x8001),
                entry(2, 0, b"", b"A01", 0, b"PSU-550"),
                entry(3, 0, b"CARD000000000003", b"2.00", 0x21)]
-    return bytes([4, 0, 0, 0, 0, 0]) + b"".join(entries)
+    return bytes([4, 0, 0x0C, 0x02, 0, 0]) + b"".join(entries)
 
 
 def station_job():
@@ -442,11 +458,72 @@ def station_job():
     odd = b'a = "x"\nb = 1.5\nc = true\nd = 2024-01-02\ne = [1, 2]\n[f]\ng = 1\n'
     for choice in (0, 1, 2, 3, 6, 0x80):
         seed("station_job", f"odd_kinds_{choice:02x}", bytes([choice]) + odd)
-    seed("station_job", "no_toml", b"\x00[[[")
-    seed("station_job", "records", b"\x06[[record]]\n[[record.device]]\nkind = \"fan\"\nindex = 0\n"
-         b"fan_type = 5\nserial = \"F\"\n")
-    seed("station_job", "parts", b"\x80[[part]]\nflag = 0\n[[part.node]]\nname = \"serial0\"\ntext = \"A\"\n"
-         b"[[part]]\n[[part.node]]\nname = \"Part Number\"\ntext = \"" + 250 * b"P" + b"\"\n")
+    for name, choice, text in JOBS:
+        seed("station_job", name, bytes([choice]) + text.encode())
+
+
+def nodes(*pairs):
+    return "".join(f'[[node]]\nname = "{name}"\n{value}\n' for name, value in pairs)
+
+
+def properties(*pairs):
+    return "".join(f'[[property]]\nname = "{name}"\n{value}\n' for name, value in pairs)
+
+
+def units(name, count, keys):
+    return "".join(f"[[{name}]]\nchannel = {number}\nindex = {number}\n{keys}\n" for number in range(count))
+
+
+# Job files by the number of their command, 0x80 more for the other flavour.
+JOBS = (
+    ("no_toml", 0, "[[["),
+    ("records", 6, '[[record]]\n[[record.device]]\nkind = "fan"\nindex = 0\nfan_type = 5\nserial = "F"\n'),
+    ("too_many_in_record", 6, "[[record]]\n" + "".join(
+        f'[[record.device]]\nkind = "fan"\nindex = {number}\ntype = 1\nserial = "F"\n' for number in range(17))),
+    ("odd_device", 6, '[[device]]\nkind = "lamp"\nindex = 256\n[[device]]\nkind = "fan"\nindex = 0\ntype = 1\n'
+     'fan_type = 2\n[[device]]\nkind = "supply"\nindex = 0\nserial = "S"\nname = "'
+     + 33 * "N" + '"\nhardware = ""\n'),
+    ("parts", 0x80, '[[part]]\nflag = 0\n[[part.node]]\nname = "serial0"\ntext = "A"\n'
+     '[[part]]\nflag = 256\n[[part.node]]\nname = "Part Number"\ntext = "' + 250 * "P" + '"\n'),
+    ("nodes_of_each_kind", 0x80, nodes(
+        ("Vendor Extension", 'hex = "00 00 7E D9 44 02 41 31"'), ("Device Version", 'text = "0x64"'),
+        ("e2_write_en_reg", 'hex = "31"'), ("e2type", 'hex = "05"'), ("serial1", 'text = "B2"'))),
+    ("nodes_refused", 0x80, nodes(
+        ("CRC-32", 'hex = "00"'), ("Serial Number", 'hex = "00"'), ("serial0", 'text = "a\\u0007"'),
+        ("serial0", 'text = "again"'), ("setmac_time", 'text = "2024-02-30 00:00:00"'),
+        ("setmac_time", 'text = "now"'), ("Device Version", 'text = "010"'), ("ethaddr_scale", 'text = "g"'),
+        ("Vendor Extension", 'hex = "00 00 7E D9 44 09 41"'), ("Vendor Extension", 'hex = "00"'),
+        ("e2_write_en_reg", 'hex = "31 32"'), ("MacAddress", 'hex = "01 1A 2B 3C 4D 5E"'), ("", 'text = ""'),
+        ("ProductModel", 'text = "' + 19 * "M" + '"'), ("HardwareVersion", 'text = "1.2.3"'))),
+    ("derived_lost", 0x80, nodes(
+        ("Label Revision", 'text = "7"'), ("Platform Name", 'text = "P"'), ("HardwareVersion", 'text = "3.00"'),
+        ("ProductModel", 'text = "M"'), ("Vendor Extension", 'hex = "00 00 7E D9 4A 04 00 00 00 05"'))),
+    ("bases", 0x87, nodes(("HardwareVersion", 'text = "0.x1"'), ("e2type", 'hex = "00 00 05"'))),
+    ("octal", 0x87, nodes(("HardwareVersion", 'text = "0.17"'), ("e2type", 'hex = "00 00 00 05"'))),
+    ("extension_without_values", 0x87, nodes(
+        ("Vendor Extension", 'hex = "00 00 7E D9 01 00"'), ("Serial Number", 'text = "S"'),
+        ("MacAddress", 'hex = "00 1A 2B 3C 4D 5E"'), ("ethaddr_scale", 'text = "80"'),
+        ("ProductModel", 'text = "M"'), ("setmac_time", 'text = "2024-01-02 03:04:05"'))),
+    ("no_room", 0x80, nodes(("serial0", 'text = "' + 200 * "S" + '"'), ("serial1", 'text = "' + 99 * "S" + '"'))),
+    ("properties_refused", 0, properties(
+        ("a\\u0000b", 'text = "x"'), ("ProductInfo", 'text = "x"'), (70 * "n", 'text = "x"'), ("a=b", 'text = "x"'),
+        ("nul", 'text = "a\\u0000"'), ("long", 'text = "' + 200 * "v" + '"'), ("hex", 'hex = "0g"'), ("", 'text = ""'),
+        ("twice", 'text = ""'), ("twice", 'text = ""'), ("typed", 'type = 2\ntext = "ab"'),
+        ("typed1", 'type = 1\nhex = "41 00"'), ("typed3", "type = 3\nhex = \"41\""), ("both", 'text = ""\nhex = ""'),
+        ("none", ""), ("list", 'text = [[1]]'), ("MacAddress", 'hex = "00"'))),
+    ("serial_nul", 1, 'serial = "a\\u0000"\n'),
+    ("serial_long", 1, 'serial = "' + 70 * "S" + '"\n'),
+    ("serial_no_text", 1, "serial = 1\n"),
+    ("serial_of_tables", 1, "[[serial]]\na = 1\n"),
+    ("ten_fans", 3, units("fan", 10, 'type = 5\nserial = "F"\nhardware = "1.00"')),
+    ("odd_fans", 3, units("fan", 2, 'type = 300\nserial = "' + 14 * "F" + '"\nhardware = "1,00"\nchannel = 0')),
+    ("same_fans", 3, 2 * units("fan", 1, 'type = 5\nserial = "F"\nhardware = "1.00"')),
+    ("odd_supplies", 5, units("supply", 2, 'address = 0x57\nserial = ""\nhardware = "A\\u0001"')),
+    ("nine_supplies", 5, units("supply", 9, 'address = 0x58\nserial = "P"\nhardware = "A"')),
+    ("odd_backplane", 2, '[backplane]\nmac = "00 1A"\nserial = ""\ntype = -1\nversion = "123456789"\ntype9_value = -1\n'),
+    ("text_for_backplane", 2, 'backplane = "x"\n'),
+    ("text_for_number", 2, '[backplane]\nmac = 1\nserial = [[1]]\ntype = "x"\nversion = 1979-05-27\n'),
+)
 
 
 def main():

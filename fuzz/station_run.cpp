@@ -16,8 +16,8 @@ namespace {
 using milliseconds = std::chrono::milliseconds;
 using namespace std::chrono_literals;
 
-// Longer than the station listens before it offers something of its own accord.
-constexpr auto silence_length = 2000ms;
+// Longer than the pauses between two bytes of a switch, shorter than the wait for an answer.
+constexpr auto silence_length = 300ms;
 constexpr auto search_limit = 4000ms;
 constexpr int attempts = 3;
 
@@ -32,18 +32,21 @@ public:
     std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override
     {
         require(limit.count() >= 0, "the station waits for no time of the past");
-        const auto piece = next_piece(stream_);
-        if (!piece.empty()) {
-            const auto count = std::min({piece.size(), buffer.size(), most_at_once()});
-            std::copy_n(piece.begin(), count, buffer.begin());
-            stream_ = stream_.subspan(count);
-            return count;
+        if (!pass_silence(limit)) {
+            return 0;
         }
-        if (stream_.empty() && chosen(choice_, 1)) {
+        const auto piece = next_piece(stream_);
+        if (piece.empty() && chosen(choice_, 1)) {
             throw station::line_closed("the program ended");
         }
-        wait(limit);
-        return 0;
+        if (piece.empty()) {
+            clock_ += limit;
+            return 0;
+        }
+        const auto count = std::min({piece.size(), buffer.size(), most_at_once()});
+        std::copy_n(piece.begin(), count, buffer.begin());
+        stream_ = stream_.subspan(count);
+        return count;
     }
 
     void write(std::span<const std::uint8_t> data, milliseconds /*limit*/) override
@@ -62,22 +65,29 @@ public:
 private:
     std::size_t most_at_once() const { return chosen(choice_, 3) ? 1 : 256; }
 
-    void wait(milliseconds limit)
+    /** Waits as long as nothing comes; false where that is longer than the limit. */
+    bool pass_silence(milliseconds limit)
     {
-        clock_ += limit;
-        silent_for_ += limit;
-        if (silent_for_ >= silence_length && begins_with_silence(stream_)) {
+        while (begins_with_silence(stream_)) {
+            const auto waited = std::min(limit, silence_left_);
+            clock_ += waited;
+            limit -= waited;
+            silence_left_ -= waited;
+            if (silence_left_ > 0ms) {
+                return false;
+            }
             stream_ = stream_.subspan(sizeof(silence));
-            silent_for_ = 0ms;
+            silence_left_ = silence_length;
             was_silent_ = true;
         }
+        return true;
     }
 
     uint8_t choice_;
     std::span<const uint8_t> stream_; // not yet read
     unsigned writes_left_;
     milliseconds clock_{0};
-    milliseconds silent_for_{0};
+    milliseconds silence_left_ = silence_length; // of the silence in front
     bool was_silent_ = false;
 };
 
@@ -123,7 +133,7 @@ station::outcome run_station(const station_job &job, input &in)
     station::exchange_options options;
     options.wait = search_limit;
     options.attempts = attempts;
-    const auto result = run.run(talk, options);
+    auto result = run.run(talk, options);
     require_sense(result);
     tell({std::string(job.command), run.items(result), result, 1.5, {}, {}});
     return result;

@@ -116,7 +116,7 @@ sim::board_description identity_board(sim::flash_type type)
         .partitions = {{.name = "product_info", .type = type, .erase_size = 0x4000, .blocks = 2}},
         .eeproms = {{.address = system_e2prom_address,
                      .write_cycle_ms = 0,
-                     .lifted_by_cpld = {{0x25, {0xFB}}, {0x31, {0x00}}},
+                     .lifted_by_cpld = {{0x25, {0xFB}}, {named_enable_register, {0x00}}},
                      .lifted_by_driver = true},
                     {.address = card_e2prom_address, .write_cycle_ms = 0}},
         .cpld = sim::cpld{}};

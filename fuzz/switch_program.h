@@ -38,6 +38,9 @@ private:
     int first_free_;
 };
 
+/** The CPLD register by which payloads can lift the EEPROM's protection, beside the default one. */
+constexpr uint8_t named_enable_register = 0x31;
+
 /** A board with the partition of the product information, system and card EEPROM and CPLD. */
 sim::board_description identity_board(sim::flash_type type = sim::nor);
 

@@ -1,9 +1,13 @@
 #include "eeprom/tlv_info.h"
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string>
 
+#include "eeprom/e2prom.h"
 #include "input.h"
+#include "platform/dev_drv.h"
 #include "repair.h"
 #include "switch_program.h"
 
@@ -30,14 +34,24 @@ void edit(uint8_t *image, fuzz::input &in)
     const uint8_t code = in.choice();
     // Nobody adds records of the two codes that end every search.
     const bool was_whole = fuzz::is_whole_image(image) && is_valid_tlv(&code);
-    const auto bytes = in.take(in.choice());
+    const size_t length = in.choice();
+    const auto bytes = in.take(length << 8 | in.choice());
     const std::string text(bytes.begin(), bytes.end());
-    switch (what % 4) {
+    switch (what) {
     case 0:
         tlvinfo_delete_tlv(image, code);
         break;
     case 1:
         update_crc(image);
+        break;
+    case 4:
+        update_eeprom_header(image);
+        break;
+    case 5:
+        e2prom_value_default_init(image);
+        break;
+    case 6:
+        tlvinfo_delete_tlv(image, name_to_type(text));
         break;
     default:
         tlvinfo_add_tlv(image, code, text.c_str(), static_cast<int32_t>(text.size()));
@@ -60,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     auto board = fuzz::identity_board();
     board.eeproms.front().content = content;
     if (fuzz::chosen(choice, 1)) {
-        board.faults.push_back({.operation = "transfer", .call = 2, .times = 5, .error = EIO});
+        board.faults.push_back({.operation = "transfer", .call = 2, .times = 0, .error = EIO});
     }
 
     fuzz::switch_program program(std::move(board));
@@ -72,5 +86,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         edit(g_data_eeprom, in);
     }
     look_at_all(g_data_eeprom);
+    drv_set_e2_wr_pro(0, 0);
+    prog_eeprom(g_data_eeprom);
+    const auto stored = program.board().eeprom(system_e2prom_address);
+    fuzz::require(fuzz::chosen(choice, 1) ||
+                      std::equal(stored.begin(), stored.end(), g_data_eeprom),
+                  "what is programmed is the image");
     return 0;
 }

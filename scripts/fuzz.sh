@@ -11,6 +11,7 @@
 . "$(dirname "$0")/lib.sh"
 
 folder=build/fuzz
+reports=build/fuzz-coverage
 quick_runs=5000
 quick_seconds=10
 mapfile -t targets < <(sed -n 's/^\([a-z][a-z_]*\) .*/\1/p' fuzz/targets.txt)
@@ -43,16 +44,36 @@ run_quickly() {
     grep '^Done' "$folder/quick-$1.log" | sed "s/^Done/$1:/"
 }
 
-# report TARGET MODULE...: a line of the table for each module.
-report() {
-    local target=$1 data=build/fuzz-coverage/$1
-    shift
-    LLVM_PROFILE_FILE=$data.profraw "build/fuzz-coverage/bin/$target" -runs=0 \
-        "$folder/seeds/$target" "$folder/corpus/$target" >"$data.log" 2>&1
-    llvm-profdata-14 merge -o "$data.profdata" "$data.profraw"
-    llvm-cov-14 report "build/fuzz-coverage/bin/$target" -instr-profile "$data.profdata" "$@" |
-        awk -v target="$target" '/^\// || /\.cpp/ { sub(".*/", "", $1)
-            printf "%-16s %-26s %6d %6d  %s\n", target, $1, $8, $8 - $9, $10 }'
+# explore TARGET: what the seeds and the corpus of a target reach.
+explore() {
+    mkdir -p "$folder/corpus/$1"
+    LLVM_PROFILE_FILE=$reports/$1.profraw "$reports/bin/$1" -runs=0 \
+        "$folder/seeds/$1" "$folder/corpus/$1" >"$reports/$1.log" 2>&1
+    llvm-profdata-14 merge -o "$reports/$1.profdata" "$reports/$1.profraw"
+    llvm-cov-14 report "$reports/bin/$1" -instr-profile "$reports/$1.profdata" >"$reports/$1.txt"
+}
+
+# reached MODULE REPORT: "LINES REACHED PERCENT" out of a report.
+reached() {
+    awk -v module="$1" '$1 == module { print $8, $8 - $9, $10 }' "$2"
+}
+
+# The lines of each module: reached by its own target, and by all of them.
+show_coverage() {
+    for target in "${targets[@]}"; do
+        explore "$target"
+    done
+    (cd "$reports" && llvm-profdata-14 merge -o all.profdata "${targets[@]/%/.profraw}" 2>all.log)
+    llvm-cov-14 report "$reports/bin/${targets[0]}" "${targets[@]/#/-object=$reports/bin/}" \
+        -instr-profile "$reports/all.profdata" >"$reports/all.txt" 2>"$reports/all.log"
+    printf '%-15s %-35s %5s %7s %8s %8s\n' target module lines reached "" "by all"
+    while read -r target modules; do
+        for module in $modules; do
+            read -r lines own share <<<"$(reached "$module" "$reports/$target.txt")"
+            read -r _ _ all <<<"$(reached "$module" "$reports/all.txt")"
+            printf '%-15s %-35s %5s %7s %8s %8s\n' "$target" "$module" "$lines" "$own" "$share" "$all"
+        done
+    done < <(grep '^[a-z]' fuzz/targets.txt)
 }
 
 case ${1-} in
@@ -67,12 +88,7 @@ case ${1-} in
     ;;
 --coverage)
     prepare fuzz-coverage
-    printf '%-16s %-26s %6s %6s\n' target module lines reached
-    while read -r target modules; do
-        mkdir -p "$folder/corpus/$target"
-        # shellcheck disable=SC2086 # the modules are words
-        report "$target" $modules
-    done < <(grep '^[a-z]' fuzz/targets.txt)
+    show_coverage
     ;;
 *)
     if [ $# -lt 2 ] || ! printf '%s\n' "${targets[@]}" | grep -qx -- "$1"; then
