@@ -91,7 +91,7 @@ case ${1-} in
     ;;
 *)
     if [ $# -lt 2 ] || ! printf '%s\n' "${targets[@]}" | grep -qx -- "$1"; then
-        sed -n 's/^#   //p' "$0" >&2
+        sed -n 's/^#   //p' scripts/fuzz.sh >&2
         exit 2
     fi
     prepare fuzz

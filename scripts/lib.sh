@@ -22,7 +22,7 @@ as_root() {
 }
 
 is_installed() {
-    dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed
+    dpkg-query --show --showformat='${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed
 }
 
 # install_missing PACKAGE...: installs those that are not there yet.
