@@ -37,6 +37,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (!fuzz::chosen(choice, 7)) {
         fuzz::right_frames(stream);
     }
+    if (fuzz::chosen(choice, 6)) {
+        stream.resize(stream.size() + setmac_data_size + 1); // a PC that sends on and on
+    }
 
     fuzz::switch_program program(fuzz::identity_board());
     init_product_info();

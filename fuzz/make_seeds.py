@@ -90,6 +90,8 @@ def framed_exchange():
     seed("framed_exchange", "bad_sign", b"\x80" + b"z" + SETMAC_SIGN + b"\0\0\0\0"
          + with_crc(SETMAC_SIGN) + b"\x02")
     seed("framed_exchange", "too_long", b"\x80" + with_crc(SETMAC_SIGN) + b"\x01\x00\x02\x00\x01")
+    seed("framed_exchange", "longest", b"\xc0" + with_crc(SETMAC_SIGN) + b"\x01\x00\x02\x00\x00")
+    seed("framed_exchange", "too_long_and_there", b"\xc0" + with_crc(SETMAC_SIGN) + b"\x01\x00\x02\x00\x01")
     seed("framed_exchange", "sign_after_silence",
          b"\x81{{" + SILENCE + with_crc(SETSN_SIGN) + b"\x01\xff\xff\xff\xff")
 
@@ -280,6 +282,7 @@ def fans():
                                            ("no_fpga", 2, 0, two), ("fails", 0, 6, two),
                                            ("sticks", 0, 7, two), ("second_half_fails", 1, 14, poe)):
         seed("fans", name, bytes([choice, trouble]) + message)
+    seed("fans", "nine", b"\x00\x00" + list_message(record_list(4, 9 * [fan(1, 1, 0, b"F", b"1.00")])))
     seed("fans", "bad_head", b"\x00\x00" + list_message(b"\x01\x04\x00"))
     seed("fans", "bad_element", b"\x00\x00" + list_message(record_list(5, [fan(1, 1, 0, b"F", b"1.00")])))
     seed("fans", "short_list", b"\x00\x00" + list_message(b"\x01\x03"))
@@ -301,6 +304,7 @@ def supplies():
                                            ("second_write_fails", 0, 14, two), ("read_fails", 0, 22, two),
                                            ("busy", 0, 5, two)):
         seed("supplies", name, bytes([choice, trouble]) + message)
+    seed("supplies", "nine", b"\x00\x00" + list_message(record_list(5, 9 * [supply(1, 0, 0x58, b"P", b"A")])))
     seed("supplies", "too_many", b"\x00\x00" + list_message(b"\x09\x03\x00"))
     seed("supplies", "missing_element", b"\x00\x00" + list_message(b"\x01\x03\x19"))
     seed("supplies", "too_long", b"\x80\x00\x20\x01\xff")
@@ -329,6 +333,7 @@ def devices():
         [device(1, 0, b"F", b"", 1), device(1, 1, b"F", b"1"), device(1, 0, b"F", b"1", 0, b"", 5),
          device(2, 0, b"", b"1", 0, b"PSU-551"), device(3, 0, b"C", b"1", 0x98), device(4, 0, b"", b"")])
          + over)
+    seed("devices", "seventeen", b"\x00\x00" + device_list(17 * [each[0]]) + over)
     seed("devices", "too_many", b"\x00\x00\x20\x01\0\0\0\1" + with_sum(b"\x11") + b"\x03")
     seed("devices", "too_long", b"\x80\x00\x20\x01\x7f\xff\xff\xff\x03")
     seed("devices", "negative", b"\x80\x00\x20\x01\xff\xff\xff\xff\x00\x03")

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t partition_size = 0x8000;
+constexpr size_t partition_size = 0x2000;
 constexpr const char *too_long_name =
     "NNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNNN=V";
 
@@ -22,7 +22,7 @@ sim::board_description board_for(uint8_t choice)
     auto board = fuzz::identity_board(fuzz::chosen(choice, 2) ? sim::nand : sim::nor);
     if (fuzz::chosen(choice, 3)) {
         board.partitions.push_back(
-            {.name = "product_info_other", .erase_size = 0x4000, .blocks = 1});
+            {.name = "product_info_other", .erase_size = partition_size, .blocks = 1});
     }
     const std::string_view failing[] = {"", "read", "write", "ioctl"};
     const auto operation = failing[choice >> 4 & 3U];

@@ -51,9 +51,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         type(line);
         at = end + 1;
     }
-    show_prod_info();
+    const auto typed_in = fuzz::switch_program::listed_store();
     if (save_product_info() == 0) {
         program.require_store_of_its_own();
+        fuzz::require(fuzz::switch_program::listed_store() == typed_in,
+                      "all that was typed in is saved");
     }
     return 0;
 }

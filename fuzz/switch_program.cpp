@@ -1,5 +1,7 @@
 #include "switch_program.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -102,6 +104,18 @@ void switch_program::require_store_of_its_own()
             "what was saved is what the next start loads");
 }
 
+std::string switch_program::listed_store()
+{
+    char *text = nullptr;
+    size_t size = 0;
+    FILE *const terminal = std::exchange(stdout, open_memstream(&text, &size));
+    show_prod_info();
+    fclose(std::exchange(stdout, terminal));
+    std::string listed(text, size);
+    free(text);
+    return listed;
+}
+
 void switch_program::require_programmed_image()
 {
     const auto chip = board_.eeprom(system_e2prom_address);
@@ -112,14 +126,18 @@ void switch_program::require_programmed_image()
 
 sim::board_description identity_board(sim::flash_type type)
 {
-    return {
-        .partitions = {{.name = "product_info", .type = type, .erase_size = 0x4000, .blocks = 2}},
-        .eeproms = {{.address = system_e2prom_address,
-                     .write_cycle_ms = 0,
-                     .lifted_by_cpld = {{0x25, {0xFB}}, {named_enable_register, {0x00}}},
-                     .lifted_by_driver = true},
-                    {.address = card_e2prom_address, .write_cycle_ms = 0}},
-        .cpld = sim::cpld{}};
+    // NOR without room behind the image, so that no step past its end goes unseen.
+    const uint32_t blocks = type == sim::nor ? 1 : 2;
+    return {.partitions = {{.name = "product_info",
+                            .type = type,
+                            .erase_size = store_image_size,
+                            .blocks = blocks}},
+            .eeproms = {{.address = system_e2prom_address,
+                         .write_cycle_ms = 0,
+                         .lifted_by_cpld = {{0x25, {0xFB}}, {named_enable_register, {0x00}}},
+                         .lifted_by_driver = true},
+                        {.address = card_e2prom_address, .write_cycle_ms = 0}},
+            .cpld = sim::cpld{}};
 }
 
 bool is_whole_image(const uint8_t *image)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
+#include <string>
 
 #include "input.h"
 #include "sim/board.h"
@@ -29,6 +29,9 @@ public:
      * is what it saves: after one save, loading and saving again writes nothing.
      */
     void require_store_of_its_own();
+
+    /** What the program lists of its store. */
+    static std::string listed_store();
 
     /** Requires that the system EEPROM holds the TlvInfo image in memory, which is right. */
     void require_programmed_image();
