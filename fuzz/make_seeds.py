@@ -2,13 +2,13 @@
 """make_seeds.py FOLDER: writes the seeds of the fuzz targets, FOLDER/TARGET/NAME: messages and contents
 such as the tests use, each behind the bytes by which its target chooses what is around them."""
 
-import pathlib
+import os
 import struct
 import sys
 import zlib
 
-CORPUS = pathlib.Path(sys.argv[1])
-EXAMPLES = pathlib.Path(__file__).parent.parent / "examples"
+CORPUS = sys.argv[1]
+EXAMPLES = os.path.join(os.path.dirname(__file__), "..", "examples")
 SILENCE = b"\xf7..."
 
 SETMAC_SIGN = bytes([0x15, 0x18, 0x03, 0x10])
@@ -16,9 +16,10 @@ SETSN_SIGN = bytes([0x10, 0x03, 0x18, 0x15])
 
 
 def seed(target, name, content):
-    folder = CORPUS / target
-    folder.mkdir(parents=True, exist_ok=True)
-    (folder / name).write_bytes(content)
+    folder = os.path.join(CORPUS, target)
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, name), "wb") as file:
+        file.write(content)
 
 
 def line_crc(data):
@@ -457,7 +458,8 @@ def station_job():
     examples = (("switch", 0), ("serial", 1), ("backplane", 2), ("fans", 3), ("poe", 4), ("supplies", 5),
                 ("devices", 6), ("switch", 7), ("eeprom", 0x80), ("serial", 0x81), ("eeprom", 0x87))
     for example, choice in examples:
-        lines = (EXAMPLES / f"{example}.toml").read_text().splitlines()
+        with open(os.path.join(EXAMPLES, f"{example}.toml"), encoding="utf-8") as file:
+            lines = file.read().splitlines()
         text = "\n".join(line for line in lines if line and not line.startswith("#")) + "\n"
         seed("station_job", f"{example}_{choice:02x}", bytes([choice]) + text.encode())
     odd = b'a = "x"\nb = 1.5\nc = true\nd = 2024-01-02\ne = [1, 2]\n[f]\ng = 1\n'
