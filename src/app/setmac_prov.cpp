@@ -84,7 +84,8 @@ int32_t run_on_raw_console(std::span<const pc_operation> operations, int argc, c
     }
     tty_opts_ctrl(1);
     // The time limits of the line are kept by polling, so nothing else should run meanwhile.
-    nice(top_priority);
+    // Without the right to that, it goes on as it is.
+    [[maybe_unused]] const int priority = nice(top_priority);
     const int32_t result = run_operation(operations, argv[1]);
     close_debug_log();
     tty_opts_ctrl(0);

@@ -45,8 +45,11 @@ TEST_P(built_executable, needs_libc_and_the_two_closed_libraries_only)
 #ifdef E2E_SANITIZED
     GTEST_SKIP() << "The sanitizers bring needs of their own.";
 #endif
-    EXPECT_EQ(found_by({E2E_READELF, "-d", GetParam()}, "\\(NEEDED\\).*\\[(.*)\\]"),
-              (name_set{"libc.so.6", "libdev_drv.so", "libsetmac_fallback.so"}));
+    name_set wanted = {"libc.so.6", "libdev_drv.so", "libsetmac_fallback.so"};
+#if defined E2E_HARDENED && defined __aarch64__
+    wanted.insert("ld-linux-aarch64.so.1"); // the loader, which keeps the guard of the stack there
+#endif
+    EXPECT_EQ(found_by({E2E_READELF, "-d", GetParam()}, "\\(NEEDED\\).*\\[(.*)\\]"), wanted);
 }
 
 TEST_P(built_executable, shows_the_eeprom_reads_to_the_libraries_it_loads)
@@ -66,9 +69,19 @@ TEST_P(built_executable, leaves_the_driver_library_to_the_dynamic_linker)
     EXPECT_FALSE(wanted.empty());
 }
 
-std::vector<std::string> switch_programs()
+#ifdef E2E_HARDENED
+TEST_P(built_executable, fits_into_150_KiB_without_its_symbols)
 {
-    std::istringstream list(E2E_SWITCH_PROGRAMS);
+    const e2e::scratch_folder scratch;
+    const auto stripped = scratch.path() / "stripped";
+    ASSERT_EQ(e2e::run({E2E_STRIP, "-o", stripped.string(), GetParam()}, {}), outcome{});
+    EXPECT_LE(std::filesystem::file_size(stripped), 153600U);
+}
+#endif
+
+std::vector<std::string> files_of(const std::string &joined)
+{
+    std::istringstream list(joined);
     std::vector<std::string> files;
     for (std::string file; std::getline(list, file, ':');) {
         files.push_back(file);
@@ -76,12 +89,57 @@ std::vector<std::string> switch_programs()
     return files;
 }
 
-INSTANTIATE_TEST_SUITE_P(of_this_build, built_executable, testing::ValuesIn(switch_programs()),
-                         [](const auto &one) {
-                             auto name = std::filesystem::path(one.param).filename().string();
-                             std::ranges::replace(name, '-', '_');
-                             return name;
-                         });
+std::string test_name(const testing::TestParamInfo<std::string> &one)
+{
+    auto name = std::filesystem::path(one.param).filename().string();
+    std::ranges::replace_if(
+        name, [](char each) { return each == '-' || each == '.'; }, '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(of_this_build, built_executable,
+                         testing::ValuesIn(files_of(E2E_SWITCH_PROGRAMS)), test_name);
+
+#ifdef E2E_HARDENED
+
+/** Everything that ships: programs and libraries. */
+class shipped_file : public testing::TestWithParam<std::string> {};
+
+TEST_P(shipped_file, can_be_loaded_at_any_address)
+{
+    EXPECT_EQ(found_by({E2E_READELF, "-hW", GetParam()}, "Type: +(\\w+)"), name_set{"DYN"});
+}
+
+TEST_P(shipped_file, has_its_addresses_bound_and_sealed_before_it_runs)
+{
+    EXPECT_EQ(found_by({E2E_READELF, "-lW", GetParam()}, "(GNU_RELRO)"), name_set{"GNU_RELRO"});
+    EXPECT_EQ(found_by({E2E_READELF, "-dW", GetParam()}, "\\(FLAGS_1\\).*(NOW)"), name_set{"NOW"});
+}
+
+TEST_P(shipped_file, has_a_stack_that_cannot_be_executed)
+{
+    EXPECT_EQ(found_by({E2E_READELF, "-lW", GetParam()}, "GNU_STACK +(?:0x\\w+ +){5}(R?W?E?) "),
+              name_set{"RW"});
+}
+
+INSTANTIATE_TEST_SUITE_P(of_this_build, shipped_file,
+                         testing::ValuesIn(files_of(E2E_SHIPPED_FILES)), test_name);
+
+/** Those of them that have texts and buffers of their own. */
+class shipped_code : public shipped_file {};
+
+TEST_P(shipped_code, guards_its_stack_and_checks_its_copies)
+{
+    const auto wanted =
+        found_by({E2E_NM, "-D", "--undefined-only", GetParam()}, " U (__\\w+_chk(?:_\\w+)?)");
+    EXPECT_TRUE(wanted.contains("__stack_chk_fail"));
+    EXPECT_GE(wanted.size(), 2U) << "no checked function of the C library";
+}
+
+INSTANTIATE_TEST_SUITE_P(of_this_build, shipped_code, testing::ValuesIn(files_of(E2E_SHIPPED_CODE)),
+                         test_name);
+
+#endif
 
 TEST(build, links_the_program_names_beside_the_executable)
 {
