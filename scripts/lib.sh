@@ -12,6 +12,11 @@ build_packages=(
 )
 style_packages=(clang-format clang-tidy mandoc)
 fuzz_packages=(clang libclang-rt-14-dev llvm-14)
+# To build for the switch's processor, and to run what was built.
+arm64_packages=(
+    g++-aarch64-linux-gnu qemu-user-static
+    zlib1g-dev:arm64 libtomlplusplus-dev:arm64 libserialport-dev:arm64 libgtest-dev:arm64
+)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
@@ -21,8 +26,13 @@ as_root() {
     fi
 }
 
+# is_installed PACKAGE[:ARCHITECTURE]
 is_installed() {
-    dpkg-query --show --showformat='${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed
+    local architecture
+    architecture=$(dpkg --print-architecture)
+    [[ $1 != *:* ]] || architecture=${1#*:}
+    dpkg-query --show --showformat='${Architecture} ${db:Status-Status}\n' "${1%:*}" 2>/dev/null |
+        grep -qxE "($architecture|all) installed"
 }
 
 # install_missing PACKAGE...: installs those that are not there yet.
@@ -37,6 +47,32 @@ install_missing() {
         as_root env DEBIAN_FRONTEND=noninteractive \
             apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
     fi
+}
+
+install_arm64_packages() {
+    if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+        as_root dpkg --add-architecture arm64
+    fi
+    install_missing "${arm64_packages[@]}"
+}
+
+runs_arm64_programs() {
+    /lib/ld-linux-aarch64.so.1 --version >/dev/null 2>&1
+}
+
+# Has the kernel hand arm64 programs to the emulator. Package installation does that only where systemd
+# runs; elsewhere, as in containers, it is done here.
+register_arm64_emulator() {
+    local table=/proc/sys/fs/binfmt_misc
+    if ! runs_arm64_programs; then
+        [ -e $table/register ] || as_root mount -t binfmt_misc binfmt_misc $table || true
+        as_root tee $table/register </usr/lib/binfmt.d/qemu-aarch64.conf >/dev/null || true
+    fi
+    runs_arm64_programs || {
+        echo "This machine cannot run arm64 programs: $table takes no registration of the emulator." \
+            "In a container, register it on the host, or start the container privileged." >&2
+        exit 1
+    }
 }
 
 # build PRESET [TARGET...]: configures and builds, quietly unless it fails.

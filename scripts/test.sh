@@ -1,19 +1,44 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and checks everything, and runs all tests, once under both
-# sanitizers and once on the executables as they ship.
+# Installs what is missing, builds and checks everything, and runs all tests: under both sanitizers, on
+# the executables as they ship, and on those for the switch's processor, under emulation.
+#   --arm64   only the last of these
 . "$(dirname "$0")/lib.sh"
-install_missing "${build_packages[@]}" "${style_packages[@]}"
 
-build release
-scripts/check_style.sh
-build asan
-for preset in asan release; do
-    echo "Testing $preset"
+# run_tests PRESET
+run_tests() {
+    echo "Testing $1"
     # Each is given a second try: the tests share two cores with programs that poll at top priority.
-    ctest --preset "$preset" --parallel "$(nproc)" --repeat until-pass:2 --quiet --output-log "build/tests-$preset.log" || {
-        cat "build/tests-$preset.log"
+    ctest --preset "$1" --parallel "$(nproc)" --repeat until-pass:2 --quiet --output-log "build/tests-$1.log" || {
+        cat "build/tests-$1.log"
         exit 1
     }
-    tail -n 4 "build/tests-$preset.log"
-done
-scripts/fuzz.sh --quick
+    tail -n 4 "build/tests-$1.log"
+}
+
+test_arm64() {
+    install_arm64_packages
+    register_arm64_emulator
+    build arm64
+    run_tests arm64
+}
+
+test_all() {
+    install_missing "${style_packages[@]}"
+    build release
+    scripts/check_style.sh
+    build asan
+    run_tests asan
+    run_tests release
+    scripts/fuzz.sh --quick
+    test_arm64
+}
+
+install_missing "${build_packages[@]}"
+case ${1-} in
+--arm64) test_arm64 ;;
+"") test_all ;;
+*)
+    echo "usage: scripts/test.sh [--arm64]" >&2
+    exit 2
+    ;;
+esac
