@@ -1,21 +1,23 @@
 # add_program_links(TARGET [SUBDIR dir] NAMES name...)
-# The names a switch program is started under, as symbolic links beside it (or in a folder beside
-# it): made with every build of TARGET, and laid out the same way by the installation.
+# The names a switch program is started under, as symbolic links: made beside it (or in a folder beside
+# it) with every build of TARGET. The installation has them beside it, too, but a folder of them in
+# libexec/setmac, since a folder of programs holds no folders.
 function(add_program_links target)
     cmake_parse_arguments(arg "" "SUBDIR" "NAMES" ${ARGN})
-    set(folder .)
-    set(destination ${target})
+    set(built ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${arg_SUBDIR})
+    set(folder ${CMAKE_INSTALL_BINDIR})
     if(arg_SUBDIR)
-        set(folder ${arg_SUBDIR})
-        set(destination ../${target})
+        set(folder ${CMAKE_INSTALL_LIBEXECDIR}/setmac/${arg_SUBDIR})
     endif()
-    set(built ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${folder})
+    file(RELATIVE_PATH to_built ${built} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target})
+    file(RELATIVE_PATH to_installed /${folder} /${CMAKE_INSTALL_BINDIR}/${target})
+    set(installed ${CMAKE_CURRENT_BINARY_DIR}/links/${folder})
+    file(MAKE_DIRECTORY ${installed})
     set(commands COMMAND ${CMAKE_COMMAND} -E make_directory ${built})
     foreach(name IN LISTS arg_NAMES)
-        list(APPEND commands
-            COMMAND ${CMAKE_COMMAND} -E create_symlink ${destination} ${built}/${name})
-        list(APPEND links ${built}/${name})
+        list(APPEND commands COMMAND ${CMAKE_COMMAND} -E create_symlink ${to_built} ${built}/${name})
+        file(CREATE_LINK ${to_installed} ${installed}/${name} SYMBOLIC)
+        install(FILES ${installed}/${name} DESTINATION ${folder} COMPONENT switch)
     endforeach()
     add_custom_command(TARGET ${target} POST_BUILD ${commands} VERBATIM)
-    install(FILES ${links} DESTINATION ${CMAKE_INSTALL_BINDIR}/${folder})
 endfunction()

@@ -68,13 +68,21 @@ fs::path find_library()
                              (own_folder().parent_path() / SIMBOARD_LIBDIR).string());
 }
 
+/** Puts a path in front of those that a variable lists. */
+void put_first(const char *variable, std::string path)
+{
+    if (const char *others = std::getenv(variable); others != nullptr && *others != '\0') {
+        path.append(":").append(others);
+    }
+    ::setenv(variable, path.c_str(), 1);
+}
+
+/** The board, and in the maker's place the stand-ins beside it, which ask the board. */
 void preload_board(const fs::path &folder)
 {
-    std::string libraries = find_library().string();
-    if (const char *others = std::getenv("LD_PRELOAD"); others != nullptr && *others != '\0') {
-        libraries.append(":").append(others);
-    }
-    ::setenv("LD_PRELOAD", libraries.c_str(), 1);
+    const fs::path library = find_library();
+    put_first("LD_PRELOAD", library.string());
+    put_first("LD_LIBRARY_PATH", library.parent_path().string());
     ::setenv(sim::folder_variable, fs::canonical(folder).c_str(), 1);
 }
 

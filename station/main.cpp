@@ -253,7 +253,7 @@ int run_station(const choices &chosen)
 int main(int argc, char **argv)
 {
     CLI::App app("Provisions network switches over their serial console.", "setmac-station");
-    app.set_version_flag("--version", SETMAC_VERSION);
+    app.set_version_flag("--version", "setmac-station " SETMAC_VERSION);
     app.require_subcommand(1);
     choices chosen;
     for (const auto &each : all_commands()) {

@@ -71,6 +71,13 @@ const std::string setsn_start = "stty raw -echo\ntake 1; printf '}'\n"
 
 } // namespace
 
+TEST_F(station_program, tells_its_version)
+{
+    run("--version");
+    EXPECT_EQ(status, 0) << err;
+    EXPECT_EQ(out, "setmac-station " STATION_VERSION "\n");
+}
+
 TEST_F(station_program, stores_a_property_and_ends_with_0)
 {
     run_on("setmac", "property.toml",
