@@ -8,10 +8,11 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(
     g++ cmake ninja-build pkg-config
     zlib1g-dev libcli11-dev libtomlplusplus-dev libserialport-dev libgtest-dev
-    mtd-utils libubootenv-tool i2c-tools python3-minimal
+    mtd-utils libubootenv-tool i2c-tools python3-minimal zsh
 )
 style_packages=(clang-format clang-tidy mandoc)
 fuzz_packages=(clang libclang-rt-14-dev llvm-14)
+package_packages=(lintian)
 # To build for the switch's processor, and to run what was built.
 arm64_packages=(
     g++-aarch64-linux-gnu qemu-user-static

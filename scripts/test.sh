@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and checks everything, and runs all tests: under both sanitizers, on
-# the executables as they ship, and on those for the switch's processor, under emulation.
-#   --arm64   only the last of these
+# the executables as they ship, on those for the switch's processor, under emulation, and on the packages.
+#   --arm64      only those for the switch's processor
+#   --packages   only the packages
 . "$(dirname "$0")/lib.sh"
 
 # run_tests PRESET
@@ -22,6 +23,13 @@ test_arm64() {
     run_tests arm64
 }
 
+test_packages() {
+    install_missing "${package_packages[@]}"
+    scripts/package.sh all
+    tests/packages/packages_test.sh "$(dpkg --print-architecture)"
+    tests/packages/packages_test.sh arm64
+}
+
 test_all() {
     install_missing "${style_packages[@]}"
     build release
@@ -31,14 +39,16 @@ test_all() {
     run_tests release
     scripts/fuzz.sh --quick
     test_arm64
+    test_packages
 }
 
 install_missing "${build_packages[@]}"
 case ${1-} in
 --arm64) test_arm64 ;;
+--packages) test_packages ;;
 "") test_all ;;
 *)
-    echo "usage: scripts/test.sh [--arm64]" >&2
+    echo "usage: scripts/test.sh [--arm64 | --packages]" >&2
     exit 2
     ;;
 esac
