@@ -53,7 +53,7 @@ endif()
 # Versions of libraries are those of the Debian release that the packages are built on and for.
 set(CPACK_DEBIAN_SWITCH_PACKAGE_NAME setmac)
 set(CPACK_DEBIAN_SWITCH_PACKAGE_SECTION admin)
-set(CPACK_DEBIAN_SWITCH_PACKAGE_DEPENDS "libc6 (>= 2.36), zlib1g (>= 1:1.2)")
+set(CPACK_DEBIAN_SWITCH_PACKAGE_DEPENDS "libc6 (>= 2.36)")
 set(CPACK_DEBIAN_SWITCH_PACKAGE_SUGGESTS setmac-simboard)
 set(CPACK_COMPONENT_SWITCH_DESCRIPTION
 "identity provisioning for network switches
