@@ -24,6 +24,9 @@ prod_info_partition info{};
 /** Whether flash holds what the checksum word of the image says. */
 bool image_is_saved = false;
 
+/** Whether memory ran out: the list is then not what it should be, loaded or edited. */
+bool list_is_incomplete = false;
+
 std::span<uint8_t> record_area(const prod_info_partition &partition)
 {
     return {partition.image + checksum_size, partition.data_len - checksum_size};
@@ -81,6 +84,7 @@ void store_record(std::string_view full_name, std::string_view value, const char
         node = static_cast<prod_info_node *>(calloc(1, sizeof(prod_info_node)));
         if (node == nullptr) {
             printf("%s: Out of memory.\r\n", caller);
+            product_info_is_incomplete();
             return;
         }
         copy_text(node->name, name);
@@ -114,6 +118,7 @@ void release_image()
     free(info.image);
     info.image = nullptr;
     image_is_saved = false;
+    list_is_incomplete = false;
 }
 
 /** One record of an image: name and value around its first "=". */
@@ -212,6 +217,10 @@ int32_t save_product_info()
     if (info.mtd_index < 0 || info.image == nullptr) {
         return -1;
     }
+    if (list_is_incomplete) {
+        SETMAC_TRACE("\r\nProduct info is incomplete: out of memory");
+        return -1;
+    }
     if (packed_size() > record_area(info).size()) {
         SETMAC_TRACE("\r\nProduct info does not fit: %zu bytes", packed_size());
         return -1;
@@ -222,6 +231,11 @@ int32_t save_product_info()
         return 0;
     }
     return write_image(mirror);
+}
+
+void product_info_is_incomplete()
+{
+    list_is_incomplete = true;
 }
 
 void clr_prod_info()

@@ -1,0 +1,361 @@
+#include <algorithm>
+#include <span>
+
+#include "bytes.h"
+#include "pc_side.h"
+#include "sweep.h"
+
+// Every command on the records in flash, on every kind of flash that holds them, with each of its
+// operations on the hardware failing.
+
+namespace {
+
+using namespace e2e;
+
+// What is stored before, and each command's change to it.
+
+const std::string old_image = product_image(
+    0x1502FF5F, {"ethaddr=00:D0:F8:00:00:01", "SerialNO=OLDSERIAL0001", "country_def=CN"});
+const std::string old_listing =
+    "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=OLDSERIAL0001\r\ncountry_def=CN\r\n";
+
+constexpr std::string_view crc_warning = "!!!Warning: CRC check failed.\r\n";
+constexpr std::string_view saved = "Save product info success.\r\n";
+constexpr std::string_view not_saved = "Save product info failed.\r\n";
+
+/** What it says when there is no memory; nothing is saved then. */
+constexpr std::string_view out_of_memory[] = {
+    "update_prod_info: Out of memory.\r\n",
+    "update_or_remove_prod_info: Out of memory.\r\n",
+    "read_strings: Out of memory.\r\n",
+};
+
+/** What it says of the empty word that comes of that. */
+constexpr std::string_view complaints[] = {
+    "Error: Invalid serial number: \r\n",
+    "Warning: invliad product info: .\r\n",
+};
+
+/** What the program says when it ends because the records cannot be loaded. */
+const std::string load_failures[] = {
+    "init_product_info: can't find productinfo.\r\nSetmac init failed.\r\n",
+    "mtd_get_size: Open mtd1 failed.\r\ninit_product_info: can't get mtd size.\r\n"
+    "Setmac init failed.\r\n",
+    "mtd_get_size: get mtd info failed.\r\ninit_product_info: can't get mtd size.\r\n"
+    "Setmac init failed.\r\n",
+    "init_product_info: mtd read failed.\r\nSetmac init failed.\r\n",
+    "init_product_info: system is out of memory.\r\nSetmac init failed.\r\n",
+};
+
+/** Flash that holds the records. */
+struct flash_layout {
+    std::string name;
+    std::string description;
+    std::vector<std::pair<std::string, std::string>> memories;
+    std::string mirror = {}; // the file of the mirror
+};
+
+std::string partition(const std::string &name, const std::string &more)
+{
+    return "[[partition]]\nname = \"" + name + "\"\nblocks = 4\n" + more;
+}
+
+const std::string boot_part = partition("boot", "erase_size = 0x1000\n");
+const std::string nor_part = partition("product_info", "erase_size = 0x1000\n");
+const std::string nor_mirror_part = partition("product_info_other", "erase_size = 0x1000\n");
+const std::string nand_part =
+    partition("product_info", "erase_size = 0x2000\ntype = \"nand\"\nbad = [0]\n");
+const std::string nand_mirror_part =
+    partition("product_info_other", "erase_size = 0x2000\ntype = \"nand\"\nbad = [1, 3]\n");
+
+const std::string bad_block = repeated(0x2000, 0xFF);
+const std::string on_nor = old_image + repeated(0x2000, 0xFF);
+const std::string on_nand = bad_block + old_image + old_image + old_image;
+const std::string on_nand_mirror = old_image + bad_block + old_image + bad_block;
+
+const flash_layout layouts[] = {
+    {"nor", boot_part + nor_part, {{"mtd1.bin", on_nor}}},
+    {"nor_mirror",
+     boot_part + nor_part + nor_mirror_part,
+     {{"mtd1.bin", on_nor}, {"mtd2.bin", on_nor}},
+     "mtd2.bin"},
+    {"nand", boot_part + nand_part, {{"mtd1.bin", on_nand}}},
+    {"nand_mirror",
+     boot_part + nand_part + nand_mirror_part,
+     {{"mtd1.bin", on_nand}, {"mtd2.bin", on_nand_mirror}},
+     "mtd2.bin"},
+};
+
+/** What a command is to do, whoever tells it. */
+struct record_command {
+    std::string name;
+    command_line command;
+    std::string new_listing;   // on the old records
+    std::string fresh_listing; // on none, which is what a start with damaged ones leaves
+    std::string input = {};
+    std::string prompts = {}; // what it says before its last word
+    std::function<pc_reaction()> new_pc = {};
+    std::string typed_ahead = {};
+};
+
+/** The PC tries a payload three times, and sends a damaged one in the end, which ends the command.
+ */
+pc_reaction new_setmac_pc()
+{
+    const auto failures = std::make_shared<int>(0);
+    return [=](std::string_view heard) -> std::optional<std::string> {
+        const bool has_failed = heard.starts_with(failed[0]) && heard.ends_with(failed[1]);
+        if (has_failed || heard.ends_with(setmac_banner)) {
+            *failures += has_failed ? 1 : 0;
+            return setmac_sign;
+        }
+        if (heard == accepted_sign) {
+            return version_1;
+        }
+        if (heard == version_1) {
+            return mac_frame.length + (*failures < 3 ? mac_frame : damaged(mac_frame)).value;
+        }
+        return std::nullopt;
+    };
+}
+
+const record_command commands[] = {
+    {.name = "setsn",
+     .command = {"setsn", "NEWSERIAL0002"},
+     .new_listing = "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=NEWSERIAL0002\r\ncountry_def=CN\r\n",
+     .fresh_listing = "SerialNO=NEWSERIAL0002\r\n"},
+    {.name = "setsn_prompted",
+     .command = {"setsn"},
+     .new_listing = "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=NEWSERIAL0002\r\ncountry_def=CN\r\n",
+     .fresh_listing = "SerialNO=NEWSERIAL0002\r\n",
+     .input = "NEWSERIAL0002\n",
+     .prompts = "Please input serial number:"},
+    {.name = "setmac",
+     .command = {"setmac", "00d0f8000002"},
+     .new_listing = "ethaddr=00:d0:f8:00:00:02\r\nSerialNO=OLDSERIAL0001\r\ncountry_def=CN\r\n",
+     .fresh_listing = "ethaddr=00:d0:f8:00:00:02\r\n"},
+    {.name = "setcountry",
+     .command = {"setcountry"},
+     .new_listing = "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=OLDSERIAL0001\r\ncountry_def=EU\r\n"
+                    "country_map=M0\r\ncountry_map1=M1\r\ncountry_change=yes\r\n",
+     .fresh_listing = "country_def=EU\r\ncountry_map=M0\r\ncountry_map1=M1\r\n"
+                      "country_change=yes\r\n",
+     .input = "EU\nM0\nM1\nyes\n",
+     .prompts = "Please input country def:Please input country map:Please input country map1:"
+                "Please input country change:"},
+    {.name = "setproduct",
+     .command = {"setproduct"},
+     .new_listing = "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=OLDSERIAL0001\r\nColour=blue\r\n",
+     .fresh_listing = "Colour=blue\r\n",
+     .input = "Colour=blue\ncountry_def=\nq\n",
+     .prompts = "Please input the name and value of setmac field.\r\n"
+                "Format: name=value, Press 'q' to save and quit.\r\n\r\n"},
+    {.name = "fw_setmac",
+     .command = {"fw_setmac", "Model", "X1"},
+     .new_listing = old_listing + "Model=X1\r\n",
+     .fresh_listing = "Model=X1\r\n"},
+    {.name = "prov_setmac_setmac",
+     .command = {"prov_setmac", "setmac", "/dev/null"},
+     .new_listing = "ethaddr=00:1A:2B:3C:4D:5E\r\nSerialNO=OLDSERIAL0001\r\ncountry_def=CN\r\n"
+                    "ProductInfo=0B0EFACE\r\n",
+     .fresh_listing = "ProductInfo=0B0EFACE\r\nethaddr=00:1A:2B:3C:4D:5E\r\n",
+     .new_pc = new_setmac_pc},
+    {.name = "prov_setmac_setsn",
+     .command = {"prov_setmac", "setsn", "/dev/null"},
+     .new_listing = "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=ABCDEFGHJ1234\r\ncountry_def=CN\r\n",
+     .fresh_listing = "SerialNO=ABCDEFGHJ1234\r\n",
+     .new_pc = pc_with_steps({{.ending = "}", .send = setsn_sign},
+                              {.count = 1, .send = version_1},
+                              {.count = 1, .send = serial_frame.length + serial_frame.value}}),
+     .typed_ahead = "{"},
+};
+
+/** What a run told whoever gave the command. */
+enum class told { success, failure, nonsense };
+
+/** Takes a text off the front; false where it is not there. */
+bool take(std::string_view &text, std::string_view front)
+{
+    if (!text.starts_with(front)) {
+        return false;
+    }
+    text.remove_prefix(front.size());
+    return true;
+}
+
+/** The last word of a run after which the entry saves. */
+told told_by_entry(std::string_view rest, int status)
+{
+    if (rest == saved) {
+        return status == 0 ? told::success : told::nonsense;
+    }
+    return rest == not_saved && status == 1 ? told::failure : told::nonsense;
+}
+
+/** "prov_setmac setmac": attempts that fail, and one that ends the command. */
+told told_by_setmac(std::string_view rest, int status)
+{
+    const std::string begun = accepted_sign + version_1;
+    int failures = 0;
+    while (take(rest, begun + failed)) {
+        ++failures;
+    }
+    const bool given_up = failures == 3;
+    if (failures > 3 || !take(rest, begun + (given_up ? bad_value : applied))) {
+        return told::nonsense;
+    }
+    const told by_entry = told_by_entry(rest, status);
+    return given_up && by_entry == told::success ? told::failure : by_entry;
+}
+
+told told_by_setsn(std::string_view rest, int status)
+{
+    if (!take(rest, "}" + accepted_serial_sign + version_1)) {
+        return told::nonsense;
+    }
+    if (rest == failed) {
+        return status == 0 ? told::failure : told::nonsense;
+    }
+    return take(rest, bytes({0x07, 0x06, 0x0D}) + "ABCDEFGHJ1234" + bytes({0x06}))
+               ? told_by_entry(rest, status)
+               : told::nonsense;
+}
+
+told told_by(const record_command &what, std::string_view said, int status)
+{
+    if (!what.new_pc) {
+        return take(said, what.prompts) ? told_by_entry(said, status) : told::nonsense;
+    }
+    if (what.typed_ahead.empty()) {
+        return take(said, setmac_banner) ? told_by_setmac(said, status) : told::nonsense;
+    }
+    return told_by_setsn(said, status);
+}
+
+std::string uncooked(std::string text)
+{
+    for (auto at = text.find("\r\r\n"); at != text.npos; at = text.find("\r\r\n", at)) {
+        text.erase(at, 1);
+    }
+    return text;
+}
+
+bool is_load_failure(const std::string &said, int status)
+{
+    return status == 1 && std::ranges::find(load_failures, said) != std::end(load_failures);
+}
+
+/** What the next start finds. */
+std::string found_by(const record_command &what, const trial &done)
+{
+    const std::string &found = done.next_start.output;
+    return found == what.new_listing     ? "new"
+           : found == old_listing        ? "old"
+           : found == crc_warning        ? "damaged"
+           : found == what.fresh_listing ? "new alone"
+                                         : "wrong: " + readable(found);
+}
+
+/** Whether a success that is none is one of those that the design has. */
+bool is_known_success(const flash_layout &layout, const std::string &found, const trial &done)
+{
+    // Flash takes a write that moved anything for a whole one, and so does the save.
+    const bool cut_short = done.struck[0].starts_with("write /dev/mtd") &&
+                           done.struck[0].find(" = -1") == std::string::npos;
+    if (cut_short && found == "damaged") {
+        return true;
+    }
+    // With a mirror the result is the mirror's: the first copy may be what it was, or damaged.
+    return !layout.mirror.empty() && done.struck_on("/dev/mtd1") &&
+           (found == "old" || found == "damaged");
+}
+
+/** Takes these texts out, wherever they stand; whether there were any. */
+bool take_out(std::string &said, std::span<const std::string_view> texts)
+{
+    bool there = false;
+    for (const std::string_view text : texts) {
+        for (auto at = said.find(text); at != said.npos; at = said.find(text)) {
+            said.erase(at, text.size());
+            there = true;
+        }
+    }
+    return there;
+}
+
+verdict judge(const flash_layout &layout, const record_command &what, const trial &done)
+{
+    std::string said = uncooked(done.end.output);
+    const bool lacked_memory = take_out(said, out_of_memory);
+    const bool complained = lacked_memory && take_out(said, complaints);
+    const std::string found = found_by(what, done);
+    if (is_load_failure(said, done.end.status)) {
+        return {found + ", not started", found == "old"};
+    }
+    std::string_view rest = said;
+    const bool warned = take(rest, crc_warning);
+    const bool refused = complained && rest == what.prompts && done.end.status == 1;
+    const told result = refused ? told::failure : told_by(what, rest, done.end.status);
+    if (result == told::nonsense || found.starts_with("wrong") || (found == "new alone") > warned) {
+        return {found + ", not as documented", false};
+    }
+    if (result == told::failure) {
+        return {found + ", told a failure"};
+    }
+    if (found == "new" || found == "new alone") {
+        return {found};
+    }
+    return {found + ", told a success", is_known_success(layout, found, done)};
+}
+
+sweep_case case_of(const flash_layout &layout, const record_command &what)
+{
+    return {.name = what.name + "_on_" + layout.name,
+            .board = layout.description,
+            .memories = layout.memories,
+            .command = what.command,
+            .input = what.input,
+            .new_pc = what.new_pc,
+            .typed_ahead = what.typed_ahead,
+            .looker = {"prodinfo"},
+            .judge = [=](const trial &done) { return judge(layout, what, done); }};
+}
+
+/** "prodinfo" only reads: it tells what is there, or that it cannot. */
+verdict judge_listing(const trial &done)
+{
+    const bool unharmed = done.next_start == outcome{.output = old_listing};
+    std::string said = done.end.output;
+    if (said == old_listing && done.end.status == 0) {
+        return {"new", unharmed};
+    }
+    if (take_out(said, out_of_memory)) {
+        const bool is_part = old_listing.find(said.substr(0, said.find('\r'))) != said.npos;
+        return {"listed in part", unharmed && is_part};
+    }
+    if (said == crc_warning && done.end.status == 0) {
+        return {"took them for damaged", unharmed};
+    }
+    return {"not started", unharmed && is_load_failure(said, done.end.status)};
+}
+
+std::vector<sweep_case> all_cases()
+{
+    std::vector<sweep_case> all;
+    for (const flash_layout &layout : layouts) {
+        for (const record_command &what : commands) {
+            all.push_back(case_of(layout, what));
+        }
+        all.push_back({.name = "prodinfo_on_" + layout.name,
+                       .board = layout.description,
+                       .memories = layout.memories,
+                       .command = {"prodinfo"},
+                       .looker = {"prodinfo"},
+                       .judge = judge_listing});
+    }
+    return all;
+}
+
+SWEEP_TESTS(records, all_cases());
+
+} // namespace
