@@ -1,9 +1,5 @@
-#include <algorithm>
-#include <span>
-
 #include "bytes.h"
-#include "pc_side.h"
-#include "sweep.h"
+#include "sweep_words.h"
 
 // Every command on the records in flash, on every kind of flash that holds them, with each of its
 // operations on the hardware failing.
@@ -19,32 +15,13 @@ const std::string old_image = product_image(
 const std::string old_listing =
     "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=OLDSERIAL0001\r\ncountry_def=CN\r\n";
 
-constexpr std::string_view crc_warning = "!!!Warning: CRC check failed.\r\n";
 constexpr std::string_view saved = "Save product info success.\r\n";
 constexpr std::string_view not_saved = "Save product info failed.\r\n";
 
-/** What it says when there is no memory; nothing is saved then. */
-constexpr std::string_view out_of_memory[] = {
-    "update_prod_info: Out of memory.\r\n",
-    "update_or_remove_prod_info: Out of memory.\r\n",
-    "read_strings: Out of memory.\r\n",
-};
-
-/** What it says of the empty word that comes of that. */
+/** What the program says of the empty word that comes of a lack of memory. */
 constexpr std::string_view complaints[] = {
     "Error: Invalid serial number: \r\n",
     "Warning: invliad product info: .\r\n",
-};
-
-/** What the program says when it ends because the records cannot be loaded. */
-const std::string load_failures[] = {
-    "init_product_info: can't find productinfo.\r\nSetmac init failed.\r\n",
-    "mtd_get_size: Open mtd1 failed.\r\ninit_product_info: can't get mtd size.\r\n"
-    "Setmac init failed.\r\n",
-    "mtd_get_size: get mtd info failed.\r\ninit_product_info: can't get mtd size.\r\n"
-    "Setmac init failed.\r\n",
-    "init_product_info: mtd read failed.\r\nSetmac init failed.\r\n",
-    "init_product_info: system is out of memory.\r\nSetmac init failed.\r\n",
 };
 
 /** Flash that holds the records. */
@@ -98,27 +75,6 @@ struct record_command {
     std::string typed_ahead = {};
 };
 
-/** The PC tries a payload three times, and sends a damaged one in the end, which ends the command.
- */
-pc_reaction new_setmac_pc()
-{
-    const auto failures = std::make_shared<int>(0);
-    return [=](std::string_view heard) -> std::optional<std::string> {
-        const bool has_failed = heard.starts_with(failed[0]) && heard.ends_with(failed[1]);
-        if (has_failed || heard.ends_with(setmac_banner)) {
-            *failures += has_failed ? 1 : 0;
-            return setmac_sign;
-        }
-        if (heard == accepted_sign) {
-            return version_1;
-        }
-        if (heard == version_1) {
-            return mac_frame.length + (*failures < 3 ? mac_frame : damaged(mac_frame)).value;
-        }
-        return std::nullopt;
-    };
-}
-
 const record_command commands[] = {
     {.name = "setsn",
      .command = {"setsn", "NEWSERIAL0002"},
@@ -159,29 +115,14 @@ const record_command commands[] = {
      .new_listing = "ethaddr=00:1A:2B:3C:4D:5E\r\nSerialNO=OLDSERIAL0001\r\ncountry_def=CN\r\n"
                     "ProductInfo=0B0EFACE\r\n",
      .fresh_listing = "ProductInfo=0B0EFACE\r\nethaddr=00:1A:2B:3C:4D:5E\r\n",
-     .new_pc = new_setmac_pc},
+     .new_pc = setmac_pc(mac_frame)},
     {.name = "prov_setmac_setsn",
      .command = {"prov_setmac", "setsn", "/dev/null"},
      .new_listing = "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=ABCDEFGHJ1234\r\ncountry_def=CN\r\n",
      .fresh_listing = "SerialNO=ABCDEFGHJ1234\r\n",
-     .new_pc = pc_with_steps({{.ending = "}", .send = setsn_sign},
-                              {.count = 1, .send = version_1},
-                              {.count = 1, .send = serial_frame.length + serial_frame.value}}),
+     .new_pc = setsn_pc(),
      .typed_ahead = "{"},
 };
-
-/** What a run told whoever gave the command. */
-enum class told { success, failure, nonsense };
-
-/** Takes a text off the front; false where it is not there. */
-bool take(std::string_view &text, std::string_view front)
-{
-    if (!text.starts_with(front)) {
-        return false;
-    }
-    text.remove_prefix(front.size());
-    return true;
-}
 
 /** The last word of a run after which the entry saves. */
 told told_by_entry(std::string_view rest, int status)
@@ -232,19 +173,6 @@ told told_by(const record_command &what, std::string_view said, int status)
     return told_by_setsn(said, status);
 }
 
-std::string uncooked(std::string text)
-{
-    for (auto at = text.find("\r\r\n"); at != text.npos; at = text.find("\r\r\n", at)) {
-        text.erase(at, 1);
-    }
-    return text;
-}
-
-bool is_load_failure(const std::string &said, int status)
-{
-    return status == 1 && std::ranges::find(load_failures, said) != std::end(load_failures);
-}
-
 /** What the next start finds. */
 std::string found_by(const record_command &what, const trial &done)
 {
@@ -270,39 +198,31 @@ bool is_known_success(const flash_layout &layout, const std::string &found, cons
            (found == "old" || found == "damaged");
 }
 
-/** Takes these texts out, wherever they stand; whether there were any. */
-bool take_out(std::string &said, std::span<const std::string_view> texts)
-{
-    bool there = false;
-    for (const std::string_view text : texts) {
-        for (auto at = said.find(text); at != said.npos; at = said.find(text)) {
-            said.erase(at, text.size());
-            there = true;
-        }
-    }
-    return there;
-}
-
 verdict judge(const flash_layout &layout, const record_command &what, const trial &done)
 {
     std::string said = uncooked(done.end.output);
     const bool lacked_memory = take_out(said, out_of_memory);
     const bool complained = lacked_memory && take_out(said, complaints);
     const std::string found = found_by(what, done);
-    if (is_load_failure(said, done.end.status)) {
+    if (is_load_failure(done.end)) {
         return {found + ", not started", found == "old"};
     }
     std::string_view rest = said;
     const bool warned = take(rest, crc_warning);
     const bool refused = complained && rest == what.prompts && done.end.status == 1;
     const told result = refused ? told::failure : told_by(what, rest, done.end.status);
-    if (result == told::nonsense || found.starts_with("wrong") || (found == "new alone") > warned) {
+    if (result == told::nonsense || found.starts_with("wrong") ||
+        (lacked_memory && result != told::failure)) {
         return {found + ", not as documented", false};
+    }
+    if (found == "new alone") {
+        // Where it cannot be told that a block is bad it is read: no image, so nothing to add to.
+        return {found + ", told a warning", warned && done.struck[0].starts_with("getbadblock ")};
     }
     if (result == told::failure) {
         return {found + ", told a failure"};
     }
-    if (found == "new" || found == "new alone") {
+    if (found == "new") {
         return {found};
     }
     return {found + ", told a success", is_known_success(layout, found, done)};
@@ -336,7 +256,7 @@ verdict judge_listing(const trial &done)
     if (said == crc_warning && done.end.status == 0) {
         return {"took them for damaged", unharmed};
     }
-    return {"not started", unharmed && is_load_failure(said, done.end.status)};
+    return {"not started", unharmed && is_load_failure(done.end)};
 }
 
 std::vector<sweep_case> all_cases()

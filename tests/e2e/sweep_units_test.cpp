@@ -1,0 +1,362 @@
+#include <algorithm>
+
+#include "bytes.h"
+#include "sweep_words.h"
+#include "tlv_board.h"
+#include "units_device.h"
+
+// The commands on units that can be replaced, in the FPGA's chassis and in that of the driver
+// library, with each of their operations on the hardware failing.
+
+namespace {
+
+using namespace e2e;
+
+constexpr std::string_view fpga = R"toml(
+[fpga]
+[[fpga.eeprom]]
+bus = 4
+channel = 0
+address = 0x52
+kind = "backplane"
+write_cycle_ms = 0
+[[fpga.eeprom]]
+bus = 4
+channel = 1
+address = 0x54
+kind = "backplane"
+write_cycle_ms = 0
+[[fpga.eeprom]]
+bus = 3
+channel = 0
+address = 0x56
+kind = "fan"
+write_cycle_ms = 0
+[[fpga.eeprom]]
+bus = 3
+channel = 1
+address = 0x56
+kind = "fan"
+write_cycle_ms = 0
+[[fpga.eeprom]]
+bus = 4
+channel = 2
+address = 0x52
+write_cycle_ms = 0
+[[fpga.supply]]
+channel = 0
+address = 0x58
+serial = "OLD"
+revision = "R0"
+)toml";
+
+constexpr std::string_view library = R"toml(
+[[fan]]
+type = 0x8001
+sn = "OLDFAN"
+hw = "0.1"
+[[supply]]
+name = "PSU"
+hw = "0.2"
+[[card]]
+card_type = 0x21
+sn = "OLDCARD"
+hw = "0.3"
+)toml";
+
+/** A memory of a unit, before and after. */
+struct unit_memory {
+    std::string file;
+    std::string old_content;
+    std::string new_content;
+};
+
+/** A command, its exchange with the PC and the memories that it is to change. */
+struct unit_command {
+    std::string name;
+    std::string operation;
+    std::string_view units;
+    std::vector<pc_step> steps;
+    std::string heard; // the program's bytes up to its answer
+    std::string good_answer;
+    bool (*is_bad_answer)(std::string_view answer, const std::string &good);
+    std::vector<unit_memory> memories;
+    bool on_tlv = true; // whether the TLV flavour has it, too
+};
+
+// Lists of 23-byte records.
+
+constexpr std::string_view fan_greeting =
+    "Disconnect your console terminal first\r\n"
+    " Using your PC SetFanSn program to perform SetFanSn Operation ......";
+constexpr std::string_view poe_greeting =
+    "Disconnect your console terminal first\r\n"
+    " Using your PC SetPOESn program to perform SetPOESn Operation ......";
+constexpr std::string_view supply_greeting =
+    "Disconnect your console terminal first\r\n"
+    " Using your PC SetPowerSn program to perform SetPowerSn Operation ......";
+
+/** An EEPROM that begins so. */
+std::string chip(std::string_view beginning)
+{
+    return std::string(beginning) + repeated(256 - beginning.size(), 0xFF);
+}
+
+const std::string old_identity = chip(bytes({0x20}) + "OLDSERIAL0001" + bytes({0x01, 0x32}));
+const std::string new_identity = chip(bytes({0x21}) + "NEWSERIAL0002" + bytes({0x02, 0xA0}));
+
+std::string fan_list(int channel)
+{
+    return unit_list(1, unit_element(4, bytes({0x01, 0x00, 0x21, channel}) +
+                                            field("NEWSERIAL0002", 14) + field("2.0A", 5)));
+}
+
+const std::string supply_list =
+    unit_list(1, unit_element(5, bytes({0x01, 0x00, 0x58}) + field("PSU0123456789", 14) +
+                                     field("A01", 5) + bytes({0x00})));
+
+std::string blocks(std::string_view revision, std::string_view serial)
+{
+    return field(revision, 33) + field(serial, 33);
+}
+
+/** A whole list whose bytes are not those that were sent: outcomes, or values read back. */
+bool is_other_list(std::string_view answer, const std::string &good)
+{
+    const std::string_view list = answer.substr(2, good.size() - 3);
+    return answer.size() == good.size() && answer.substr(0, 5) == good.substr(0, 5) &&
+           answer == unit_message(list) && answer != good;
+}
+
+std::vector<pc_step> list_steps(std::string_view greeting, const std::string &message)
+{
+    return {{.ending = std::string(greeting), .send = unit_start},
+            {.count = 1, .send = message},
+            {.count = 2, .send = unit_acknowledge},
+            {.count = message.size(), .send = unit_acknowledge}};
+}
+
+unit_command list_command(const std::string &name, std::string_view greeting,
+                          const std::string &list, const std::vector<unit_memory> &memories)
+{
+    return {.name = name,
+            .operation = name,
+            .units = fpga,
+            .steps = list_steps(greeting, unit_message(list)),
+            .heard = std::string(greeting) + unit_acknowledge + unit_answer_offer,
+            .good_answer = unit_message(list),
+            .is_bad_answer = is_other_list,
+            .memories = memories,
+            .on_tlv = name == "setfansn"};
+}
+
+// The backplane: one record in two EEPROMs, and statuses.
+
+constexpr std::string_view backplane_greeting = "Disconnect your console terminal first ...\r\n";
+
+const std::string backplane_elements =
+    bytes({0x01, 0x0C}) + "00e0fc0a0b0c" + bytes({0x00, 0x02, 0x12}) + "BP2102351234567890" +
+    bytes({0x00, 0x03, 0x02}) + "1F" + bytes({0x00, 0x04, 0x08}) + "VER-1.02" + bytes({0x00});
+const std::string backplane_message =
+    bytes({0x01, static_cast<int>(backplane_elements.size()), 0x04}) + backplane_elements +
+    sum_of(backplane_elements);
+const std::string backplane_record = bytes({0x1F}) + "VER-1.02BP2102351234567890" + bytes({0x00}) +
+                                     bytes({0x00, 0xE0, 0xFC, 0x0A, 0x0B, 0x0C}) +
+                                     repeated(10, 0x00);
+const std::string old_backplane_record = bytes({0x1E}) + "VER-1.01" + repeated(35, 0x00);
+
+/** One or two statuses before the end. */
+bool is_status_list(std::string_view answer, const std::string &good)
+{
+    return (answer.size() == 2 || answer.size() == 3) && answer.ends_with(good) &&
+           answer.substr(0, answer.size() - 1).find('\0') == answer.npos;
+}
+
+unit_command backplane_command(const std::string &name, std::string_view units,
+                               const std::vector<unit_memory> &memories)
+{
+    return {.name = name,
+            .operation = "setbackplane",
+            .units = units,
+            .steps = {{.ending = std::string(backplane_greeting), .send = bytes({0x15})},
+                      {.count = 1, .send = backplane_message}},
+            .heard = std::string(backplane_greeting) + bytes({0x06}),
+            .good_answer = bytes({0x06}),
+            .is_bad_answer = is_status_list,
+            .memories = memories};
+}
+
+// Devices of the driver library.
+
+const std::string devices = device_record(
+    3,
+    device_entry(
+        {.kind = device_fan, .sn = "NEWFAN", .hw = "1.1", .type = bytes({0, 0, 0x80, 1})}) +
+        device_entry({.kind = device_supply, .hw = "1.2", .name = "PSU"}) +
+        device_entry(
+            {.kind = device_card, .sn = "NEWCARD", .hw = "1.3", .type = bytes({0, 0, 0, 0x21})}));
+
+/** A whole record whose bytes are not those that were sent. */
+bool is_other_record(std::string_view answer, const std::string &good)
+{
+    const std::string_view record = answer.substr(5, good.size() - 6);
+    return answer.size() == good.size() && answer == device_message(record) && answer != good;
+}
+
+unit_command device_command(const std::string &operation, bool on_tlv)
+{
+    const std::string message = device_message(devices);
+    return {.name = operation,
+            .operation = operation,
+            .units = library,
+            .steps = {{.ending = std::string(device_greeting), .send = unit_start},
+                      {.count = 1, .send = message},
+                      {.count = 2, .send = unit_acknowledge},
+                      {.count = message.size(), .send = unit_acknowledge + bytes({0x03})}},
+            .heard = std::string(device_greeting) + unit_acknowledge + unit_answer_offer,
+            .good_answer = message,
+            .is_bad_answer = is_other_record,
+            .memories = {{"fan-0.bin", device_memory(bytes({1, 0x80, 0, 0}), "OLDFAN", "0.1"),
+                          device_memory(bytes({1, 0x80, 0, 0}), "NEWFAN", "1.1")},
+                         {"supply-0.bin", device_memory(bytes({0, 0, 0, 0}), "", "0.2"),
+                          device_memory(bytes({0, 0, 0, 0}), "", "1.2")},
+                         {"card-0.bin", device_memory(bytes({0x21, 0, 0, 0}), "OLDCARD", "0.3"),
+                          device_memory(bytes({0x21, 0, 0, 0}), "NEWCARD", "1.3")}},
+            .on_tlv = on_tlv};
+}
+
+const unit_command commands[] = {
+    list_command("setfansn", fan_greeting, fan_list(1),
+                 {{"bridge-3-0-56.bin", old_identity, old_identity},
+                  {"bridge-3-1-56.bin", old_identity, new_identity}}),
+    list_command("setpoesn", poe_greeting, fan_list(2),
+                 {{"bridge-4-2-52.bin", old_identity, new_identity}}),
+    list_command("setpwrsn", supply_greeting, supply_list,
+                 {{"supply-0-58.bin", blocks(bytes({2}) + "R0", bytes({3}) + "OLD"),
+                   blocks(bytes({4}) + "A01", bytes({15}) + "PSU0123456789")}}),
+    backplane_command("setbackplane_through_the_fpga", fpga,
+                      {{"bridge-4-0-52.bin", chip(old_backplane_record), chip(backplane_record)},
+                       {"bridge-4-1-54.bin", chip(old_backplane_record), chip(backplane_record)}}),
+    backplane_command("setbackplane_through_the_library", library,
+                      {{"backplane-1.bin", old_backplane_record, backplane_record},
+                       {"backplane-2.bin", old_backplane_record, backplane_record}}),
+    device_command("setdevice", true),
+    device_command("setdevice_zk80chassis", false),
+};
+
+/** What the units hold in the end. */
+std::string found_by(const unit_command &what, const trial &done)
+{
+    const auto holds = [&](std::string unit_memory::*content) {
+        return std::ranges::all_of(what.memories, [&](const unit_memory &one) {
+            const auto found = done.memories.find(one.file);
+            return (found != done.memories.end() ? found->second : one.old_content) == one.*content;
+        });
+    };
+    return holds(&unit_memory::new_content)   ? "new"
+           : holds(&unit_memory::old_content) ? "old"
+                                              : "in part";
+}
+
+told told_by(const unit_command &what, std::string_view rest, std::string_view last_word)
+{
+    if (!take(rest, what.heard) || !rest.ends_with(last_word)) {
+        return told::nonsense;
+    }
+    rest.remove_suffix(last_word.size());
+    if (rest == what.good_answer) {
+        return told::success;
+    }
+    return what.is_bad_answer(rest, what.good_answer) ? told::failure : told::nonsense;
+}
+
+/**
+ * Accesses to the FPGA's registers are not looked at: only the status tells, and it tells of the
+ * command that was given.
+ */
+bool is_known_success(const trial &done)
+{
+    return done.struck_on("/dev/fpga0");
+}
+
+/** The identity of the switch itself is none of a unit's business. */
+bool switch_is_as_before(const sweep_case &swept, const trial &done)
+{
+    return std::ranges::all_of(swept.memories, [&](const auto &memory) {
+        const bool is_own = memory.first == product_info_file || memory.first == system_eeprom_file;
+        return !is_own || done.memories.at(memory.first) == memory.second;
+    });
+}
+
+verdict judge(const unit_command &what, const sweep_case &swept, const trial &done,
+              std::string_view last_word)
+{
+    std::string said = uncooked(done.end.output);
+    const bool lacked_memory = take_out(said, out_of_memory);
+    std::string_view rest = said;
+    const bool warned =
+        take(rest, "read_eeprom: can't find productinfo.\r\n") | take(rest, crc_warning);
+    const std::string found = found_by(what, done);
+    if (!switch_is_as_before(swept, done)) {
+        return {found + ", switch changed", false};
+    }
+    const bool unread = rest == "Setmac e2prom read faile\r\n" && done.end.status == 1;
+    if (is_load_failure(done.end) || unread) {
+        return {found + ", not started", found == "old"};
+    }
+    // The list of the switch is not saved for want of memory, which is told last.
+    const bool unsaved = lacked_memory && rest.ends_with("Save product info failed.\r\n");
+    const told result = unsaved && done.end.status == 1
+                            ? told_by(what, rest, "Save product info failed.\r\n")
+                            : told_by(what, rest, last_word);
+    if (result == told::nonsense || (done.end.status != 0 && !unsaved) ||
+        (warned && done.struck_on("/dev/mtd1"))) {
+        return {found + ", not as documented", false};
+    }
+    if (result == told::failure) {
+        return {found + ", told a failure"};
+    }
+    return found == "new" ? verdict{found}
+                          : verdict{found + ", told a success", is_known_success(done)};
+}
+
+sweep_case case_of(const unit_command &what, flavour program)
+{
+    const bool is_tlv = program == flavour::tlv;
+    const std::string description = is_tlv ? tlv_board : std::string(nor_board);
+    sweep_case swept = {
+        .name = (is_tlv ? "tlv_" : "") + what.name,
+        .board = description + std::string(what.units),
+        .command = {is_tlv ? tlv_prov_setmac : "prov_setmac", what.operation, "/dev/null"},
+        .new_pc = pc_with_steps(what.steps),
+        .looker = {"prodinfo"}};
+    const std::string records = product_image(0x2C57E7AB, {"SerialNO=ABCDEFGHJ1234"});
+    swept.memories = {{std::string(product_info_file), nor_content(records)}};
+    if (is_tlv) {
+        swept.memories.emplace_back(system_eeprom_file, eeprom_content(default_image, 0xFF));
+    }
+    for (const unit_memory &one : what.memories) {
+        swept.memories.emplace_back(one.file, one.old_content);
+    }
+    const std::string_view last_word = is_tlv ? "" : "Save product info success.\r\n";
+    swept.judge = [=, copy = swept](const trial &done) {
+        return judge(what, copy, done, last_word);
+    };
+    return swept;
+}
+
+std::vector<sweep_case> all_cases()
+{
+    std::vector<sweep_case> all;
+    for (const unit_command &what : commands) {
+        all.push_back(case_of(what, flavour::records));
+        if (what.on_tlv) {
+            all.push_back(case_of(what, flavour::tlv));
+        }
+    }
+    return all;
+}
+
+SWEEP_TESTS(units, all_cases());
+
+} // namespace
