@@ -12,8 +12,12 @@
 namespace e2e {
 namespace {
 
-/** Of a sweep, unless all are asked for. */
+/** Of a sweep, unless all are asked for. The sanitizers make each run slow. */
+#ifdef E2E_SANITIZED
+constexpr std::size_t most_runs = 12;
+#else
 constexpr std::size_t most_runs = 120;
+#endif
 
 const environment sleepless = {{"LD_PRELOAD", E2E_PRESSURE}, {"PRESSURE_SLEEPLESS", "1"}};
 
