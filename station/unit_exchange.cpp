@@ -26,6 +26,11 @@ enum unit_byte : std::uint8_t {
 constexpr auto start_limit = 600ms;
 constexpr int start_offers = 3;
 
+// What comes between the acknowledgement and the list is of the line's making: a second
+// acknowledgement would pass for the answer to the list. The switch waits 500 ms for the header.
+constexpr auto quiet_before_list = 20ms;
+constexpr auto longest_drain_before_list = 200ms;
+
 constexpr auto quiet_before_attempt = 60ms;
 constexpr auto longest_drain = 1s;
 
@@ -142,6 +147,7 @@ bool unit_attempt::offer_start()
         while (const auto byte = talk_.next_reply(deadline)) {
             if (*byte == acknowledge) {
                 note(*byte, "ready for a list");
+                talk_.drain(quiet_before_list, longest_drain_before_list);
                 return true;
             }
         }

@@ -19,8 +19,6 @@ constexpr std::size_t most_runs = 12;
 constexpr std::size_t most_runs = 120;
 #endif
 
-const environment sleepless = {{"LD_PRELOAD", E2E_PRESSURE}, {"PRESSURE_SLEEPLESS", "1"}};
-
 /** The runs of a sweep by their class. */
 class tally {
 public:

@@ -47,6 +47,9 @@ struct trial {
     bool struck_on(std::string_view path) const;
 };
 
+/** The variables of a program for which the pauses of hardware take no time. */
+inline const environment sleepless = {{"LD_PRELOAD", E2E_PRESSURE}, {"PRESSURE_SLEEPLESS", "1"}};
+
 /** What a case says of a trial: the class it belongs to, or why it must not be. */
 struct verdict {
     std::string name = {};

@@ -1,4 +1,5 @@
 #include "bytes.h"
+#include "sweep_boards.h"
 #include "sweep_words.h"
 
 // Every command on the records in flash, on every kind of flash that holds them, with each of its
@@ -8,13 +9,6 @@ namespace {
 
 using namespace e2e;
 
-// What is stored before, and each command's change to it.
-
-const std::string old_image = product_image(
-    0x1502FF5F, {"ethaddr=00:D0:F8:00:00:01", "SerialNO=OLDSERIAL0001", "country_def=CN"});
-const std::string old_listing =
-    "ethaddr=00:D0:F8:00:00:01\r\nSerialNO=OLDSERIAL0001\r\ncountry_def=CN\r\n";
-
 constexpr std::string_view saved = "Save product info success.\r\n";
 constexpr std::string_view not_saved = "Save product info failed.\r\n";
 
@@ -22,45 +16,6 @@ constexpr std::string_view not_saved = "Save product info failed.\r\n";
 constexpr std::string_view complaints[] = {
     "Error: Invalid serial number: \r\n",
     "Warning: invliad product info: .\r\n",
-};
-
-/** Flash that holds the records. */
-struct flash_layout {
-    std::string name;
-    std::string description;
-    std::vector<std::pair<std::string, std::string>> memories;
-    std::string mirror = {}; // the file of the mirror
-};
-
-std::string partition(const std::string &name, const std::string &more)
-{
-    return "[[partition]]\nname = \"" + name + "\"\nblocks = 4\n" + more;
-}
-
-const std::string boot_part = partition("boot", "erase_size = 0x1000\n");
-const std::string nor_part = partition("product_info", "erase_size = 0x1000\n");
-const std::string nor_mirror_part = partition("product_info_other", "erase_size = 0x1000\n");
-const std::string nand_part =
-    partition("product_info", "erase_size = 0x2000\ntype = \"nand\"\nbad = [0]\n");
-const std::string nand_mirror_part =
-    partition("product_info_other", "erase_size = 0x2000\ntype = \"nand\"\nbad = [1, 3]\n");
-
-const std::string bad_block = repeated(0x2000, 0xFF);
-const std::string on_nor = old_image + repeated(0x2000, 0xFF);
-const std::string on_nand = bad_block + old_image + old_image + old_image;
-const std::string on_nand_mirror = old_image + bad_block + old_image + bad_block;
-
-const flash_layout layouts[] = {
-    {"nor", boot_part + nor_part, {{"mtd1.bin", on_nor}}},
-    {"nor_mirror",
-     boot_part + nor_part + nor_mirror_part,
-     {{"mtd1.bin", on_nor}, {"mtd2.bin", on_nor}},
-     "mtd2.bin"},
-    {"nand", boot_part + nand_part, {{"mtd1.bin", on_nand}}},
-    {"nand_mirror",
-     boot_part + nand_part + nand_mirror_part,
-     {{"mtd1.bin", on_nand}, {"mtd2.bin", on_nand_mirror}},
-     "mtd2.bin"},
 };
 
 /** What a command is to do, whoever tells it. */
@@ -108,7 +63,7 @@ const record_command commands[] = {
                 "Format: name=value, Press 'q' to save and quit.\r\n\r\n"},
     {.name = "fw_setmac",
      .command = {"fw_setmac", "Model", "X1"},
-     .new_listing = old_listing + "Model=X1\r\n",
+     .new_listing = old_records_listing + "Model=X1\r\n",
      .fresh_listing = "Model=X1\r\n"},
     {.name = "prov_setmac_setmac",
      .command = {"prov_setmac", "setmac", "/dev/null"},
@@ -177,11 +132,11 @@ told told_by(const record_command &what, std::string_view said, int status)
 std::string found_by(const record_command &what, const trial &done)
 {
     const std::string &found = done.next_start.output;
-    return found == what.new_listing     ? "new"
-           : found == old_listing        ? "old"
-           : found == crc_warning        ? "damaged"
-           : found == what.fresh_listing ? "new alone"
-                                         : "wrong: " + readable(found);
+    return found == what.new_listing      ? "new"
+           : found == old_records_listing ? "old"
+           : found == crc_warning         ? "damaged"
+           : found == what.fresh_listing  ? "new alone"
+                                          : "wrong: " + readable(found);
 }
 
 /** Whether a success that is none is one of those that the design has. */
@@ -244,13 +199,13 @@ sweep_case case_of(const flash_layout &layout, const record_command &what)
 /** "prodinfo" only reads: it tells what is there, or that it cannot. */
 verdict judge_listing(const trial &done)
 {
-    const bool unharmed = done.next_start == outcome{.output = old_listing};
+    const bool unharmed = done.next_start == outcome{.output = old_records_listing};
     std::string said = done.end.output;
-    if (said == old_listing && done.end.status == 0) {
+    if (said == old_records_listing && done.end.status == 0) {
         return {"new", unharmed};
     }
     if (take_out(said, out_of_memory)) {
-        const bool is_part = old_listing.find(said.substr(0, said.find('\r'))) != said.npos;
+        const bool is_part = old_records_listing.find(said.substr(0, said.find('\r'))) != said.npos;
         return {"listed in part", unharmed && is_part};
     }
     if (said == crc_warning && done.end.status == 0) {
@@ -262,7 +217,7 @@ verdict judge_listing(const trial &done)
 std::vector<sweep_case> all_cases()
 {
     std::vector<sweep_case> all;
-    for (const flash_layout &layout : layouts) {
+    for (const flash_layout &layout : flash_layouts) {
         for (const record_command &what : commands) {
             all.push_back(case_of(layout, what));
         }

@@ -1,6 +1,6 @@
 #include "bytes.h"
+#include "sweep_boards.h"
 #include "sweep_words.h"
-#include "tlv_board.h"
 
 // The commands on the system EEPROM, which is behind its write protection, with each of their
 // operations on the hardware failing.
@@ -8,29 +8,6 @@
 namespace {
 
 using namespace e2e;
-
-const std::string board =
-    std::string(nor_board) +
-    "[[eeprom]]\naddress = 0x56\nwrite_cycle_ms = 0\nlifted_by_driver = true\n"
-    "lifted_by_cpld = { 0x25 = [0xFB], 0x31 = [0x00] }\n" +
-    "[[eeprom]]\naddress = 0x57\ncontent = \"017E00F10006 06040000000E 018E\"\n[cpld]\n";
-
-const std::string model = tlv_record(0x21, "ES24");
-const std::string extension =
-    tlv_record(0xFD, bytes({0x00, 0x00, 0x7E, 0xD9, 0x44, 0x02, 0x41, 0x31}));
-
-const std::string old_image =
-    tlv_image(model + tlv_record(0x23, "OLDSERIAL0001") + extension, 0x8B48BE7A);
-const std::string other_serial_image =
-    tlv_image(model + extension + tlv_record(0x23, "ABCDEFGHJ1234"), 0x7C770636);
-const std::string payload_image =
-    tlv_image(default_records + tlv_record(0x23, "NEWSERIAL0002") +
-                  tlv_record(0xFD, bytes({0x00, 0x00, 0x7E, 0xD9, 0x4A, 0x02, 0x00, 0x0E})),
-              0x155D1E8E);
-
-const frame payload_frame = framed(tlv_part(2, text_node("Serial Number", "NEWSERIAL0002") +
-                                                   tlv_node("e2type", bytes({0x00, 0x0E}))),
-                                   0xB24ACD33);
 
 /** What the PC sees of the image before it is programmed. */
 const std::string payload_rows =
@@ -62,18 +39,6 @@ const eeprom_command commands[] = {
      .new_image = other_serial_image,
      .new_pc = setsn_pc(),
      .typed_ahead = "{"},
-};
-
-/** The EEPROM before: what is old, and what is behind that. */
-struct eeprom_layout {
-    std::string name;
-    std::string old;
-    std::string content;
-};
-
-const eeprom_layout layouts[] = {
-    {"blank", repeated(256, 0xFF), repeated(256, 0xFF)},
-    {"named", old_image, eeprom_content(old_image, 0xA5)},
 };
 
 /** The words of a start, taken off the front; whether the EEPROM was taken for damaged. */
@@ -193,7 +158,7 @@ verdict judge_listing(const trial &done)
     constexpr std::string_view mark = "ProductInfo=0B0EFACE\r\n";
     constexpr std::string_view values = "SerialNO=OLDSERIAL0001\nserial0=A1\n";
     const bool unharmed =
-        done.memories.at(std::string(system_eeprom_file)) == layouts[1].content &&
+        done.memories.at(std::string(system_eeprom_file)) == eeprom_layouts[1].content &&
         done.memories.at(std::string(product_info_file)) == nor_content(no_product_records);
     std::string said = done.end.output;
     const bool lacked_memory = take_out(said, out_of_memory);
@@ -214,7 +179,7 @@ verdict judge_listing(const trial &done)
 sweep_case case_of(const eeprom_layout &layout, const eeprom_command &what)
 {
     return {.name = what.name + "_on_" + layout.name,
-            .board = board,
+            .board = eeprom_board,
             .memories = {{std::string(product_info_file), nor_content(no_product_records)},
                          {std::string(system_eeprom_file), layout.content}},
             .command = {tlv_prov_setmac, what.operation, "/dev/null"},
@@ -228,8 +193,8 @@ std::vector<sweep_case> all_cases()
 {
     // A blank EEPROM has no serial number to replace.
     std::vector<sweep_case> all = {
-        case_of(layouts[0], commands[0]), case_of(layouts[1], commands[0]),
-        case_of(layouts[1], commands[1]), case_of(layouts[1], commands[1])};
+        case_of(eeprom_layouts[0], commands[0]), case_of(eeprom_layouts[1], commands[0]),
+        case_of(eeprom_layouts[1], commands[1]), case_of(eeprom_layouts[1], commands[1])};
     all[3].name = "tlv_listing_of_named";
     all[3].command = {"setmac-tlv"};
     all[3].new_pc = {};

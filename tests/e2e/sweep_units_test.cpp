@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "bytes.h"
+#include "sweep_unit_boards.h"
 #include "sweep_words.h"
 #include "tlv_board.h"
 #include "units_device.h"
@@ -11,65 +12,6 @@
 namespace {
 
 using namespace e2e;
-
-constexpr std::string_view fpga = R"toml(
-[fpga]
-[[fpga.eeprom]]
-bus = 4
-channel = 0
-address = 0x52
-kind = "backplane"
-write_cycle_ms = 0
-[[fpga.eeprom]]
-bus = 4
-channel = 1
-address = 0x54
-kind = "backplane"
-write_cycle_ms = 0
-[[fpga.eeprom]]
-bus = 3
-channel = 0
-address = 0x56
-kind = "fan"
-write_cycle_ms = 0
-[[fpga.eeprom]]
-bus = 3
-channel = 1
-address = 0x56
-kind = "fan"
-write_cycle_ms = 0
-[[fpga.eeprom]]
-bus = 4
-channel = 2
-address = 0x52
-write_cycle_ms = 0
-[[fpga.supply]]
-channel = 0
-address = 0x58
-serial = "OLD"
-revision = "R0"
-)toml";
-
-constexpr std::string_view library = R"toml(
-[[fan]]
-type = 0x8001
-sn = "OLDFAN"
-hw = "0.1"
-[[supply]]
-name = "PSU"
-hw = "0.2"
-[[card]]
-card_type = 0x21
-sn = "OLDCARD"
-hw = "0.3"
-)toml";
-
-/** A memory of a unit, before and after. */
-struct unit_memory {
-    std::string file;
-    std::string old_content;
-    std::string new_content;
-};
 
 /** A command, its exchange with the PC and the memories that it is to change. */
 struct unit_command {
@@ -97,15 +39,6 @@ constexpr std::string_view supply_greeting =
     "Disconnect your console terminal first\r\n"
     " Using your PC SetPowerSn program to perform SetPowerSn Operation ......";
 
-/** An EEPROM that begins so. */
-std::string chip(std::string_view beginning)
-{
-    return std::string(beginning) + repeated(256 - beginning.size(), 0xFF);
-}
-
-const std::string old_identity = chip(bytes({0x20}) + "OLDSERIAL0001" + bytes({0x01, 0x32}));
-const std::string new_identity = chip(bytes({0x21}) + "NEWSERIAL0002" + bytes({0x02, 0xA0}));
-
 std::string fan_list(int channel)
 {
     return unit_list(1, unit_element(4, bytes({0x01, 0x00, 0x21, channel}) +
@@ -115,11 +48,6 @@ std::string fan_list(int channel)
 const std::string supply_list =
     unit_list(1, unit_element(5, bytes({0x01, 0x00, 0x58}) + field("PSU0123456789", 14) +
                                      field("A01", 5) + bytes({0x00})));
-
-std::string blocks(std::string_view revision, std::string_view serial)
-{
-    return field(revision, 33) + field(serial, 33);
-}
 
 /** A whole list whose bytes are not those that were sent: outcomes, or values read back. */
 bool is_other_list(std::string_view answer, const std::string &good)
@@ -142,7 +70,7 @@ unit_command list_command(const std::string &name, std::string_view greeting,
 {
     return {.name = name,
             .operation = name,
-            .units = fpga,
+            .units = fpga_units,
             .steps = list_steps(greeting, unit_message(list)),
             .heard = std::string(greeting) + unit_acknowledge + unit_answer_offer,
             .good_answer = unit_message(list),
@@ -162,11 +90,6 @@ const std::string backplane_elements =
 const std::string backplane_message =
     bytes({0x01, static_cast<int>(backplane_elements.size()), 0x04}) + backplane_elements +
     sum_of(backplane_elements);
-const std::string backplane_record = bytes({0x1F}) + "VER-1.02BP2102351234567890" + bytes({0x00}) +
-                                     bytes({0x00, 0xE0, 0xFC, 0x0A, 0x0B, 0x0C}) +
-                                     repeated(10, 0x00);
-const std::string old_backplane_record = bytes({0x1E}) + "VER-1.01" + repeated(35, 0x00);
-
 /** One or two statuses before the end. */
 bool is_status_list(std::string_view answer, const std::string &good)
 {
@@ -210,7 +133,7 @@ unit_command device_command(const std::string &operation, bool on_tlv)
     const std::string message = device_message(devices);
     return {.name = operation,
             .operation = operation,
-            .units = library,
+            .units = library_units,
             .steps = {{.ending = std::string(device_greeting), .send = unit_start},
                       {.count = 1, .send = message},
                       {.count = 2, .send = unit_acknowledge},
@@ -218,30 +141,17 @@ unit_command device_command(const std::string &operation, bool on_tlv)
             .heard = std::string(device_greeting) + unit_acknowledge + unit_answer_offer,
             .good_answer = message,
             .is_bad_answer = is_other_record,
-            .memories = {{"fan-0.bin", device_memory(bytes({1, 0x80, 0, 0}), "OLDFAN", "0.1"),
-                          device_memory(bytes({1, 0x80, 0, 0}), "NEWFAN", "1.1")},
-                         {"supply-0.bin", device_memory(bytes({0, 0, 0, 0}), "", "0.2"),
-                          device_memory(bytes({0, 0, 0, 0}), "", "1.2")},
-                         {"card-0.bin", device_memory(bytes({0x21, 0, 0, 0}), "OLDCARD", "0.3"),
-                          device_memory(bytes({0x21, 0, 0, 0}), "NEWCARD", "1.3")}},
+            .memories = device_memories,
             .on_tlv = on_tlv};
 }
 
 const unit_command commands[] = {
-    list_command("setfansn", fan_greeting, fan_list(1),
-                 {{"bridge-3-0-56.bin", old_identity, old_identity},
-                  {"bridge-3-1-56.bin", old_identity, new_identity}}),
-    list_command("setpoesn", poe_greeting, fan_list(2),
-                 {{"bridge-4-2-52.bin", old_identity, new_identity}}),
-    list_command("setpwrsn", supply_greeting, supply_list,
-                 {{"bridge-4-0-58.bin", blocks(bytes({2}) + "R0", bytes({3}) + "OLD"),
-                   blocks(bytes({4}) + "A01", bytes({15}) + "PSU0123456789")}}),
-    backplane_command("setbackplane_through_the_fpga", fpga,
-                      {{"bridge-4-0-52.bin", chip(old_backplane_record), chip(backplane_record)},
-                       {"bridge-4-1-54.bin", chip(old_backplane_record), chip(backplane_record)}}),
-    backplane_command("setbackplane_through_the_library", library,
-                      {{"backplane-1.bin", old_backplane_record, backplane_record},
-                       {"backplane-2.bin", old_backplane_record, backplane_record}}),
+    list_command("setfansn", fan_greeting, fan_list(1), fan_memories),
+    list_command("setpoesn", poe_greeting, fan_list(2), poe_memories),
+    list_command("setpwrsn", supply_greeting, supply_list, supply_memories),
+    backplane_command("setbackplane_through_the_fpga", fpga_units, bridge_backplane_memories),
+    backplane_command("setbackplane_through_the_library", library_units,
+                      library_backplane_memories),
     device_command("setdevice", true),
     device_command("setdevice_zk80chassis", false),
 };

@@ -75,6 +75,15 @@ TEST_F(backplane_exchange, tells_both_statuses)
     EXPECT_EQ(reply_bytes(result), (bytes{0x06, 0x01, 0xFF, 0x06}));
 }
 
+TEST_F(backplane_exchange, does_not_take_a_repeated_acknowledgement_for_its_end)
+{
+    begin().answers({0x06}, 5ms);
+    expect_list(short_sum).answers({0x01, 0xFF, 0x06});
+    result = run(job());
+    EXPECT_EQ(result.end, ending::failed);
+    EXPECT_EQ(reply_bytes(result), (bytes{0x06, 0x01, 0xFF, 0x06}));
+}
+
 TEST_F(backplane_exchange, cannot_tell_whose_a_single_status_is)
 {
     const std::string either = "not known: one of the two is not written, status 0x02";
