@@ -28,7 +28,10 @@ struct noisy_case {
     std::string board;
     std::vector<unit_memory> memories; // of what the operation is about
     std::vector<std::pair<std::string, std::string>> others = {};
-    /** Whether the switch can take a damaged message for a good one and say that it is stored. */
+    /**
+     * Whether the switch can take a damaged list for a good one and say that it is stored: it goes
+     * by the sum of the bytes alone, the count is not even in that, and nothing is read back.
+     */
     bool can_err = false;
 };
 
