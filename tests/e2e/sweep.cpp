@@ -70,6 +70,17 @@ std::string word_behind(const std::string &operation, std::string_view name)
     return at == operation.npos ? "" : operation.substr(at + name.size());
 }
 
+/** Where a command of the bridge went, in terms of board.toml. */
+std::string place_of(const std::string &command)
+{
+    const auto from = command.find("bus=");
+    std::string place;
+    for (const char letter : command.substr(from, command.find(" offset=") - from) + " ") {
+        place += letter == ' ' ? "\n" : letter == '=' ? " = " : std::string(1, letter);
+    }
+    return place;
+}
+
 bool moves_something(const std::string &operation)
 {
     return operation.starts_with("read ") || operation.starts_with("write ") ||
@@ -162,6 +173,7 @@ trial run_once(const sweep_case &swept, const std::string &faults, const environ
     done.operations = operations_of(board);
     EXPECT_EQ(std::ranges::count_if(done.operations, is_successful_open),
               std::ranges::count_if(done.operations, is_close));
+    done.bridge = board.operations("bridge ");
     done.memories = memories_of(board);
     write_file(board.path() / "board.toml", swept.board);
     done.next_start = run(swept.looker, joined(sleepless, on_board(board)));
@@ -216,6 +228,11 @@ std::function<pc_reaction()> pc_with_steps(const std::vector<pc_step> &steps)
     };
 }
 
+std::string_view trial::first_struck() const
+{
+    return struck.empty() ? std::string_view() : struck[0];
+}
+
 bool trial::struck_on(std::string_view path) const
 {
     return std::ranges::any_of(struck, [&](const std::string &one) {
@@ -255,6 +272,25 @@ void sweep_faults(const sweep_case &swept, fault_kind kind)
         }
     }
     all.print(swept.name + ", " + name_of(kind), count);
+}
+
+void sweep_bridge(const sweep_case &swept, const std::string &trouble)
+{
+    const trial good = run_well(swept);
+    ASSERT_FALSE(good.bridge.empty());
+    std::map<std::string, int> calls;
+    tally all;
+    for (std::size_t i = 0; i < good.bridge.size(); ++i) {
+        const std::string place = place_of(good.bridge[i]);
+        const std::string call = std::to_string(++calls[place]);
+        trial done = run_once(swept, "\n[[fpga.trouble]]\n" + place + "what = \"" + trouble +
+                                         "\"\ncall = " + call + "\n");
+        ASSERT_GT(done.bridge.size(), i);
+        ASSERT_NE(done.bridge[i], good.bridge[i]);
+        done.struck = {done.bridge[i]};
+        judge(swept, done, done.struck[0] + " struck", all);
+    }
+    all.print(swept.name + ", bridge " + trouble, good.bridge.size());
 }
 
 void sweep_allocations(const sweep_case &swept)

@@ -39,10 +39,13 @@ std::function<pc_reaction()> pc_with_steps(const std::vector<pc_step> &steps);
 struct trial {
     outcome end = {};                         // all that it said, and its status
     std::vector<std::string> operations = {}; // on the board, as many as can be made to fail
-    std::vector<std::string> struck = {};     // those of them that were
+    std::vector<std::string> bridge = {};     // commands of the FPGA's bridge among them
+    std::vector<std::string> struck = {};     // those of both that were
     std::map<std::string, std::string> memories = {}; // the board's memories afterwards, by file
     outcome next_start = {};                          // of the case's `looker`, on sound hardware
 
+    /** The first of those; of a failing allocation there is none. */
+    std::string_view first_struck() const;
     /** Whether one of the operations on this path, or all paths that begin so, was struck. */
     bool struck_on(std::string_view path) const;
 };
@@ -85,6 +88,12 @@ std::string name_of(fault_kind kind);
  * unless the variable SETMAC_SWEEP is "all".
  */
 void sweep_faults(const sweep_case &swept, fault_kind kind);
+
+/**
+ * The same for the commands of the FPGA's bridge, all of them: each comes to this trouble, "fail"
+ * or "stick".
+ */
+void sweep_bridge(const sweep_case &swept, const std::string &trouble);
 
 /** The same for the program's allocations, all of them. */
 void sweep_allocations(const sweep_case &swept);

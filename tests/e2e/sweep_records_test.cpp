@@ -143,8 +143,8 @@ std::string found_by(const record_command &what, const trial &done)
 bool is_known_success(const flash_layout &layout, const std::string &found, const trial &done)
 {
     // Flash takes a write that moved anything for a whole one, and so does the save.
-    const bool cut_short = done.struck[0].starts_with("write /dev/mtd") &&
-                           done.struck[0].find(" = -1") == std::string::npos;
+    const bool cut_short = done.first_struck().starts_with("write /dev/mtd") &&
+                           done.first_struck().find(" = -1") == std::string_view::npos;
     if (cut_short && found == "damaged") {
         return true;
     }
@@ -172,7 +172,8 @@ verdict judge(const flash_layout &layout, const record_command &what, const tria
     }
     if (found == "new alone") {
         // Where it cannot be told that a block is bad it is read: no image, so nothing to add to.
-        return {found + ", told a warning", warned && done.struck[0].starts_with("getbadblock ")};
+        return {found + ", told a warning",
+                warned && done.first_struck().starts_with("getbadblock ")};
     }
     if (result == told::failure) {
         return {found + ", told a failure"};

@@ -125,8 +125,8 @@ std::string found_by(const eeprom_layout &layout, const std::string &new_image, 
  */
 bool is_known_success(const trial &done)
 {
-    const bool half_sent = done.struck[0].starts_with("transfer ") &&
-                           done.struck[0].find(" = -1") == std::string::npos;
+    const bool half_sent = done.first_struck().starts_with("transfer ") &&
+                           done.first_struck().find(" = -1") == std::string_view::npos;
     return half_sent || done.struck_on("/dev/cpld0") || done.struck_on("libdev_drv");
 }
 
