@@ -301,7 +301,7 @@ bool unit_attempt::waits_for_list()
         talk_.send(bytes{operation_.start});
         const auto deadline = talk_.now() + start_limit;
         while (const auto byte = talk_.next_reply(deadline)) {
-            if (*byte == acknowledge) {
+            if (*byte == acknowledge || *byte == operation_.start) {
                 return true;
             }
         }

@@ -221,6 +221,18 @@ bool is_framed(const noisy_case &which)
     return which.name.starts_with("setmac") || which.name.starts_with("setsn");
 }
 
+/**
+ * Whether a switch that checks a list by the sum of its bytes alone, and reads nothing back, may
+ * have been misled. One byte is enough to have it store something else: the count is not in the
+ * sum. To have it answer without storing anything it takes one that makes it lose its place, one
+ * that looks like a start to it, and one that keeps its answer to another start from the station.
+ */
+bool harms_explain(const std::string &found, const std::string &noise)
+{
+    const auto harms = std::ranges::count(noise, '\n');
+    return found == "neither" ? noise.find("to ") != noise.npos : harms >= 3;
+}
+
 unsigned seeds()
 {
     constexpr unsigned usual = 40;
@@ -255,8 +267,7 @@ TEST_P(line_noise, never_makes_the_station_call_stored_what_is_not)
         const std::string found = found_by(which, board);
         const bool told_stored = end.status == 0;
         EXPECT_TRUE(end.status == 0 || end.status == 1) << end;
-        const bool is_known =
-            which.can_err && found == "neither" && noise.find("to ") != noise.npos;
+        const bool is_known = which.can_err && harms_explain(found, noise);
         const bool is_wrong = (told_stored && found != "new" && !is_known) ||
                               (is_framed(which) && found == "neither");
         EXPECT_FALSE(is_wrong) << "seed " << seed << ": " << found << "\n" << end << "\n" << noise;
