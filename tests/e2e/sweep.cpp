@@ -14,7 +14,7 @@ namespace {
 
 /** Of a sweep, unless all are asked for. The sanitizers make each run slow. */
 #ifdef E2E_SANITIZED
-constexpr std::size_t most_runs = 12;
+constexpr std::size_t most_runs = 6;
 #else
 constexpr std::size_t most_runs = 120;
 #endif
