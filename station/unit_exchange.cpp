@@ -26,6 +26,11 @@ enum unit_byte : std::uint8_t {
 constexpr auto start_limit = 600ms;
 constexpr int start_offers = 3;
 
+// What comes between the acknowledgement and the list is of the line's making: a second
+// acknowledgement would pass for the answer to the list. The switch waits 500 ms for the header.
+constexpr auto quiet_before_list = 20ms;
+constexpr auto longest_drain_before_list = 200ms;
+
 constexpr auto quiet_before_attempt = 60ms;
 constexpr auto longest_drain = 1s;
 
@@ -109,6 +114,7 @@ private:
     bool hear_list();
     bool hear_piece(bytes &piece, std::size_t size);
     bool hear_statuses();
+    bool waits_for_list();
     bool ask_again(std::uint8_t byte);
 
     const unit_operation &operation_;
@@ -142,6 +148,7 @@ bool unit_attempt::offer_start()
         while (const auto byte = talk_.next_reply(deadline)) {
             if (*byte == acknowledge) {
                 note(*byte, "ready for a list");
+                talk_.drain(quiet_before_list, longest_drain_before_list);
                 return true;
             }
         }
@@ -274,9 +281,34 @@ bool unit_attempt::hear_statuses()
     for (const auto status : std::span(heard).first(heard.size() - 1)) {
         note(status, "a unit could not be written");
     }
+    if (heard.size() == 1 && waits_for_list()) {
+        return end_with(ending::unexpected, "the switch seemed to have taken the list, but waits "
+                                            "for one again");
+    }
     note(units_over, "list taken, all units tried");
     result_.echo = std::move(heard);
     return true;
+}
+
+/**
+ * Whether the 06 was not the end: a switch that has lost its place in a list takes any start byte
+ * in the rest of it for one, and acknowledges that with the same 06. It does so again now, while to
+ * a console the byte is Ctrl-U, which does no harm there.
+ */
+bool unit_attempt::waits_for_list()
+{
+    try {
+        talk_.send(bytes{operation_.start});
+        const auto deadline = talk_.now() + start_limit;
+        while (const auto byte = talk_.next_reply(deadline)) {
+            if (*byte == acknowledge || *byte == operation_.start) {
+                return true;
+            }
+        }
+    } catch (const line_closed &) {
+        // The program has ended, as it does after a list.
+    }
+    return false;
 }
 
 /** Whether another attempt is of no use: most operations end with a refusal. */

@@ -38,6 +38,7 @@ int32_t do_tlv_setmac(int argc, char **argv);
 
 /**
  * Prints `prompt` and reads one word of at most 999 characters into the `size` bytes at `dst`, cut
- * to fit and NUL-terminated. At the end of input the word is empty.
+ * to fit and NUL-terminated. At the end of input the word is empty, and so it is when memory has
+ * run out; then nothing is saved any more.
  */
 void read_strings(const char *prompt, char *dst, size_t size);

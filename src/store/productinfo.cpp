@@ -24,6 +24,9 @@ prod_info_partition info{};
 /** Whether flash holds what the checksum word of the image says. */
 bool image_is_saved = false;
 
+/** Whether memory ran out: the list is then not what it should be, loaded or edited. */
+bool list_is_incomplete = false;
+
 std::span<uint8_t> record_area(const prod_info_partition &partition)
 {
     return {partition.image + checksum_size, partition.data_len - checksum_size};
@@ -81,6 +84,7 @@ void store_record(std::string_view full_name, std::string_view value, const char
         node = static_cast<prod_info_node *>(calloc(1, sizeof(prod_info_node)));
         if (node == nullptr) {
             printf("%s: Out of memory.\r\n", caller);
+            product_info_is_incomplete();
             return;
         }
         copy_text(node->name, name);
@@ -114,6 +118,7 @@ void release_image()
     free(info.image);
     info.image = nullptr;
     image_is_saved = false;
+    list_is_incomplete = false;
 }
 
 /** One record of an image: name and value around its first "=". */
@@ -193,7 +198,9 @@ int32_t init_product_info()
         printf("%s: system is out of memory.\r\n", __func__);
         return -1;
     }
-    if (mtd_read(index, info.image, static_cast<int32_t>(info.mtd_size)) <= 0) {
+    // Less than an image is no damaged image: starting empty, the next save would wipe a good one.
+    if (mtd_read(index, info.image, static_cast<int32_t>(info.mtd_size)) <
+        static_cast<int32_t>(image_length)) {
         printf("%s: mtd read failed.\r\n", __func__);
         release_image();
         return -1;
@@ -212,6 +219,10 @@ int32_t save_product_info()
     if (info.mtd_index < 0 || info.image == nullptr) {
         return -1;
     }
+    if (list_is_incomplete) {
+        SETMAC_TRACE("\r\nProduct info is incomplete: out of memory");
+        return -1;
+    }
     if (packed_size() > record_area(info).size()) {
         SETMAC_TRACE("\r\nProduct info does not fit: %zu bytes", packed_size());
         return -1;
@@ -222,6 +233,11 @@ int32_t save_product_info()
         return 0;
     }
     return write_image(mirror);
+}
+
+void product_info_is_incomplete()
+{
+    list_is_incomplete = true;
 }
 
 void clr_prod_info()

@@ -40,10 +40,17 @@ int32_t init_product_info();
 
 /**
  * Writes the list to flash, unless flash is known to hold this very image. 0 saved or nothing to
- * do; negative when nothing is loaded, the list does not fit into the image (flash is then left
- * alone), or a write failed. With a mirror partition the result is that of the mirror's write.
+ * do; negative when nothing is loaded, memory ran out while it was loaded or edited or the list
+ * does not fit into the image (flash is then left alone), or a write failed. With a mirror
+ * partition the result is that of the mirror's write.
  */
 int32_t save_product_info();
+
+/**
+ * Tells that memory ran out on the way of something into the list: it is not saved from now on, so
+ * that no record which is in flash, or was entered, gets lost unnoticed.
+ */
+void product_info_is_incomplete();
 
 /** Releases the list and the image. */
 void clr_prod_info();
@@ -54,7 +61,7 @@ void show_prod_info();
 /**
  * Stores a value under a name: in place where the name is known, else at the end of the list. The
  * name is cut to 63 characters and the value to 511. Out of memory is told on standard output and
- * leaves the list as it was.
+ * leaves the list as it was, which is not saved any more then.
  */
 void update_prod_info(std::string_view name, std::string_view value);
 

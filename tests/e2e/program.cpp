@@ -123,6 +123,17 @@ environment on_board(const board_folder &board)
     return {{"LD_PRELOAD", E2E_PRELOAD}, {"SIMBOARD_DIR", board.path().string()}};
 }
 
+environment joined(environment one, const environment &other)
+{
+    for (const auto &[name, value] : other) {
+        const auto [place, is_new] = one.emplace(name, value);
+        if (!is_new) {
+            place->second += ":" + value;
+        }
+    }
+    return one;
+}
+
 void become(const command_line &command, const environment &variables, const int (&descriptors)[3])
 {
     // A program that polls for ever must not outlive a test that was ended from outside.

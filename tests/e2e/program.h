@@ -34,6 +34,9 @@ std::string program_file(const std::string &name);
 /** The variables that put a program on a board. */
 environment on_board(const board_folder &board);
 
+/** Both; libraries to be preloaded are preloaded one after the other. */
+environment joined(environment one, const environment &other);
+
 /**
  * What a program that has just been forked becomes: its descriptors 0 to 2, its variables, its
  * file. Does not come back.

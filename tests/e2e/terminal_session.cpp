@@ -80,7 +80,7 @@ terminal_session::terminal_session(const board_folder &board, const command_line
                                    const session_start &start)
 {
     open_terminal(start);
-    start_program(board, command);
+    start_program(command, joined(start.variables, on_board(board)));
 }
 
 terminal_session::~terminal_session()
@@ -115,7 +115,7 @@ void terminal_session::open_terminal(const session_start &start)
     expect(start.typed_ahead);
 }
 
-void terminal_session::start_program(const board_folder &board, const command_line &command)
+void terminal_session::start_program(const command_line &command, const environment &variables)
 {
     std::array<int, 2> report_pipe{};
     std::array<int, 2> hold_pipe{};
@@ -126,7 +126,7 @@ void terminal_session::start_program(const board_folder &board, const command_li
     if (shell_ == 0) {
         close(here_);
         close(hold_pipe[1]);
-        be_the_shell(there_, report_pipe[1], hold_pipe[0], command, on_board(board));
+        be_the_shell(there_, report_pipe[1], hold_pipe[0], command, variables);
     }
     close(report_pipe[1]);
     close(hold_pipe[0]);
@@ -181,6 +181,18 @@ void terminal_session::expect(std::string_view wanted)
                                      readable(got) + (came ? "\"" : "\" and then nothing"));
         }
     }
+}
+
+bool terminal_session::hear(std::string &into)
+{
+    std::array<pollfd, 2> sources{{{here_, POLLIN, 0}, {report_, POLLIN, 0}}};
+    if (poll(sources.data(), sources.size(), patience_ms()) <= 0) {
+        throw std::runtime_error("the program says nothing and does not end");
+    }
+    std::array<char, 4096> part{};
+    const ssize_t count = sources[0].revents != 0 ? read(here_, part.data(), part.size()) : 0;
+    into.append(part.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return count > 0;
 }
 
 void terminal_session::expect_silence(int milliseconds)

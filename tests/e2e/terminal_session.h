@@ -16,6 +16,8 @@ struct session_start {
     std::string_view typed_ahead = {};
     /** The terminal's settings, where they are not those of a new terminal. */
     void (*adjust)(termios &settings) = nullptr;
+    /** The program's variables besides those that put it on the board. */
+    environment variables = {};
 };
 
 /**
@@ -38,6 +40,9 @@ public:
     /** Waits for exactly these bytes: throws at the first other one. */
     void expect(std::string_view wanted);
 
+    /** Waits for any output, which is appended; false when the program has ended instead. */
+    bool hear(std::string &into);
+
     /** Throws when anything comes within that time. */
     void expect_silence(int milliseconds);
 
@@ -59,7 +64,7 @@ public:
 
 private:
     void open_terminal(const session_start &start);
-    void start_program(const board_folder &board, const command_line &command);
+    void start_program(const command_line &command, const environment &variables);
     bool wait_for(int number, short events, int milliseconds) const;
     template <typename number>
     number reported();

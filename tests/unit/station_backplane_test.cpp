@@ -49,6 +49,15 @@ protected:
         return results(job(), result);
     }
 
+    /** An end that seems to be one: the station asks, and the switch does not wait for a list. */
+    std::vector<std::string> results_at_end(const bytes &answer)
+    {
+        begin();
+        expect_list(short_sum).answers(answer).expects({0x15});
+        result = run(job());
+        return results(job(), result);
+    }
+
     outcome result;
 };
 
@@ -61,7 +70,7 @@ using words = std::vector<std::string>;
 
 TEST_F(backplane_exchange, is_over_with_a_single_06)
 {
-    EXPECT_EQ(results_of({0x06}), (words{"written", "written"}));
+    EXPECT_EQ(results_at_end({0x06}), (words{"written", "written"}));
     EXPECT_EQ(result.end, ending::stored);
     EXPECT_EQ(reply_bytes(result), (bytes{0x06, 0x06}));
 }
@@ -73,6 +82,40 @@ TEST_F(backplane_exchange, tells_both_statuses)
     EXPECT_EQ(result.end, ending::failed);
     EXPECT_EQ(result.reason, "2 of 2 units are not confirmed");
     EXPECT_EQ(reply_bytes(result), (bytes{0x06, 0x01, 0xFF, 0x06}));
+}
+
+TEST_F(backplane_exchange, does_not_take_a_repeated_acknowledgement_for_its_end)
+{
+    begin().answers({0x06}, 5ms);
+    expect_list(short_sum).answers({0x01, 0xFF, 0x06});
+    result = run(job());
+    EXPECT_EQ(result.end, ending::failed);
+    EXPECT_EQ(reply_bytes(result), (bytes{0x06, 0x01, 0xFF, 0x06}));
+}
+
+TEST_F(backplane_exchange, does_not_take_the_acknowledgement_of_a_start_inside_the_list_for_its_end)
+{
+    options.attempts = 2;
+    begin();
+    // The switch has lost its place, and met a 15; its header does not come, so it waits again.
+    expect_list(0x72).answers({0x06}).expects({0x15}).answers({0x06});
+    far.expects({0x15}).answers({0x06}, 500ms);
+    expect_list(0x72).answers({0x06}).expects({0x15});
+    result = run(job());
+    EXPECT_TRUE(result.ok());
+    EXPECT_EQ(result.attempts, 2);
+}
+
+TEST_F(backplane_exchange, tells_a_switch_that_waits_for_a_list_after_its_end)
+{
+    begin();
+    expect_list(short_sum).answers({0x06}).expects({0x15}).answers({0x06});
+    options.attempts = 1;
+    const std::string waits = "the switch seemed to have taken the list, but waits for one again";
+    EXPECT_EQ(run(job()).reason, waits);
+    begin();
+    expect_list(short_sum).answers({0x06}).expects({0x15}).answers({0x15});
+    EXPECT_EQ(run(job()).reason, waits);
 }
 
 TEST_F(backplane_exchange, cannot_tell_whose_a_single_status_is)
@@ -113,7 +156,7 @@ TEST_F(backplane_exchange, goes_on_with_the_sum_when_the_switch_asks_for_the_lis
     begin();
     expect_list(0x72).answers({0x15}).expects({0x15}).answers({0x06});
     expect_list(0xE4).answers({0x15}).expects({0x15}).answers({0x06});
-    expect_list(0x56).answers({0x06});
+    expect_list(0x56).answers({0x06}).expects({0x15});
     result = run(job());
     EXPECT_TRUE(result.ok());
     EXPECT_EQ(result.attempts, 3);
@@ -126,7 +169,7 @@ TEST_F(backplane_exchange, takes_text_for_a_status_unless_it_is_a_line)
     EXPECT_EQ(results_of({'\n', 0x06}).front(),
               "not known: one of the two is not written, status 0x0A");
     observer.text.clear();
-    EXPECT_EQ(results_of({'[', '1', ']', ' ', 'x', '\r', '\n', 0x06}),
+    EXPECT_EQ(results_at_end({'[', '1', ']', ' ', 'x', '\r', '\n', 0x06}),
               (words{"written", "written"}));
     EXPECT_EQ(observer.text, "Disconnect your console terminal first ...\r\n[1] x\r\n");
 }
@@ -134,7 +177,11 @@ TEST_F(backplane_exchange, takes_text_for_a_status_unless_it_is_a_line)
 TEST_F(backplane_exchange, passes_on_what_the_console_shows_afterwards)
 {
     begin();
-    expect_list(short_sum).answers({0x06}).shows("Save product info success.\r\n# ");
+    expect_list(short_sum)
+        .answers({0x06})
+        .shows("Save product info success.\r\n# ")
+        .expects({0x15})
+        .answers({0x07});
     EXPECT_TRUE(run(job()).ok());
     EXPECT_EQ(observer.text, "Disconnect your console terminal first ...\r\n"
                              "Save product info success.\r\n# ");

@@ -85,6 +85,9 @@ public:
     void write(std::span<const std::uint8_t> data, milliseconds /*limit*/) override
     {
         for (const auto byte : data) {
+            if (!script_.empty() && script_.front().what == step::close) {
+                throw station::line_closed("the program ended with exit status 5");
+            }
             if (script_.empty() || script_.front().what != step::expect) {
                 ADD_FAILURE() << "not expected: " << station::to_hex(data);
                 throw station::line_closed("the script does not go on");
