@@ -62,19 +62,19 @@ ssize_t read_whole(int device, void *buffer, size_t length)
     return static_cast<ssize_t>(done);
 }
 
-/** Writes on where a write comes short: half an image is no image. `length`, or 0 or -1. */
+/** Writes on where a write comes short: half an image is no image. `length`, or -1 for a failure.
+ */
 ssize_t write_whole(int device, const void *buffer, size_t length)
 {
     const auto *bytes = static_cast<const uint8_t *>(buffer);
-    size_t done = 0;
-    while (done < length) {
+    for (size_t done = 0; done < length;) {
         const ssize_t written = write(device, bytes + done, length - done);
         if (written <= 0) {
-            return done == 0 ? written : -1;
+            return -1;
         }
         done += static_cast<size_t>(written);
     }
-    return static_cast<ssize_t>(done);
+    return static_cast<ssize_t>(length);
 }
 
 int32_t clamp_result(int64_t result)

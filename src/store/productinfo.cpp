@@ -198,9 +198,7 @@ int32_t init_product_info()
         printf("%s: system is out of memory.\r\n", __func__);
         return -1;
     }
-    // Less than an image is no damaged image: starting empty, the next save would wipe a good one.
-    if (mtd_read(index, info.image, static_cast<int32_t>(info.mtd_size)) <
-        static_cast<int32_t>(image_length)) {
+    if (mtd_read(index, info.image, static_cast<int32_t>(info.mtd_size)) <= 0) {
         printf("%s: mtd read failed.\r\n", __func__);
         release_image();
         return -1;

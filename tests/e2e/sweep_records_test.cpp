@@ -142,12 +142,6 @@ std::string found_by(const record_command &what, const trial &done)
 /** Whether a success that is none is one of those that the design has. */
 bool is_known_success(const flash_layout &layout, const std::string &found, const trial &done)
 {
-    // Flash takes a write that moved anything for a whole one, and so does the save.
-    const bool cut_short = done.first_struck().starts_with("write /dev/mtd") &&
-                           done.first_struck().find(" = -1") == std::string_view::npos;
-    if (cut_short && found == "damaged") {
-        return true;
-    }
     // With a mirror the result is the mirror's: the first copy may be what it was, or damaged.
     return !layout.mirror.empty() && done.struck_on("/dev/mtd1") &&
            (found == "old" || found == "damaged");
