@@ -18,6 +18,8 @@ arm64_packages=(
     g++-aarch64-linux-gnu qemu-user-static
     zlib1g-dev:arm64 libtomlplusplus-dev:arm64 libserialport-dev:arm64 libgtest-dev:arm64
 )
+# The emulated machine of tests/kernel, and what builds its modules.
+kernel_packages=(qemu-system-arm make libelf1 patch cpio xz-utils kmod python3)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

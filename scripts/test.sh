@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and checks everything, and runs all tests: under both sanitizers, on
-# the executables as they ship, on those for the switch's processor, under emulation, and on the packages.
+# the executables as they ship, on those for the switch's processor, under emulation, on the packages, and
+# on the kernel's own drivers, in an emulated machine.
 #   --arm64      only those for the switch's processor
 #   --packages   only the packages
+#   --kernel     only those on the kernel's drivers
 . "$(dirname "$0")/lib.sh"
 
 # run_tests PRESET
@@ -46,9 +48,10 @@ install_missing "${build_packages[@]}"
 case ${1-} in
 --arm64) test_arm64 ;;
 --packages) test_packages ;;
+--kernel) tests/kernel/run.sh ;;
 "") test_all ;;
 *)
-    echo "usage: scripts/test.sh [--arm64 | --packages]" >&2
+    echo "usage: scripts/test.sh [--arm64 | --packages | --kernel]" >&2
     exit 2
     ;;
 esac

@@ -57,6 +57,10 @@ partition read_partition(table_reader table)
     table.take("blocks", part.blocks, uint32_t{1}, most);
     table.take("page_size", part.page_size, uint32_t{1}, most);
     table.take("bad", part.bad);
+    table.take("no_erase", part.no_erase);
+    table.take("no_write", part.no_write);
+    table.take("no_read", part.no_read);
+    table.take("read_only", part.read_only);
     table.take("index", part.index, 0, 999);
     table.finish();
     return part;
@@ -179,6 +183,7 @@ eeprom read_eeprom(table_reader table, const std::filesystem::path &folder)
     table.take("write_cycle_ms", chip.write_cycle_ms, 0U, 60000U);
     table.take("lifted_by_cpld", chip.lifted_by_cpld);
     table.take("lifted_by_driver", chip.lifted_by_driver);
+    table.take("answered_writes", chip.answered_writes, 0U, 1000000U);
     chip.content = read_eeprom_content(table, folder);
     table.finish();
     return chip;

@@ -14,6 +14,19 @@ bool is_power_of_two(uint32_t number)
     return number != 0 && (number & (number - 1)) == 0;
 }
 
+/** The mistake of a list of blocks that names one behind the partition's end, or nothing. */
+std::optional<std::string> find_missing_block(const partition &part,
+                                              const std::vector<uint32_t> &blocks, const char *what)
+{
+    for (const uint32_t block : blocks) {
+        if (block >= part.blocks) {
+            return "there is no block " + std::to_string(block) + " to be " + what +
+                   ": the last one is " + std::to_string(part.blocks - 1);
+        }
+    }
+    return std::nullopt;
+}
+
 std::optional<std::string> find_mistake(const partition &part)
 {
     if (part.erase_size == 0 || part.blocks == 0) {
@@ -22,19 +35,18 @@ std::optional<std::string> find_mistake(const partition &part)
     if (uint64_t{part.erase_size} * part.blocks > std::numeric_limits<uint32_t>::max()) {
         return "a partition must be smaller than 4 GiB";
     }
-    if (part.type != nand) {
-        return part.bad.empty() ? std::nullopt : std::optional("only NAND flash has bad blocks");
+    if (part.type != nand && !part.bad.empty()) {
+        return "only NAND flash has bad blocks";
     }
-    if (!is_power_of_two(part.page_size) || part.erase_size % part.page_size != 0) {
+    if (part.type == nand &&
+        (!is_power_of_two(part.page_size) || part.erase_size % part.page_size != 0)) {
         return "page_size must be a power of two, and erase_size a multiple of it";
     }
-    for (const uint32_t block : part.bad) {
-        if (block >= part.blocks) {
-            return "there is no block " + std::to_string(block) + " to be bad: the last one is " +
-                   std::to_string(part.blocks - 1);
-        }
+    auto missing = find_missing_block(part, part.bad, "bad");
+    for (const auto *failing : {&part.no_erase, &part.no_write, &part.no_read}) {
+        missing = missing ? missing : find_missing_block(part, *failing, "failing");
     }
-    return std::nullopt;
+    return missing;
 }
 
 std::optional<std::string> find_mistake(const eeprom &chip)

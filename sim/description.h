@@ -23,6 +23,11 @@ struct partition {
     std::vector<uint32_t> bad = {}; // bad blocks, NAND only
     std::optional<int> index = {};  // N of mtdN; one above the partition before it when not given
     uint32_t page_size = 2048;      // NAND only: what is written is whole pages
+    // Blocks on which erasing, programming and reading fail, though they are not marked bad.
+    std::vector<uint32_t> no_erase = {};
+    std::vector<uint32_t> no_write = {};
+    std::vector<uint32_t> no_read = {};
+    bool read_only = false; // it cannot be opened for writing
 };
 
 /**
@@ -37,6 +42,7 @@ struct eeprom {
     // CPLD registers that lift the protection, each with the values that do.
     std::map<uint8_t, std::vector<uint8_t>> lifted_by_cpld = {};
     bool lifted_by_driver = false; // drv_set_e2_wr_pro(0, 0) lifts it, (0, 1) restores it
+    std::optional<unsigned> answered_writes = {}; // of a process; it answers no more after those
 
     bool is_protected() const { return !lifted_by_cpld.empty() || lifted_by_driver; }
 };

@@ -42,6 +42,8 @@ public:
     /** Whether the log keeps the bytes that are read and written. */
     virtual bool logs_bytes() const { return false; }
 
+    /** Whether it can be opened with these flags: 0, or why not. */
+    virtual int64_t open(int) const { return 0; }
     virtual int64_t read(open_file &, std::span<uint8_t>) { return -EINVAL; }
     virtual int64_t write(open_file &, std::span<const uint8_t>) { return -EINVAL; }
     virtual int64_t seek(open_file &, int64_t, int) { return -ESPIPE; }

@@ -11,8 +11,9 @@ eeprom_chip::eeprom_chip(const eeprom &what, std::unique_ptr<memory> cells,
                          std::span<uint8_t> write_cycle, power &supply,
                          std::function<bool()> is_protected)
     : i2c_chip(what.address), page_size_(what.page_size),
-      write_cycle_us_(int64_t{what.write_cycle_ms} * 1000), cells_(std::move(cells)),
-      write_cycle_(write_cycle), supply_(supply), is_protected_(std::move(is_protected))
+      write_cycle_us_(int64_t{what.write_cycle_ms} * 1000), answered_writes_(what.answered_writes),
+      cells_(std::move(cells)), write_cycle_(write_cycle), supply_(supply),
+      is_protected_(std::move(is_protected))
 {
 }
 
@@ -35,7 +36,7 @@ bool eeprom_chip::start(bool reading)
     word_follows_ = !reading;
     // An end further away than a whole cycle was left by another boot of this machine.
     const int64_t left = busy_until() - now_us();
-    return left <= 0 || left > write_cycle_us_;
+    return answered_writes_ != 0U && (left <= 0 || left > write_cycle_us_);
 }
 
 bool eeprom_chip::write(uint8_t byte)
@@ -58,6 +59,9 @@ void eeprom_chip::stop()
     if (!latch_.empty() && !is_protected_()) {
         program();
         busy_until(now_us() + write_cycle_us_);
+        if (answered_writes_) {
+            --*answered_writes_;
+        }
     }
     latch_.clear();
 }

@@ -16,7 +16,8 @@ namespace sim {
  * A serial EEPROM with a one-byte word address. A write fills a page and wraps inside it, is
  * programmed at the stop, and the chip then answers to nobody until its write cycle is over. While
  * it is protected it takes what is written to it, but programs nothing and begins no write cycle. A
- * read goes on from the word address and wraps at the end of the memory.
+ * chip that stops answering does so after a number of writes. A read goes on from the word address
+ * and wraps at the end of the memory.
  */
 class eeprom_chip : public i2c_chip {
 public:
@@ -43,6 +44,7 @@ private:
 
     unsigned page_size_;
     int64_t write_cycle_us_;
+    std::optional<unsigned> answered_writes_; // what is left of them
     std::unique_ptr<memory> cells_;
     std::span<uint8_t> write_cycle_;
     power &supply_;

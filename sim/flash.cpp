@@ -44,9 +44,24 @@ uint32_t spare_size(const partition &what)
     return what.type == nand ? what.page_size / 32 : 0;
 }
 
+uint32_t flags_of(const partition &what)
+{
+    return facts(what.type).flags & ~(what.read_only ? uint32_t{MTD_WRITEABLE} : 0U);
+}
+
+bool for_writing(int flags)
+{
+    return (flags & O_ACCMODE) != O_RDONLY;
+}
+
 bool can_write(const open_file &file)
 {
-    return (file.flags & O_ACCMODE) != O_RDONLY;
+    return for_writing(file.flags);
+}
+
+bool contains(const std::vector<uint32_t> &blocks, uint64_t block)
+{
+    return std::find(blocks.begin(), blocks.end(), block) != blocks.end();
 }
 
 /** The argument of an ioctl, copied, for it need not be aligned. Zero when there is none. */
@@ -69,7 +84,15 @@ flash_memory::flash_memory(partition what, std::unique_ptr<memory> cells, power 
 
 bool flash_memory::is_bad(uint64_t block) const
 {
-    return std::find(what_.bad.begin(), what_.bad.end(), block) != what_.bad.end();
+    return contains(what_.bad, block);
+}
+
+bool flash_memory::is_readable(uint64_t offset, uint64_t length) const
+{
+    return std::ranges::none_of(what_.no_read, [&](uint64_t block) {
+        const uint64_t start = block * what_.erase_size;
+        return start < offset + length && offset < start + what_.erase_size;
+    });
 }
 
 std::vector<uint8_t> flash_memory::block(uint32_t index)
@@ -86,7 +109,7 @@ int64_t flash_memory::erase(uint64_t offset, uint64_t length)
     }
     const uint64_t first = offset / what_.erase_size;
     for (uint64_t block = first; block < first + length / what_.erase_size; ++block) {
-        if (is_bad(block) || !erase_block(block)) {
+        if (is_bad(block) || contains(what_.no_erase, block) || !erase_block(block)) {
             return -EIO;
         }
     }
@@ -112,7 +135,8 @@ int64_t flash_memory::program(uint64_t offset, std::span<const uint8_t> data)
     }
     const auto cells = bytes().subspan(offset, data.size());
     for (std::size_t i = 0; i < data.size(); ++i) {
-        if (is_bad((offset + i) / what_.erase_size) || !supply_.step()) {
+        const uint64_t block = (offset + i) / what_.erase_size;
+        if (is_bad(block) || contains(what_.no_write, block) || !supply_.step()) {
             return -EIO;
         }
         cells[i] = what_.type == ram ? data[i] : static_cast<uint8_t>(cells[i] & data[i]);
@@ -132,10 +156,18 @@ void mtd_device::describe(struct stat &status) const
     status.st_rdev = makedev(90, static_cast<unsigned>(index_) * 2);
 }
 
+int64_t mtd_device::open(int flags) const
+{
+    return for_writing(flags) && chip_.description().read_only ? -EACCES : 0;
+}
+
 int64_t mtd_device::read(open_file &file, std::span<uint8_t> out)
 {
     const uint64_t left = chip_.size() - std::min(file.position, chip_.size());
     const std::size_t count = std::min<uint64_t>(out.size(), left);
+    if (!chip_.is_readable(file.position, count)) {
+        return -EIO;
+    }
     std::ranges::copy(chip_.bytes().subspan(chip_.size() - left, count), out.begin());
     file.position += count;
     return static_cast<int64_t>(count);
@@ -204,7 +236,7 @@ int64_t mtd_device::ioctl(open_file &file, unsigned long request, void *argument
     case MEMGETINFO: {
         mtd_info_user info = {};
         info.type = facts(what.type).code;
-        info.flags = facts(what.type).flags;
+        info.flags = flags_of(what);
         info.size = static_cast<uint32_t>(chip_.size());
         info.erasesize = what.erase_size;
         info.writesize = write_size(what);
@@ -259,7 +291,7 @@ std::vector<std::unique_ptr<device>> mtd_texts(int index, const partition &what)
     add("name", what.name);
     add("dev", "90:" + std::to_string(index * 2));
     add("type", std::string(kind.name));
-    add("flags", hex(kind.flags));
+    add("flags", hex(flags_of(what)));
     add("size", std::to_string(uint64_t{what.erase_size} * what.blocks));
     add("erasesize", std::to_string(what.erase_size));
     add("writesize", std::to_string(write_size(what)));

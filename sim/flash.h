@@ -22,15 +22,19 @@ public:
     const partition &description() const { return what_; }
     uint64_t size() const { return uint64_t{what_.erase_size} * what_.blocks; }
     bool is_bad(uint64_t block) const;
+    /** Whether none of these bytes is in a block that cannot be read. */
+    bool is_readable(uint64_t offset, uint64_t length) const;
 
     /** All bytes as they are in the chip; a test may change them. */
     std::span<uint8_t> bytes() { return cells_->bytes(); }
     /** A copy of one erase block. */
     std::vector<uint8_t> block(uint32_t index);
 
-    /** Erases whole blocks: 0, -EINVAL when not whole or past the end, -EIO at a bad block. */
+    /** Erases whole blocks: 0, -EINVAL when not whole or past the end, -EIO at a bad or failing
+     * block. */
     int64_t erase(uint64_t offset, uint64_t length);
-    /** Programs: 0; -EINVAL unless whole pages of NAND, -EIO at a bad block or without power. */
+    /** Programs: 0; -EINVAL unless whole pages of NAND, -EIO at a bad or failing block, or without
+     * power. */
     int64_t program(uint64_t offset, std::span<const uint8_t> data);
 
 private:
@@ -47,6 +51,7 @@ public:
     mtd_device(int index, flash_memory &chip);
 
     void describe(struct stat &status) const override;
+    int64_t open(int flags) const override;
     int64_t read(open_file &file, std::span<uint8_t> out) override;
     int64_t write(open_file &file, std::span<const uint8_t> data) override;
     int64_t seek(open_file &file, int64_t offset, int whence) override;

@@ -24,6 +24,9 @@ constexpr std::string_view head =
 #   blocks      number of erase blocks                                (default 4)
 #   page_size   NAND only: what is written is whole pages             (default 2048)
 #   bad         NAND only: bad blocks, as [0, 5]                      (default none)
+#   no_erase, no_write, no_read
+#               blocks on which that fails, though not marked bad     (default none)
+#   read_only   true: it cannot be opened for writing                 (default false)
 #   index       N of mtdN, to leave a gap in the numbering            (default one above the last)
 )toml";
 
@@ -74,7 +77,8 @@ constexpr std::string_view eeprom_head = R"toml(
 #   write_cycle_ms    how long it does not answer after a write       (default 5)
 #   lifted_by_cpld    write protection: CPLD registers that lift it, each with the values that do
 #   lifted_by_driver  true: drv_set_e2_wr_pro(0, 0) of the driver library lifts it
-# With none of the last two it can always be written; with both, either of them lets it be written.
+#   answered_writes   it answers no more after so many writes of a process   (default: it always does)
+# With neither lifted_by_cpld nor lifted_by_driver it can always be written; with both, either of them lets it be written.
 #
 # What a new file holds from offset 0, in one of these ways; the rest is 0xFF:
 #   content           pairs of hexadecimal digits

@@ -158,6 +158,9 @@ int open_node(const char *path, int flags)
         if (node == nullptr) {
             return -ENOENT;
         }
+        if (const int64_t refused = node->open(flags); refused != 0) {
+            return refused;
+        }
         return reserve({.node = node, .flags = flags});
     }));
 }

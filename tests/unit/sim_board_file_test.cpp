@@ -41,6 +41,10 @@ erase_size = 0x20000
 blocks = 8
 page_size = 4096
 bad = [0, 7]
+no_erase = [1]
+no_write = [2, 3]
+no_read = [4]
+read_only = true
 index = 5
 )");
     ASSERT_EQ(board.partitions.size(), 2U);
@@ -54,6 +58,10 @@ index = 5
     EXPECT_EQ(second.blocks, 8U);
     EXPECT_EQ(second.page_size, 4096U);
     EXPECT_EQ(second.bad, (std::vector<uint32_t>{0, 7}));
+    EXPECT_EQ(second.no_erase, (std::vector<uint32_t>{1}));
+    EXPECT_EQ(second.no_write, (std::vector<uint32_t>{2, 3}));
+    EXPECT_EQ(second.no_read, (std::vector<uint32_t>{4}));
+    EXPECT_TRUE(second.read_only);
     EXPECT_EQ(second.index, 5);
 }
 
@@ -66,6 +74,7 @@ address = 0x56
 content = "54 6c76"
 page_size = 16
 write_cycle_ms = 10
+answered_writes = 3
 [driver]
 init_result = -3
 [power]
@@ -86,6 +95,7 @@ short = 0
     EXPECT_EQ(board.eeproms[0].content, (std::vector<uint8_t>{0x54, 0x6C, 0x76}));
     EXPECT_EQ(board.eeproms[0].page_size, 16U);
     EXPECT_EQ(board.eeproms[0].write_cycle_ms, 10U);
+    EXPECT_EQ(board.eeproms[0].answered_writes, 3U);
     EXPECT_EQ(board.driver.init_result, -3);
     EXPECT_EQ(board.cut_after, 1000U);
     ASSERT_EQ(board.faults.size(), 2U);
@@ -385,7 +395,9 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
          "board.toml:3: its index is below 0 or that of another partition"},
         {"[[partition]]\nname = \"a\"\nsize = 1",
          "board.toml:3: size is not known here; known are bad blocks erase_size index name "
-         "page_size type"},
+         "no_erase no_read no_write page_size read_only type"},
+        {"[[partition]]\nname = \"a\"\nno_read = [4]",
+         "board.toml:1: there is no block 4 to be failing: the last one is 3"},
         {"[[eeprom]]", "board.toml:1: address is missing"},
         {"[[eeprom]]\naddress = 0x78",
          "board.toml:2: address must be a whole number from 8 to 119"},

@@ -186,6 +186,63 @@ TEST(sim_flash, a_write_into_a_bad_block_fails_and_changes_nothing_there)
     EXPECT_EQ(board.flash(0).block(1), bytes(4096, 0xFF));
 }
 
+TEST(sim_flash, a_block_that_cannot_be_erased_fails_after_those_before_it)
+{
+    sim::board board(
+        {.partitions = {{.name = "a", .erase_size = 4096, .blocks = 3, .no_erase = {1}}}});
+    std::ranges::fill(board.flash(0).bytes(), 0x00);
+    const mtd dev(0);
+    EXPECT_EQ(dev.erase(0, 12288), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(board.flash(0).block(0), bytes(4096, 0xFF));
+    EXPECT_EQ(board.flash(0).block(1), bytes(4096, 0x00));
+    EXPECT_EQ(board.flash(0).block(2), bytes(4096, 0x00));
+    EXPECT_EQ(dev.bad_block(4096), 0);
+}
+
+TEST(sim_flash, a_block_that_cannot_be_programmed_keeps_its_bytes)
+{
+    sim::board board(
+        {.partitions = {{.name = "a", .erase_size = 4096, .blocks = 2, .no_write = {1}}}});
+    const mtd dev(0);
+    EXPECT_EQ(pwrite(dev.fd(), "\x00\x00\x00\x00", 4, 4094), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(board.flash(0).bytes()[4095], 0x00);
+    EXPECT_EQ(board.flash(0).block(1), bytes(4096, 0xFF));
+    EXPECT_EQ(pwrite(dev.fd(), "\x00", 1, 0), 1);
+}
+
+TEST(sim_flash, a_block_that_cannot_be_read_fails_every_read_that_touches_it)
+{
+    sim::board board(
+        {.partitions = {{.name = "a", .erase_size = 4096, .blocks = 3, .no_read = {1}}}});
+    const mtd dev(0);
+    bytes buffer(12288);
+    const auto got = [&](off_t offset, std::size_t count) {
+        return pread(dev.fd(), buffer.data(), count, offset);
+    };
+    EXPECT_EQ(got(0, 4096), 4096);
+    EXPECT_EQ(got(8192, 4096), 4096);
+    for (const auto &[offset, count] : {std::pair{0, 4097}, {0, 12288}, {8191, 1}, {4096, 1}}) {
+        EXPECT_EQ(got(offset, static_cast<std::size_t>(count)), -1) << offset;
+        EXPECT_EQ(errno, EIO);
+    }
+}
+
+TEST(sim_flash, a_read_only_partition_is_opened_for_reading_alone)
+{
+    sim::board board({.partitions = {{.name = "a", .read_only = true}}});
+    EXPECT_EQ(open("/dev/mtd0", O_RDWR), -1);
+    EXPECT_EQ(errno, EACCES);
+    EXPECT_EQ(open("/dev/mtd0", O_WRONLY), -1);
+    EXPECT_EQ(errno, EACCES);
+    const mtd dev(0, O_RDONLY);
+    uint8_t byte = 0;
+    EXPECT_EQ(read(dev.fd(), &byte, 1), 1);
+    EXPECT_EQ(dev.info().flags, uint32_t{MTD_BIT_WRITEABLE});
+    EXPECT_EQ(text_of("/sys/class/mtd/mtd0/flags"), "0x800\n");
+}
+
 TEST(sim_flash, reads_are_cut_at_the_end)
 {
     sim::board board({.partitions = {{.name = "a", .erase_size = 4096, .blocks = 1}}});

@@ -149,6 +149,19 @@ TEST(sim_i2c, an_eeprom_does_not_answer_during_its_write_cycle)
     EXPECT_EQ(read_at(0, 1), bytes{0x11});
 }
 
+TEST(sim_i2c, an_eeprom_can_stop_answering_after_a_number_of_writes)
+{
+    sim::board board({.eeproms = {{.address = chip, .write_cycle_ms = 0, .answered_writes = 2}}});
+    EXPECT_EQ(read_at(0, 1), bytes{0xFF});
+    EXPECT_EQ(write_at(0, {0x11}), 2);
+    EXPECT_EQ(write_at(8, {0x22}), 2);
+    EXPECT_EQ(write_at(16, {0x33}), -1);
+    EXPECT_EQ(errno, ENXIO);
+    EXPECT_EQ(read_at(0, 1), bytes{});
+    EXPECT_EQ(board.eeprom(chip)[8], 0x22);
+    EXPECT_EQ(board.eeprom(chip)[16], 0xFF);
+}
+
 TEST(sim_i2c, setting_the_word_address_begins_no_write_cycle)
 {
     sim::board board({.eeproms = {{.address = chip, .write_cycle_ms = 10000}}});
