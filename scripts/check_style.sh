@@ -7,7 +7,9 @@ mapfile -t sources < <(git ls-files '*.cpp' '*.h')
 clang-format --dry-run --Werror "${sources[@]}"
 
 mapfile -t linted < <(git ls-files 'src/*.cpp' 'sim/*.cpp' 'station/*.cpp')
-run-clang-tidy -quiet -p build/release -extra-arg=-Wno-unknown-warning-option "${linted[@]}" >build/tidy.log 2>&1 || {
+# To clang the checked functions of the C library and those of the simulated board are the same twice.
+run-clang-tidy -quiet -p build/release -extra-arg=-Wno-unknown-warning-option \
+    -extra-arg=-U_FORTIFY_SOURCE "${linted[@]}" >build/tidy.log 2>&1 || {
     cat build/tidy.log
     exit 1
 }

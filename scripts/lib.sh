@@ -21,6 +21,11 @@ arm64_packages=(
 # The emulated machine of tests/kernel, and what builds its modules.
 kernel_packages=(qemu-system-arm make libelf1 patch cpio xz-utils kmod python3)
 
+# say TEXT...: what is done now, with the seconds since the script began.
+say() {
+    printf '%4d s  %s\n' "$SECONDS" "$*"
+}
+
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
@@ -45,7 +50,7 @@ install_missing() {
         is_installed "$package" || missing+=("$package")
     done
     if [ ${#missing[@]} -gt 0 ]; then
-        echo "Installing ${missing[*]}"
+        say "Installing ${missing[*]}"
         as_root apt-get update -qq
         as_root env DEBIAN_FRONTEND=noninteractive \
             apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
@@ -82,7 +87,7 @@ register_arm64_emulator() {
 build() {
     local preset=$1
     shift
-    echo "Building $preset"
+    say "Building $preset"
     mkdir -p build
     cmake --preset "$preset" >"build/$preset.log" 2>&1 &&
         cmake --build --preset "$preset" ${1:+--target "$@"} >>"build/$preset.log" 2>&1 || {

@@ -9,7 +9,7 @@
 
 # run_tests PRESET
 run_tests() {
-    echo "Testing $1"
+    say "Testing $1"
     # Each is given a second try: the tests share two cores with programs that poll at top priority.
     ctest --preset "$1" --parallel "$(nproc)" --repeat until-pass:2 --quiet --output-log "build/tests-$1.log" || {
         cat "build/tests-$1.log"
@@ -27,28 +27,38 @@ test_arm64() {
 
 test_packages() {
     install_missing "${package_packages[@]}"
+    say "Testing packages"
     scripts/package.sh all
     tests/packages/packages_test.sh "$(dpkg --print-architecture)"
     tests/packages/packages_test.sh arm64
 }
 
+test_kernel() {
+    say "Testing on the kernel's drivers"
+    tests/kernel/run.sh "$@"
+}
+
 test_all() {
     install_missing "${style_packages[@]}"
     build release
+    say "Checking style"
     scripts/check_style.sh
     build asan
     run_tests asan
     run_tests release
+    say "Feeding hostile bytes"
     scripts/fuzz.sh --quick
     test_arm64
     test_packages
+    test_kernel --cuts 10
+    say "All tests pass"
 }
 
 install_missing "${build_packages[@]}"
 case ${1-} in
 --arm64) test_arm64 ;;
 --packages) test_packages ;;
---kernel) tests/kernel/run.sh ;;
+--kernel) test_kernel "${@:2}" ;;
 "") test_all ;;
 *)
     echo "usage: scripts/test.sh [--arm64 | --packages | --kernel]" >&2
