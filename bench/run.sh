@@ -3,6 +3,7 @@
 # in this one run. Leave the machine alone meanwhile.
 . "$(dirname "$0")/../scripts/lib.sh"
 install_missing "${build_packages[@]}" "${bench_packages[@]}"
+install_arm64_packages
 build release setmac setmac-tlv simboard_preload bench
 build arm64 setmac
 

@@ -13,6 +13,8 @@ build_packages=(
 style_packages=(clang-format clang-tidy mandoc)
 fuzz_packages=(clang libclang-rt-14-dev llvm-14)
 package_packages=(lintian)
+# The programs that ours are measured against, and what counts instructions.
+bench_packages=(libubootenv-tool lrzsz valgrind)
 # To build for the switch's processor, and to run what was built.
 arm64_packages=(
     g++-aarch64-linux-gnu qemu-user-static
