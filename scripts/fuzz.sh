@@ -12,7 +12,7 @@
 
 folder=build/fuzz
 reports=build/fuzz-coverage
-quick_runs=1500
+quick_runs=1000
 mapfile -t targets < <(sed -n 's/^\([a-z][a-z_]*\) .*/\1/p' fuzz/targets.txt)
 
 # prepare PRESET: the targets of that preset, and the seeds.

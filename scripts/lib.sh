@@ -23,6 +23,11 @@ arm64_packages=(
 # The emulated machine of tests/kernel, and what builds its modules.
 kernel_packages=(qemu-system-arm make libelf1 patch cpio xz-utils kmod python3)
 
+# What an installation consists of.
+shipped_targets=(
+    setmac setmac-tlv setmac-station simboard simboard_preload dev_drv_standin setmac_fallback_standin
+)
+
 # say TEXT...: what is done now, with the seconds since the script began.
 say() {
     printf '%4d s  %s\n' "$SECONDS" "$*"

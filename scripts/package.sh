@@ -5,7 +5,6 @@
 . "$(dirname "$0")/lib.sh"
 
 packages=build/packages
-targets=(setmac setmac-tlv setmac-station simboard simboard_preload dev_drv_standin setmac_fallback_standin)
 
 # make_archive PRESET ARCHITECTURE
 make_archive() {
@@ -22,7 +21,7 @@ make_archive() {
 
 # make_packages PRESET ARCHITECTURE
 make_packages() {
-    build "$1" "${targets[@]}"
+    build "$1" "${shipped_targets[@]}"
     mkdir -p "$packages"
     cpack --config "build/$1/CPackConfig.cmake" -B "$PWD/$packages" >"build/$1-packages.log" 2>&1 || {
         cat "build/$1-packages.log"
