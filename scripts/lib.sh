@@ -10,7 +10,7 @@ build_packages=(
     zlib1g-dev libcli11-dev libtomlplusplus-dev libserialport-dev libgtest-dev
     mtd-utils libubootenv-tool i2c-tools python3-minimal zsh
 )
-style_packages=(clang-format clang-tidy mandoc)
+style_packages=(clang-format clang-tidy mandoc git)
 fuzz_packages=(clang libclang-rt-14-dev llvm-14)
 package_packages=(lintian)
 # The programs that ours are measured against, and what counts instructions.
