@@ -62,8 +62,7 @@ ssize_t read_whole(int device, void *buffer, size_t length)
     return static_cast<ssize_t>(done);
 }
 
-/** Writes on where a write comes short: half an image is no image. `length`, or -1 for a failure.
- */
+/** Writes on where a write comes short: half an image is no image. `length`, or -1. */
 ssize_t write_whole(int device, const void *buffer, size_t length)
 {
     const auto *bytes = static_cast<const uint8_t *>(buffer);
