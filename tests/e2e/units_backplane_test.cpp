@@ -13,20 +13,6 @@ using e2e::unit_session;
 
 constexpr std::string_view greeting = "Disconnect your console terminal first ...\r\n";
 
-constexpr std::string_view eeproms_on_bridge = R"toml(
-[[fpga.eeprom]]
-bus = 4
-channel = 0
-address = 0x52
-kind = "backplane"
-
-[[fpga.eeprom]]
-bus = 4
-channel = 1
-address = 0x54
-kind = "backplane"
-)toml";
-
 constexpr std::string_view first_eeprom = "bridge-4-0-52.bin";
 constexpr std::string_view second_eeprom = "bridge-4-1-54.bin";
 constexpr std::string_view first_of_driver = "backplane-1.bin";
@@ -85,7 +71,7 @@ protected:
         expect_on_both_chips(pc, record);
     }
 
-    unit_session pc{eeproms_on_bridge, "setbackplane", greeting};
+    unit_session pc{e2e::backplane_eeproms, "setbackplane", greeting};
 };
 
 TEST_F(setbackplane, stores_every_element_in_both_eeproms_byte_by_byte)
@@ -223,7 +209,7 @@ void expect_statuses(unit_session &pc, std::string_view statuses)
 
 TEST(setbackplane_failure, of_the_first_eeprom_is_told_and_the_second_is_written_yet)
 {
-    unit_session pc(std::string(eeproms_on_bridge) + R"toml(
+    unit_session pc(std::string(e2e::backplane_eeproms) + R"toml(
 [[fpga.trouble]]
 bus = 4
 channel = 0
@@ -247,7 +233,7 @@ TEST(setbackplane_failure, of_both_eeproms_is_two_bytes)
 
 TEST(setbackplane_failure, of_a_bridge_that_stays_busy_is_told_as_its_status)
 {
-    unit_session pc(std::string(eeproms_on_bridge) + R"toml(
+    unit_session pc(std::string(e2e::backplane_eeproms) + R"toml(
 [[fpga.trouble]]
 bus = 4
 channel = 1
@@ -262,7 +248,7 @@ what = "stick"
 
 TEST(setbackplane_bridge, may_be_busy_for_a_while)
 {
-    unit_session pc(std::string(eeproms_on_bridge) + R"toml(
+    unit_session pc(std::string(e2e::backplane_eeproms) + R"toml(
 [[fpga.trouble]]
 bus = 4
 channel = 0

@@ -16,6 +16,21 @@
 
 namespace e2e {
 
+/** Part of a board: the two EEPROMs of a backplane behind the FPGA's bridge. */
+constexpr std::string_view backplane_eeproms = R"toml(
+[[fpga.eeprom]]
+bus = 4
+channel = 0
+address = 0x52
+kind = "backplane"
+
+[[fpga.eeprom]]
+bus = 4
+channel = 1
+address = 0x54
+kind = "backplane"
+)toml";
+
 // "prov_setmac" with a command for units at a terminal. It waits for the PC for ever, so nothing
 // has to be typed ahead.
 

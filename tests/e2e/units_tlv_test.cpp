@@ -53,19 +53,7 @@ const std::string backplane_record =
 
 TEST(tlv_setbackplane, stores_the_record_through_the_fpga)
 {
-    unit_session pc(R"toml(
-[[fpga.eeprom]]
-bus = 4
-channel = 0
-address = 0x52
-kind = "backplane"
-[[fpga.eeprom]]
-bus = 4
-channel = 1
-address = 0x54
-kind = "backplane"
-)toml",
-                    "setbackplane", backplane_greeting, e2e::flavour::tlv);
+    unit_session pc(e2e::backplane_eeproms, "setbackplane", backplane_greeting, e2e::flavour::tlv);
     pc.exchange(bytes({0x15}), bytes({0x06}));
     pc.exchange(backplane_message, bytes({0x06}));
     pc.expect_end(outcome{});
