@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "input.h"
-#include "station/commands.h"
-#include "station/product_info.h"
+#include "station/app/commands.h"
+#include "station/jobs/product_info.h"
 
 // Job files of any content, for every command in each flavour.
 

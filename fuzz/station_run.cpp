@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "station/conversation.h"
-#include "station/report.h"
+#include "station/base/report.h"
+#include "station/exchanges/conversation.h"
 
 namespace fuzz {
 

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "input.h"
-#include "station/commands.h"
+#include "station/app/commands.h"
 
 namespace fuzz {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "input.h"
-#include "sim/board.h"
+#include "sim/board/board.h"
 
 namespace fuzz {
 

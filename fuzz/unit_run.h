@@ -5,7 +5,7 @@
 
 #include "input.h"
 #include "repair.h"
-#include "sim/board.h"
+#include "sim/board/board.h"
 
 namespace fuzz {
 

@@ -1,0 +1,177 @@
+#include "sim/app/show.h"
+#include "sim/board/process_board.h"
+#include "sim/description/board_file.h"
+#include "sim/description/layouts.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+// The command that makes simulated boards, runs programs on them and shows them.
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int status_of_failure = 1;
+constexpr int status_of_wrong_usage = 2;
+constexpr int status_not_run = 126; // as of a shell: found, but not to be executed
+constexpr int status_not_found = 127;
+
+fs::path own_folder()
+{
+    return fs::read_symlink("/proc/self/exe").parent_path();
+}
+
+void make_board(const fs::path &folder, const std::string &like)
+{
+    const fs::path file = folder / sim::board_file_name;
+    if (fs::exists(file)) {
+        throw std::runtime_error(file.string() + " is there already; a board is never overwritten");
+    }
+    fs::create_directories(folder);
+    std::ofstream out(file, std::ios::binary);
+    out << sim::layout(like).value();
+    out.close();
+    if (!out) {
+        throw std::runtime_error(file.string() + " cannot be written");
+    }
+    std::cout << "A board like \"" << like << "\" stands in " << file.string() << "\n";
+}
+
+/** The programs of this build come before those of PATH. */
+std::string find_program(const std::string &name)
+{
+    const fs::path built = own_folder() / name;
+    const bool is_ours = name.find('/') == std::string::npos && ::access(built.c_str(), X_OK) == 0;
+    return is_ours ? built.string() : name;
+}
+
+/** Where the build has it, or else where the installation does. */
+fs::path find_library()
+{
+    for (const char *folder : {"lib", SIMBOARD_LIBDIR}) {
+        const fs::path library = own_folder() / ".." / folder / "libsimboard.so";
+        if (fs::exists(library)) {
+            return fs::canonical(library);
+        }
+    }
+    throw std::runtime_error("libsimboard.so is missing from " +
+                             (own_folder().parent_path() / SIMBOARD_LIBDIR).string());
+}
+
+/** Puts a path in front of those that a variable lists. */
+void put_first(const char *variable, std::string path)
+{
+    if (const char *others = std::getenv(variable); others != nullptr && *others != '\0') {
+        path.append(":").append(others);
+    }
+    ::setenv(variable, path.c_str(), 1);
+}
+
+/** The board, and in the maker's place the stand-ins beside it, which ask the board. */
+void preload_board(const fs::path &folder)
+{
+    const fs::path library = find_library();
+    put_first("LD_PRELOAD", library.string());
+    put_first("LD_LIBRARY_PATH", library.parent_path().string());
+    ::setenv(sim::folder_variable, fs::canonical(folder).c_str(), 1);
+}
+
+/** Becomes the program: comes back only when it cannot. */
+int run(const fs::path &folder, std::vector<std::string> command)
+{
+    // Mistakes of the folder are told here, once, before the program begins.
+    {
+        const sim::board check(sim::read_board_file(folder), folder);
+    }
+    preload_board(folder);
+    std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
+    for (std::string &word : command) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    ::execvp(find_program(command[0]).c_str(), arguments.data());
+    const int error = errno;
+    std::cerr << "simboard: " << command[0] << ": " << std::strerror(error) << "\n";
+    return error == ENOENT ? status_not_found : status_not_run;
+}
+
+void show(const fs::path &folder)
+{
+    sim::board board(sim::read_board_file(folder), folder);
+    sim::show_board(board, std::cout);
+}
+
+void print_log(const fs::path &folder)
+{
+    sim::read_board_file(folder);
+    std::ifstream log(folder / sim::log_file_name, std::ios::binary);
+    if (log && log.peek() != std::ifstream::traits_type::eof()) {
+        std::cout << log.rdbuf();
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CLI::App app("Simulated switch boards: flash, EEPROMs and the driver library, in a folder.",
+                 "simboard");
+    app.set_version_flag("--version", "simboard " SIMBOARD_VERSION);
+    app.require_subcommand(1);
+    std::string folder;
+    std::string like(sim::layout_names().front());
+    std::vector<std::string> command;
+
+    CLI::App *new_command = app.add_subcommand("new", "Make a board");
+    new_command->add_option("DIR", folder, "The folder, made if need be")->required();
+    const auto names = sim::layout_names();
+    new_command->add_option("--like", like, "What is fitted")
+        ->check(CLI::IsMember(std::vector<std::string>(names.begin(), names.end())))
+        ->capture_default_str();
+
+    CLI::App *run_command = app.add_subcommand(
+        "run", "Run a program on a board: simboard run DIR -- PROGRAM [ARGUMENT...]");
+    run_command->add_option("DIR", folder, "The board's folder")->required();
+    run_command
+        ->add_option("COMMAND", command, "The program, of this build or of PATH, and its arguments")
+        ->required();
+
+    CLI::App *show_command = app.add_subcommand("show", "Show what a board's memories hold");
+    show_command->add_option("DIR", folder, "The board's folder")->required();
+
+    CLI::App *log_command = app.add_subcommand("log", "Print what programs did on a board");
+    log_command->add_option("DIR", folder, "The board's folder")->required();
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &stop) {
+        // Also how --help and --version end.
+        return app.exit(stop) == 0 ? 0 : status_of_wrong_usage;
+    }
+    try {
+        if (*new_command) {
+            make_board(folder, like);
+        } else if (*run_command) {
+            return run(folder, command);
+        } else if (*show_command) {
+            show(folder);
+        } else if (*log_command) {
+            print_log(folder);
+        }
+    } catch (const std::exception &wrong) {
+        std::cerr << "simboard: " << wrong.what() << "\n";
+        return status_of_failure;
+    }
+    return 0;
+}

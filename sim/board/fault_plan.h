@@ -1,0 +1,27 @@
+#pragma once
+
+#include "sim/base/operation.h"
+#include "sim/description/description.h"
+
+#include <vector>
+
+namespace sim {
+
+/** The faults set up on a board, each with its own count of the operations it is about. */
+class fault_plan {
+public:
+    void add(fault what) { entries_.push_back({std::move(what), 0}); }
+    void clear() { entries_.clear(); }
+
+    /** Counts an operation. The fault that strikes it, or null; valid until the plan changes. */
+    const fault *strike(const operation &what, bool is_ioctl);
+
+private:
+    struct entry {
+        fault what;
+        unsigned seen;
+    };
+    std::vector<entry> entries_;
+};
+
+} // namespace sim

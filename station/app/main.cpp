@@ -1,0 +1,269 @@
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "station/app/commands.h"
+#include "station/app/display.h"
+#include "station/lines/pty_line.h"
+#include "station/lines/serial_line.h"
+#include "station/lines/traced_line.h"
+
+namespace {
+
+using namespace station;
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+constexpr int exit_failed = 1;
+constexpr int exit_usage = 2;
+
+// How long to listen once the exchange is over: to a console for its closing words, to a program
+// until it ends.
+constexpr milliseconds closing_words = 1s;
+constexpr milliseconds program_end = 10s;
+
+/** What the operator chose. */
+struct choices {
+    const command *chosen = nullptr; // none: a preview
+    std::string job;
+    bool tlv = false;
+    std::string port;
+    int baud = 115200;
+    std::string exec;
+    double wait = 0;
+    int attempts = 0;
+    double store_limit = 120;
+    bool json = false;
+    bool quiet = false;
+    bool trace = false;
+};
+
+constexpr double longest_wait = 1e6; // seconds
+
+/** Why a text is no time to wait, or nothing. */
+std::string check_seconds(const std::string &text)
+{
+    double count = 0;
+    const bool right = CLI::detail::lexical_cast(text, count) && count > 0 && count <= longest_wait;
+    return right ? "" : text + " is no number of seconds above 0, up to 1000000";
+}
+
+milliseconds seconds(double count)
+{
+    return milliseconds(static_cast<milliseconds::rep>(std::ceil(count * 1000)));
+}
+
+void add_job(CLI::App &sub, choices &chosen)
+{
+    sub.add_option("JOB", chosen.job, "What to store: a TOML file")->required()->type_name("FILE");
+}
+
+void add_tlv(CLI::App &sub, choices &chosen)
+{
+    sub.add_flag("--tlv", chosen.tlv, "For a switch that keeps its identity in the system EEPROM");
+}
+
+void add_preview(CLI::App &app, choices &chosen)
+{
+    auto *sub = app.add_subcommand(
+        "preview", "print what a switch holds after a setmac job, without a switch");
+    add_job(*sub, chosen);
+    add_tlv(*sub, chosen);
+}
+
+void add_command(CLI::App &app, const command &each, choices &chosen)
+{
+    auto *sub = app.add_subcommand(each.name, each.summary);
+    sub->callback([&] {
+        chosen.chosen = &each;
+        if (chosen.port.empty() && chosen.exec.empty()) {
+            throw CLI::RequiredError("--port or --exec");
+        }
+    });
+    add_job(*sub, chosen);
+    if (each.prepare_tlv != nullptr) {
+        add_tlv(*sub, chosen);
+    }
+    auto *port = sub->add_option("--port", chosen.port, "Serial port, as in /dev/ttyUSB0");
+    port->type_name("DEV");
+    sub->add_option("--exec", chosen.exec, "Program to run on a pseudo-terminal instead")
+        ->excludes(port)
+        ->type_name("COMMAND");
+    sub->add_option("--baud", chosen.baud, "Speed of the serial port")
+        ->check(CLI::PositiveNumber.description(""))
+        ->capture_default_str()
+        ->type_name("N");
+    sub->add_option("--wait", chosen.wait, "How long to wait for the switch (for ever)")
+        ->check(check_seconds)
+        ->type_name("SECONDS");
+    sub->add_option("--attempts", chosen.attempts, "How often to try")
+        ->check(CLI::Range(1, 1000).description(""))
+        ->default_str(std::to_string(each.attempts))
+        ->type_name("N");
+    sub->add_option("--store-limit", chosen.store_limit, "How long the switch may take to store")
+        ->check(check_seconds)
+        ->capture_default_str()
+        ->type_name("SECONDS");
+    sub->add_flag("--json", chosen.json, "Print the outcome as JSON");
+    sub->add_flag("--quiet", chosen.quiet, "Do not show the steps");
+    sub->add_flag("--trace", chosen.trace, "Show every byte in both directions");
+}
+
+exchange_options options_of(const choices &chosen)
+{
+    exchange_options options;
+    if (chosen.wait > 0) {
+        options.wait = seconds(chosen.wait);
+    }
+    options.attempts = chosen.attempts > 0 ? chosen.attempts : chosen.chosen->attempts;
+    options.store = seconds(chosen.store_limit);
+    return options;
+}
+
+display::style style_of(const choices &chosen)
+{
+    if (chosen.quiet) {
+        return display::style::hidden;
+    }
+    return isatty(STDERR_FILENO) != 0 && !chosen.trace ? display::style::live
+                                                       : display::style::lines;
+}
+
+/** Listens on after the exchange; what the console says reaches the listener. */
+void hear_out(conversation &talk, milliseconds quiet, milliseconds limit)
+{
+    try {
+        talk.drain(quiet, limit);
+    } catch (const line_error &) {
+        // The exchange is over: a program that ends now does what it should.
+    }
+}
+
+/** How the program on the line came to its end, which becomes part of the outcome. */
+std::string end_of_program(pty_line &program, outcome &result)
+{
+    const auto status = program.wait_for_exit(closing_words);
+    if (!status) {
+        return "still running, ended by the station";
+    }
+    auto text = describe_wait_status(*status);
+    if (result.ok() && *status != 0) {
+        result.end = ending::failed;
+        result.reason = "the switch answered that it is stored, yet its program ended with " + text;
+    }
+    return text;
+}
+
+report run(const prepared_job &job, const choices &chosen)
+{
+    std::unique_ptr<pty_line> program;
+    std::unique_ptr<line> port;
+    if (chosen.exec.empty()) {
+        port = std::make_unique<serial_line>(chosen.port, chosen.baud);
+    } else {
+        program = std::make_unique<pty_line>(chosen.exec);
+    }
+    line &direct = program ? *program : *port;
+    traced_line traced(direct, stderr);
+    line &far = chosen.trace ? traced : direct;
+
+    display shown(stderr, style_of(chosen), program ? "" : " on " + chosen.port);
+    conversation talk(far, shown);
+    const auto start = far.now();
+    report told;
+    told.command = std::string(chosen.chosen->name) + (chosen.tlv ? " --tlv" : "");
+    told.result = job.run(talk, options_of(chosen));
+    told.seconds = std::chrono::duration<double>(far.now() - start).count();
+    if (program && told.result.ok()) {
+        hear_out(talk, program_end, program_end);
+    } else {
+        hear_out(talk, closing_words, program_end);
+    }
+    if (program) {
+        told.program = end_of_program(*program, told.result);
+    }
+    shown.finish();
+    if (!chosen.quiet) {
+        std::fputs("\n", stderr);
+    }
+    told.console = shown.console_text();
+    told.items = job.items(told.result);
+    return told;
+}
+
+/** The job as a command of the station needs it. Throws job_error when there are mistakes in it. */
+template <class reader>
+auto read_job(const std::string &file, reader read)
+{
+    mistakes wrong(file);
+    auto job = read(read_job_file(file), wrong);
+    wrong.check();
+    return job;
+}
+
+void print_preview(const choices &chosen)
+{
+    const auto shown = read_job(chosen.job, chosen.tlv ? preview_of_tlv : preview_of);
+    for (const auto &text : shown.lines) {
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        std::fputc('\n', stdout);
+    }
+    if (!shown.remark.empty()) {
+        std::fprintf(stderr, "%s: %s\n", chosen.job.c_str(), shown.remark.c_str());
+    }
+}
+
+/** Whether all of the outcome has reached its reader; says so where it has not. */
+bool output_written()
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
+        return true;
+    }
+    std::fprintf(stderr, "setmac-station: cannot write the outcome: %s\n", std::strerror(errno));
+    return false;
+}
+
+int run_station(const choices &chosen)
+{
+    try {
+        if (chosen.chosen == nullptr) {
+            print_preview(chosen);
+            return output_written() ? EXIT_SUCCESS : exit_failed;
+        }
+        const auto prepare = chosen.tlv ? chosen.chosen->prepare_tlv : chosen.chosen->prepare;
+        const auto told = run(read_job(chosen.job, prepare), chosen);
+        (chosen.json ? print_json : print_text)(stdout, told);
+        return output_written() && told.result.ok() ? EXIT_SUCCESS : exit_failed;
+    } catch (const job_error &error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return exit_usage;
+    } catch (const line_error &error) {
+        std::fprintf(stderr, "setmac-station: %s\n", error.what());
+        return exit_failed;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CLI::App app("Provisions network switches over their serial console.", "setmac-station");
+    app.set_version_flag("--version", "setmac-station " SETMAC_VERSION);
+    app.require_subcommand(1);
+    choices chosen;
+    for (const auto &each : all_commands()) {
+        add_command(app, each, chosen);
+    }
+    add_preview(app, chosen);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? EXIT_SUCCESS : exit_usage;
+    }
+    return run_station(chosen);
+}

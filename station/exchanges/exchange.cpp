@@ -1,0 +1,127 @@
+#include "station/exchanges/exchange.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace station {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto listening_step = 100ms;
+
+// Offering a byte to a console that still talks would only disturb it.
+constexpr auto quiet_before_probe = 1s;
+
+outcome without_answer(ending end, std::string reason)
+{
+    outcome result;
+    result.end = end;
+    result.reason = std::move(reason);
+    return result;
+}
+
+outcome not_found(const exchange_options &options, const char *missed)
+{
+    const auto tenths = options.wait.value_or(0ms) / 100ms;
+    std::ostringstream reason;
+    reason << "no switch within " << static_cast<double>(tenths) / 10 << " s: " << missed;
+    return without_answer(ending::silent, reason.str());
+}
+
+bool any_shown(const conversation &talk, std::span<const std::string_view> texts)
+{
+    return std::any_of(texts.begin(), texts.end(),
+                       [&](std::string_view text) { return talk.has_shown(text); });
+}
+
+} // namespace
+
+search::search(conversation &talk, std::optional<std::chrono::milliseconds> limit) : talk_(talk)
+{
+    if (limit) {
+        end_ = talk.now() + *limit;
+    }
+}
+
+bool search::goes_on()
+{
+    talk_.observer().waiting();
+    return !end_ || talk_.now() < *end_;
+}
+
+std::pair<found, outcome> find_switch(conversation &talk, const finder &how,
+                                      const exchange_options &options)
+{
+    try {
+        search looking(talk, options.wait);
+        const auto seen = how.find(talk, looking);
+        if (seen == found::nothing) {
+            return {seen, not_found(options, how.missed)};
+        }
+        if (seen == found::another_operation) {
+            return {seen,
+                    without_answer(ending::unexpected,
+                                   "another operation than this command's runs on the switch")};
+        }
+        return {seen, outcome{}};
+    } catch (const line_error &error) {
+        return {found::nothing, without_answer(ending::broken, error.what())};
+    }
+}
+
+found find_by_banner(conversation &talk, search &looking, const banner_signs &signs)
+{
+    auto quiet_since = talk.now();
+    bool probed = false;
+    while (looking.goes_on()) {
+        const auto byte = talk.next_reply(talk.now() + listening_step);
+        if (probed && byte == signs.answer) {
+            return found::hand_shaken;
+        }
+        // In cooked mode some bytes are keys: a hand sign's 0x03 would interrupt the program.
+        if (!talk.raw()) {
+            continue;
+        }
+        if (any_shown(talk, signs.own)) {
+            return found::ready;
+        }
+        if (any_shown(talk, signs.others)) {
+            return found::another_operation;
+        }
+        quiet_since = std::max(quiet_since, talk.last_arrival());
+        if (talk.now() - quiet_since >= quiet_before_probe) {
+            talk.send(signs.probe);
+            probed = true;
+            quiet_since = talk.now();
+        }
+    }
+    return found::nothing;
+}
+
+outcome joined(const outcome &earlier, const outcome &later, int attempts)
+{
+    const bool consequence = !earlier.replies.empty() && later.replies.empty() && !later.ok();
+    outcome result = consequence ? earlier : later;
+    if (consequence) {
+        result.reason += "; after that: " + later.reason;
+    }
+    result.attempts = attempts;
+    return result;
+}
+
+void attempt::note(std::uint8_t byte, std::string_view meaning)
+{
+    result_.replies.push_back({byte, meaning});
+    talk_.observer().answered(result_.replies.back());
+}
+
+bool attempt::end_with(ending end, std::string reason)
+{
+    result_.end = end;
+    result_.reason = std::move(reason);
+    return false;
+}
+
+} // namespace station

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "station/exchanges/conversation.h"
+
+namespace station {
+
+/** The byte that comes last of all that a switch says of its units. */
+constexpr std::uint8_t units_over = 0x06;
+
+/**
+ * Hears a switch that reports by status bytes: one of any value but 0 for each unit that it could
+ * not write, then 0x06; or the byte that asks for everything once more. Since a status may be each
+ * of these two, they only count as what they are once nothing follows for a while.
+ */
+class status_report {
+public:
+    /** The conversation must outlive this. */
+    explicit status_report(conversation &talk) : talk_(talk) {}
+
+    /**
+     * The bytes up to the last 0x06, or what came without any. Lines of the console's text between
+     * them go to the listener. limit is for the first 0x06. Throws line_error.
+     */
+    bytes hear(std::uint8_t asks_again, conversation::milliseconds limit);
+
+private:
+    void take(std::uint8_t byte);
+    void show(std::size_t from);
+
+    conversation &talk_;
+    bytes heard_;
+    std::size_t line_ = 0; // where a line of text may have begun
+    std::size_t over_ = 0; // behind the last 0x06
+};
+
+} // namespace station

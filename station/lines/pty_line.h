@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+#include "station/lines/line.h"
+
+namespace station {
+
+/**
+ * A program on a pseudo-terminal, which stands in for a switch's console: the program gets it as
+ * its controlling terminal and as standard input, output and error, in ordinary cooked mode.
+ */
+class pty_line : public line {
+public:
+    /** Starts command with "/bin/sh -c". Throws line_error when there is no pseudo-terminal. */
+    explicit pty_line(const std::string &command);
+
+    /** Ends a program that still runs: first with SIGTERM, so that it can tidy up. */
+    ~pty_line() override;
+
+    std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override;
+    void write(std::span<const std::uint8_t> data, milliseconds limit) override;
+    bool raw() const override;
+
+    /** The program's wait status, as waitpid() gives it, when it ends within limit. */
+    std::optional<int> wait_for_exit(milliseconds limit);
+
+private:
+    bool wait_for(short events, milliseconds limit) const;
+    [[noreturn]] void report_closed();
+
+    int master_ = -1;
+    pid_t child_ = -1;
+    std::optional<int> status_;
+};
+
+/** A wait status in words: "exit status 1", "signal 15 (Terminated)". */
+std::string describe_wait_status(int status);
+
+} // namespace station

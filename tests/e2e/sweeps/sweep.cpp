@@ -1,0 +1,327 @@
+#include "sweep.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include "e2e/support/bytes.h"
+#include "e2e/support/terminal_session.h"
+
+namespace e2e {
+namespace {
+
+/** Of a sweep, unless all are asked for. The sanitizers make each run slow. */
+#ifdef E2E_SANITIZED
+constexpr std::size_t most_runs = 6;
+#else
+constexpr std::size_t most_runs = 120;
+#endif
+
+/** The runs of a sweep by their class. */
+class tally {
+public:
+    void add(const std::string &name) { ++counts_[name]; }
+
+    void print(const std::string &what, std::size_t operations) const
+    {
+        std::size_t runs = 0;
+        std::string classes;
+        for (const auto &[name, count] : counts_) {
+            runs += count;
+            classes += ", " + std::to_string(count) + " " + name;
+        }
+        std::cout << "swept " << what << ": " << operations << " operations, " << runs << " runs"
+                  << classes << std::endl;
+    }
+
+private:
+    std::map<std::string, std::size_t> counts_;
+};
+
+/** Bridge commands are logged beside the register accesses that start them; those can fail. */
+bool can_fail(const std::string &operation)
+{
+    return !operation.starts_with("bridge ");
+}
+
+std::vector<std::string> operations_of(const board_folder &board)
+{
+    auto all = board.operations();
+    std::erase_if(all, [](const std::string &one) { return !can_fail(one); });
+    return all;
+}
+
+/** Whether a descriptor came of it. */
+bool is_successful_open(const std::string &operation)
+{
+    return operation.starts_with("open ") && operation.find(" = -1") == operation.npos;
+}
+
+bool is_close(const std::string &operation)
+{
+    return operation.starts_with("close ");
+}
+
+std::string word_behind(const std::string &operation, std::string_view name)
+{
+    const auto at = operation.find(name);
+    return at == operation.npos ? "" : operation.substr(at + name.size());
+}
+
+/** Where a command of the bridge went, in terms of board.toml. */
+std::string place_of(const std::string &command)
+{
+    const auto from = command.find("bus=");
+    std::string place;
+    for (const char letter : command.substr(from, command.find(" offset=") - from) + " ") {
+        place += letter == ' ' ? "\n" : letter == '=' ? " = " : std::string(1, letter);
+    }
+    return place;
+}
+
+bool moves_something(const std::string &operation)
+{
+    return operation.starts_with("read ") || operation.starts_with("write ") ||
+           operation.starts_with("transfer ");
+}
+
+/** Half of what an operation of the log moved: bytes, or messages of a transfer. */
+int half_of(const std::string &operation)
+{
+    return operation.starts_with("transfer ")
+               ? 1
+               : std::atoi(word_behind(operation, " = ").c_str()) / 2;
+}
+
+std::string fault_at(std::size_t call, const std::string &what)
+{
+    return "\n[[fault]]\noperation = \"any\"\ncall = " + std::to_string(call) + "\n" + what + "\n";
+}
+
+/** The faults of a kind on the call-th operation, which a good run logged so. */
+std::vector<std::string> faults_on(const std::string &operation, std::size_t call, fault_kind kind)
+{
+    switch (kind) {
+    case fault_kind::error:
+        return {fault_at(call, "error = \"EIO\"")};
+    case fault_kind::broken:
+        return {fault_at(call, "error = \"EIO\"\ntimes = 0")};
+    case fault_kind::short_move:
+        break;
+    }
+    if (!moves_something(operation)) {
+        return {};
+    }
+    std::vector<std::string> faults = {fault_at(call, "short = 0")};
+    if (half_of(operation) > 0) {
+        faults.push_back(fault_at(call, "short = " + std::to_string(half_of(operation))));
+    }
+    return faults;
+}
+
+outcome run_with_pc(const sweep_case &swept, const board_folder &board,
+                    const environment &variables)
+{
+    const pc_reaction react = swept.new_pc();
+    terminal_session session(board, swept.command,
+                             {.typed_ahead = swept.typed_ahead, .variables = variables});
+    std::string all;
+    std::string heard;
+    std::string part;
+    while (session.hear(part)) {
+        all += part;
+        heard += part;
+        part.clear();
+        if (const auto answer = react(heard)) {
+            session.send(*answer);
+            heard.clear();
+        }
+    }
+    outcome end = session.finish();
+    end.output.insert(0, all);
+    EXPECT_TRUE(same_settings(session.settings(), session.settings_before()));
+    EXPECT_EQ(session.flags_after(), session.flags_before());
+    return end;
+}
+
+std::map<std::string, std::string> memories_of(const board_folder &board)
+{
+    std::map<std::string, std::string> all;
+    for (const auto &entry : std::filesystem::directory_iterator(board.path())) {
+        if (entry.path().extension() == ".bin") {
+            all[entry.path().filename().string()] = read_file(entry.path());
+        }
+    }
+    return all;
+}
+
+/** One run with these faults and variables, checked for what holds of all of them. */
+trial run_once(const sweep_case &swept, const std::string &faults, const environment &more = {})
+{
+    const board_folder board(swept.board + faults);
+    for (const auto &[file, content] : swept.memories) {
+        write_file(board.path() / file, content);
+    }
+    environment variables = sleepless;
+    variables.insert(more.begin(), more.end());
+    trial done;
+    done.end = swept.new_pc ? run_with_pc(swept, board, variables)
+                            : run(swept.command, joined(variables, on_board(board)), swept.input);
+    EXPECT_GE(done.end.status, 0) << "ended by a signal";
+    done.operations = operations_of(board);
+    EXPECT_EQ(std::ranges::count_if(done.operations, is_successful_open),
+              std::ranges::count_if(done.operations, is_close));
+    done.bridge = board.operations("bridge ");
+    done.memories = memories_of(board);
+    write_file(board.path() / "board.toml", swept.board);
+    done.next_start = run(swept.looker, joined(sleepless, on_board(board)));
+    return done;
+}
+
+void judge(const sweep_case &swept, const trial &done, const std::string &what, tally &all)
+{
+    const verdict found = swept.judge(done);
+    all.add(found.name);
+    EXPECT_TRUE(found.allowed) << found.name << ", with " << what << "\nit gave " << done.end
+                               << "\nthe next start finds " << done.next_start;
+}
+
+trial run_well(const sweep_case &swept)
+{
+    trial good = run_once(swept, "");
+    const verdict found = swept.judge(good);
+    EXPECT_EQ(found.name, "new") << good.end << "\nthe next start finds " << good.next_start;
+    return good;
+}
+
+/** Every so many-th operation is made to fail. An odd number: accesses to registers take four. */
+std::size_t stride_of(std::size_t operations)
+{
+    const char *wish = std::getenv("SETMAC_SWEEP");
+    if (wish != nullptr && std::string_view(wish) == "all") {
+        return 1;
+    }
+    return (operations + most_runs - 1) / most_runs | 1U;
+}
+
+} // namespace
+
+std::function<pc_reaction()> pc_with_steps(const std::vector<pc_step> &steps)
+{
+    return [steps] {
+        const auto next = std::make_shared<std::size_t>(0);
+        return [=](std::string_view heard) -> std::optional<std::string> {
+            if (*next == steps.size()) {
+                return std::nullopt;
+            }
+            const pc_step &step = steps[*next];
+            const bool due =
+                step.ending.empty() ? heard.size() >= step.count : heard.ends_with(step.ending);
+            if (!due) {
+                return std::nullopt;
+            }
+            ++*next;
+            return step.send;
+        };
+    };
+}
+
+std::string_view trial::first_struck() const
+{
+    return struck.empty() ? std::string_view() : struck[0];
+}
+
+bool trial::struck_on(std::string_view path) const
+{
+    return std::ranges::any_of(struck, [&](const std::string &one) {
+        return one.substr(one.find(' ') + 1).starts_with(path);
+    });
+}
+
+std::string name_of(fault_kind kind)
+{
+    switch (kind) {
+    case fault_kind::error:
+        return "error";
+    case fault_kind::short_move:
+        return "short";
+    case fault_kind::broken:
+        return "broken";
+    }
+    return "";
+}
+
+void sweep_faults(const sweep_case &swept, fault_kind kind)
+{
+    const trial good = run_well(swept);
+    const std::size_t count = good.operations.size();
+    ASSERT_GT(count, 0U);
+    tally all;
+    for (std::size_t i = 0; i < count; i += stride_of(count)) {
+        for (const std::string &fault : faults_on(good.operations[i], i + 1, kind)) {
+            trial done = run_once(swept, fault);
+            // All before the struck one is as in the good run.
+            ASSERT_GT(done.operations.size(), i);
+            ASSERT_NE(done.operations[i], good.operations[i]) << fault;
+            const auto first = done.operations.begin() + static_cast<std::ptrdiff_t>(i);
+            done.struck.assign(first,
+                               kind == fault_kind::broken ? done.operations.end() : first + 1);
+            judge(swept, done, done.struck[0] + " struck", all);
+        }
+    }
+    all.print(swept.name + ", " + name_of(kind), count);
+}
+
+void sweep_bridge(const sweep_case &swept, const std::string &trouble)
+{
+    const trial good = run_well(swept);
+    ASSERT_FALSE(good.bridge.empty());
+    std::map<std::string, int> calls;
+    tally all;
+    for (std::size_t i = 0; i < good.bridge.size(); ++i) {
+        const std::string place = place_of(good.bridge[i]);
+        const std::string call = std::to_string(++calls[place]);
+        trial done = run_once(swept, "\n[[fpga.trouble]]\n" + place + "what = \"" + trouble +
+                                         "\"\ncall = " + call + "\n");
+        ASSERT_GT(done.bridge.size(), i);
+        ASSERT_NE(done.bridge[i], good.bridge[i]);
+        done.struck = {done.bridge[i]};
+        judge(swept, done, done.struck[0] + " struck", all);
+    }
+    all.print(swept.name + ", bridge " + trouble, good.bridge.size());
+}
+
+void sweep_allocations(const sweep_case &swept)
+{
+    run_well(swept);
+    const scratch_folder scratch;
+    const auto report = scratch.path() / "failed";
+    tally all;
+    std::size_t count = 0;
+    while (true) {
+        const environment failing = {{"PRESSURE_FAIL_ALLOCATION", std::to_string(count + 1)},
+                                     {"PRESSURE_REPORT", report.string()}};
+        const trial done = run_once(swept, "", failing);
+        if (!std::filesystem::remove(report)) {
+            break; // it makes no more allocations than this
+        }
+        ++count;
+        judge(swept, done, "allocation " + std::to_string(count) + " failing", all);
+    }
+    EXPECT_GT(count, 0U);
+    all.print(swept.name + ", allocations", count);
+}
+
+void PrintTo(const sweep_case &swept, std::ostream *out)
+{
+    *out << swept.name;
+}
+
+std::string test_name(const testing::TestParamInfo<sweep_case> &info)
+{
+    return info.param.name;
+}
+
+} // namespace e2e
