@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Checks format, lint and manual pages. Wants a configured build/release for the lint.
+# Checks format, includes, lint and manual pages. Wants a configured build/release for the lint.
 . "$(dirname "$0")/lib.sh"
 install_missing "${style_packages[@]}"
+
+scripts/check_layers.py
 
 mapfile -t sources < <(git ls-files '*.cpp' '*.h')
 clang-format --dry-run --Werror "${sources[@]}"
