@@ -228,6 +228,6 @@ class Bench(abc.ABC):
 
 def tlv_records(image):
     """The lines of tlvinfo_check.py on an EEPROM image; None where it is not valid."""
-    checker = pathlib.Path(__file__).parent.parent / "e2e" / "tlvinfo_check.py"
+    checker = pathlib.Path(__file__).parent.parent / "e2e" / "tlv" / "tlvinfo_check.py"
     done = subprocess.run(["python3", checker, "/dev/stdin"], input=image, capture_output=True)
     return done.stdout.decode().splitlines() if done.returncode == 0 else None
