@@ -368,21 +368,4 @@ TEST_F(bridge_backplane, transfers_are_shown_when_debugging)
     debug = 0;
 }
 
-TEST(fpga, exists_when_it_can_be_read_and_written)
-{
-    {
-        sim::board board({});
-        EXPECT_EQ(fpga_exist(), 0);
-        uint8_t value = 0;
-        EXPECT_EQ(fpga_read(0x10, &value), -1);
-        EXPECT_EQ(fpga_write(0x10, 1), -1);
-    }
-    sim::board board({.fpga = sim::fpga{}});
-    EXPECT_EQ(fpga_exist(), 1);
-    EXPECT_EQ(fpga_write(0x20, 0x5A), 0);
-    uint8_t value = 0;
-    EXPECT_EQ(fpga_read(0x20, &value), 0);
-    EXPECT_EQ(value, 0x5A);
-}
-
 } // namespace
