@@ -24,7 +24,8 @@ int check(std::span<const i2c_bus::message> messages)
 {
     for (std::size_t i = 0; i < messages.size(); ++i) {
         const auto &one = messages[i];
-        if ((one.flags & I2C_M_TEN) != 0) {
+        // As an adapter that declares both: no addresses of ten bits, no empty messages.
+        if ((one.flags & I2C_M_TEN) != 0 || one.bytes.empty()) {
             return EOPNOTSUPP;
         }
         const bool goes_on = (one.flags & I2C_M_NOSTART) != 0;
@@ -43,6 +44,17 @@ void log_message(const i2c_bus::message &one, std::size_t moved, operation &log)
     const auto bytes = one.bytes.first(moved);
     log.arguments += hex_digits(bytes);
     log.data.insert(log.data.end(), bytes.begin(), bytes.end());
+}
+
+/** What was to be written: nothing has crossed the bus. */
+void log_refused(std::span<const i2c_bus::message> messages, operation &log)
+{
+    for (const auto &one : messages) {
+        if ((one.flags & I2C_M_NOSTART) == 0) {
+            log.arguments += is_read(one) ? " read=" : " write=";
+        }
+        log.arguments += is_read(one) ? "" : hex_digits(one.bytes);
+    }
 }
 
 /** Word address and length, of what crossed the bus. */
@@ -96,6 +108,7 @@ int64_t i2c_bus::transfer(std::span<const message> messages, operation &log)
     log.address = messages.empty() ? uint8_t{0} : static_cast<uint8_t>(messages[0].address);
     log.arguments = "address=" + hex(log.address);
     if (const int error = check(messages); error != 0) {
+        log_refused(messages, log);
         return -error;
     }
     int64_t result = static_cast<int64_t>(messages.size());

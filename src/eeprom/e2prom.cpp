@@ -105,6 +105,9 @@ int32_t sdd_write_i2c_one_time(const char *device, uint16_t address, uint16_t of
 int32_t dfd_read_e2prom(const char *device, uint16_t address, uint16_t offset, uint8_t *buffer,
                         uint16_t length)
 {
+    if (length == 0) {
+        return 0;
+    }
     const int32_t result = sdd_read_i2c(device, address, offset, buffer, length);
     if (result < 0) {
         SETMAC_TRACE("Failed to get e2prom info: dev %s 0x%02x, offset: %d(ret %d)\r\n", device,

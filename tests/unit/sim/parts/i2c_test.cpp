@@ -193,6 +193,24 @@ TEST(sim_i2c, ten_bit_addresses_are_refused)
     EXPECT_EQ(errno, EOPNOTSUPP);
 }
 
+TEST(sim_i2c, empty_messages_are_refused_before_anything_crosses_the_bus)
+{
+    sim::board board(quick());
+    EXPECT_EQ(transfer({{0, {0x40, 0xA1}}, {I2C_M_RD, {}}}), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    EXPECT_EQ(transfer({{0, {}}}), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    EXPECT_EQ(board.eeprom(chip)[0x40], 0x40);
+    const int fd = open("/dev/i2c-0", O_RDWR);
+    EXPECT_EQ(ioctl(fd, I2C_SLAVE, chip), 0);
+    uint8_t none = 0;
+    EXPECT_EQ(read(fd, &none, 0), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    EXPECT_EQ(write(fd, &none, 0), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP);
+    close(fd);
+}
+
 TEST(sim_i2c, a_continuation_needs_a_message_of_its_direction_before_it)
 {
     sim::board board(quick());

@@ -70,6 +70,14 @@ TEST_F(tlv_image, find_leaves_the_offset_at_the_record_or_the_end)
     EXPECT_EQ(offset, 87);
 }
 
+TEST_F(tlv_image, find_finds_a_last_record_without_value_bytes)
+{
+    load({'T', 'l', 'v', 'I', 'n', 'f', 'o', 0, 1, 0, 5, 0x21, 1, 'a', 0x23, 0});
+    int32_t offset = 0;
+    EXPECT_TRUE(tlvinfo_find_tlv(image(), 0x23, &offset));
+    EXPECT_EQ(offset, 14);
+}
+
 TEST_F(tlv_image, find_stops_at_an_invalid_record)
 {
     load({'T', 'l', 'v', 'I', 'n', 'f', 'o', 0, 1, 0, 9, 0x21, 1, 'a', 0x00, 0, 0x22, 1, 'b'});
@@ -216,6 +224,16 @@ TEST_F(system_eeprom, that_is_blank_gives_a_fresh_image_and_no_failure)
     EXPECT_EQ(printed([&] { EXPECT_EQ(read_eeprom(image()), 0); }),
               "read_eeprom: can't find productinfo.\r\n!!!Warning: CRC check failed.\r\n");
     EXPECT_EQ(used(), fresh_image);
+}
+
+TEST_F(system_eeprom, without_records_gives_a_fresh_image_and_no_failure)
+{
+    fit({'T', 'l', 'v', 'I', 'n', 'f', 'o', 0, 1, 0, 0});
+    load({});
+    EXPECT_EQ(printed([&] { EXPECT_EQ(read_eeprom(image()), 0); }),
+              "!!!Warning: CRC check failed.\r\n");
+    EXPECT_EQ(used(), fresh_image);
+    EXPECT_EQ(board().count("transfer"), 1U) << "there are no records to read";
 }
 
 TEST_F(system_eeprom, that_is_damaged_gives_a_fresh_image_and_no_failure)
