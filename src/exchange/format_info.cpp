@@ -71,8 +71,8 @@ int32_t apply_property(std::span<const uint8_t> content)
         if (!take_node(in, &entry)) {
             return payload_malformed;
         }
-        SETMAC_TRACE_AT(127, "\r\nName:%.*s,Type:%d,Len:%d,Value:%p", TEXT_ARGS(entry.name),
-                        entry.type, static_cast<int>(entry.value.size()),
+        SETMAC_TRACE_AS("apply_property", 127, "\r\nName:%.*s,Type:%d,Len:%d,Value:%p",
+                        TEXT_ARGS(entry.name), entry.type, static_cast<int>(entry.value.size()),
                         static_cast<const void *>(entry.value.data()));
         if (is_for_another_board(entry)) {
             return payload_refused;
@@ -98,6 +98,10 @@ int32_t apply_part(byte_reader &in)
     }
     const uint32_t content_length = part_length - part_header_size;
     SETMAC_TRACE_AS("apply_data", 490, "\r\nnPartLen:%d", static_cast<int>(content_length));
+    if (flag != part_skipped && flag != part_of_properties) {
+        SETMAC_TRACE_AS("apply_data", 501, "\r\nflag error:%d", flag);
+        return payload_malformed;
+    }
     const auto content = in.bytes(content_length);
     if (!in || part_length < part_header_size) {
         return payload_malformed;
@@ -105,11 +109,7 @@ int32_t apply_part(byte_reader &in)
     if (flag == part_skipped) {
         return content.empty() ? empty_skipped_part : 0;
     }
-    if (flag == part_of_properties) {
-        return apply_property(content);
-    }
-    SETMAC_TRACE_AS("apply_data", 501, "\r\nflag error:%d", flag);
-    return payload_malformed;
+    return apply_property(content);
 }
 
 } // namespace

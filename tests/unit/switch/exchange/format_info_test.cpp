@@ -197,6 +197,17 @@ TEST_F(payload, an_empty_part_to_skip_ends_it)
     EXPECT_EQ(board().count("write"), 0U);
 }
 
+TEST_F(payload, of_an_unknown_flag_is_told_of_that_whatever_its_length)
+{
+    // A part length of 4, below that of the header, and one that runs past the payload.
+    for (const byte_list &content : {byte_list{3, 0, 0, 0, 4}, byte_list{3, 0, 0, 1, 0, 'x'}}) {
+        const trace_log log;
+        EXPECT_EQ(apply(content), -2);
+        EXPECT_TRUE(log.text().ends_with("[SETMAC <apply_data>:<501>] \r\nflag error:3"))
+            << log.text();
+    }
+}
+
 TEST_F(payload, of_an_unknown_flag_is_malformed)
 {
     for (const uint8_t flag : byte_list{0, 3, 0xFF}) {
