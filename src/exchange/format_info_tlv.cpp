@@ -19,8 +19,8 @@ namespace {
 
 constexpr uint8_t part_skipped = 0;
 
-// The CPLD register that write-enables the system EEPROM. The default register keeps other bits
-// that must stay set, hence another value to enable than for a register that a payload names.
+// The CPLD register that write-enables the system EEPROM. The values are given: that of the default
+// register to enable leaves all bits but one set, that of a register which a payload names none.
 constexpr const char *cpld_device = "/dev/cpld0";
 constexpr uint8_t default_enable_register = 0x25;
 constexpr uint8_t default_enable = 0xFB;
@@ -184,9 +184,25 @@ void write_cpld(uint8_t enable_register, uint8_t value)
     drv_device_write(cpld_device, enable_register, &value, sizeof(value));
 }
 
+/**
+ * Whether the next start would take the image for a valid one. An EEPROM can hold several CRC
+ * records: every edit updates the first of them, and a start looks at the last.
+ */
+bool image_may_be_programmed(const char *handler)
+{
+    const bool valid = is_checksum_valid(g_data_eeprom);
+    if (!valid) {
+        SETMAC_TRACE_AS(handler, __LINE__, "\r\nThe image has no valid CRC record!\r\n");
+    }
+    return valid;
+}
+
 /** Programs the image with the EEPROM's write enable around it; left enabled after a failure. */
 int32_t program_enabled()
 {
+    if (!image_may_be_programmed("tlv_data_apply")) {
+        return -1;
+    }
     const bool named = eeprom_writeable != 0;
     const uint8_t enable_register = named ? eeprom_writeable : default_enable_register;
     SETMAC_TRACE_AS("tlv_data_apply", __LINE__, "\r\nwrite enable reg:[0x%x]!\r\n",
@@ -205,6 +221,21 @@ int32_t program_enabled()
     SETMAC_TRACE_AS("tlv_data_apply", __LINE__, "\r\nSave to ram OK\r\n");
     write_cpld(enable_register, disable);
     return 0;
+}
+
+/**
+ * Echoes the serial number that the image holds, byte by byte: the record of an EEPROM that has two
+ * of them may hold a NUL.
+ */
+void echo_stored_serial(size_t count)
+{
+    int32_t offset = 0;
+    tlv_record record{};
+    if (tlvinfo_find_tlv(g_data_eeprom, tlv_serial_number, &offset)) {
+        record = tlv_record_at(g_data_eeprom, static_cast<size_t>(offset));
+    }
+    const auto serial = record.content();
+    echo_serial({reinterpret_cast<const char *>(serial.data()), serial.size()}, count);
 }
 
 } // namespace
@@ -260,14 +291,15 @@ int32_t tlv_set_sn(const uint8_t *data, int32_t len)
                         static_cast<int32_t>(kept.size())) == tlv_refused) {
         return -2;
     }
+    if (!image_may_be_programmed("tlv_set_sn")) {
+        return -3;
+    }
     dev_drv_init();
     drv_set_e2_wr_pro(system_eeprom_index, unprotected);
     if (prog_eeprom(g_data_eeprom) != 0) {
         return -3;
     }
     drv_set_e2_wr_pro(system_eeprom_index, write_protected);
-    char text[tlv_text_size] = {};
-    tlvinfo_decode_tlv(g_data_eeprom, tlv_serial_number, text);
-    echo_serial(text, payload.size());
+    echo_stored_serial(payload.size());
     return 0;
 }

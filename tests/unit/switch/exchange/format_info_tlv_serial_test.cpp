@@ -14,6 +14,7 @@ using support::operator+;
 using support::printed;
 using support::serial_image;
 using support::tlv_payload;
+using support::trace_log;
 
 /** Serial numbers; what goes to the PC is what goes to standard output. */
 class tlv_serial : public tlv_payload {
@@ -89,6 +90,32 @@ TEST_F(tlv_serial, ends_at_a_nul_and_is_echoed_filled_up)
                                               "A\0\0",
                                               5));
     EXPECT_EQ(value(0x23), bytes("A"));
+}
+
+TEST_F(tlv_serial, is_echoed_with_the_nul_that_the_first_record_of_two_holds)
+{
+    // Serial numbers "A" and "X", NUL, "Y", NUL, "Z": the first is replaced behind the second.
+    load({0x54, 0x6C, 0x76, 0x49, 0x6E, 0x66, 0x6F, 0x00, 0x01, 0x00, 0x10, 0x23, 0x01, 0x41,
+          0x23, 0x05, 0x58, 0x00, 0x59, 0x00, 0x5A, 0xFE, 0x04, 0x89, 0x9B, 0x6E, 0xAA});
+    EXPECT_EQ(set(bytes("NEW")), std::string("\x06\x03X\0Y", 5));
+    EXPECT_EQ(value(0x23), (byte_list{'X', 0, 'Y', 0, 'Z'}));
+    EXPECT_EQ(set(bytes("LONGER")), std::string("\x06\x06NEW\0\0\0", 8));
+}
+
+TEST_F(tlv_serial, is_not_programmed_into_an_image_whose_crc_record_cannot_be_right)
+{
+    // A serial number and three CRC records, of which every edit updates the first.
+    load({0x54, 0x6C, 0x76, 0x49, 0x6E, 0x66, 0x6F, 0x00, 0x01, 0x00, 0x18, 0x23,
+          0x04, 0x4F, 0x4C, 0x44, 0x31, 0xFE, 0x04, 0x00, 0x00, 0x00, 0x00, 0xFE,
+          0x04, 0x00, 0x00, 0x00, 0x00, 0xFE, 0x04, 0xFB, 0xBC, 0xFC, 0x60});
+    ASSERT_TRUE(is_checksum_valid(g_data_eeprom));
+    const trace_log log;
+    EXPECT_EQ(set(bytes("NEW1"), -3), "");
+    EXPECT_TRUE(nothing_was_written());
+    EXPECT_TRUE(driver_calls().empty()) << "the protection stays";
+    EXPECT_NE(log.unnumbered().find(
+                  "[SETMAC <tlv_set_sn>:<N>] \r\nThe image has no valid CRC record!\r\n"),
+              std::string::npos);
 }
 
 TEST_F(tlv_serial, of_negative_length_is_an_empty_one)
