@@ -57,7 +57,9 @@ int32_t dfd_get_e2prom_info(card_record *record)
     std::array<uint8_t, head_size> head{};
     const int32_t result = read_card_e2prom(0, head);
     if (result < 0) {
-        SETMAC_TRACE("Read eeprom error(dev: %s, addr: %02x).\n", e2prom_bus, card_e2prom_address);
+        SETMAC_TRACE_AS("dfd_get_e2prom_info", __LINE__,
+                        "Read eeprom error(dev: %s, addr: %02x).\n", e2prom_bus,
+                        card_e2prom_address);
         return result;
     }
     const bool format_1 = head[format_at] == 1;
@@ -96,30 +98,33 @@ int32_t dfd_check_e2prom_info(const card_record &record)
         return 0;
     }
     if (record.flag != record_flag) {
-        SETMAC_TRACE("E2prom flag ERROR, flag:%x.\n", record.flag);
+        SETMAC_TRACE_AS("dfd_check_e2prom_info", __LINE__, "E2prom flag ERROR, flag:%x.\n",
+                        record.flag);
         return -1;
     }
     if (record.tlv_length < min_tlv_length || record.tlv_length > max_tlv_length) {
-        SETMAC_TRACE("E2prom TLV LEN error, LEN:%d.\n", record.tlv_length);
+        SETMAC_TRACE_AS("dfd_check_e2prom_info", __LINE__, "E2prom TLV LEN error, LEN:%d.\n",
+                        record.tlv_length);
         return -1;
     }
     std::array<uint8_t, 256> content{};
     if (read_card_e2prom(0, content) < 0) {
-        SETMAC_TRACE("Read eeprom error(dev name:%s, addr: 0x%02x).\n", e2prom_bus,
-                     card_e2prom_address);
+        SETMAC_TRACE_AS("dfd_check_e2prom_info", __LINE__,
+                        "Read eeprom error(dev name:%s, addr: 0x%02x).\n", e2prom_bus,
+                        card_e2prom_address);
         return -1;
     }
     return checksum_is_right(record, content) ? 0 : -1;
 }
 
-/** Looks the card type up in a TLV area. */
+/** Looks the card type up in a TLV area. Bytes of an entry that the area's end cuts off are 0. */
 int32_t find_card_type(std::span<const uint8_t> area, uint32_t *value, uint32_t *capacity)
 {
     byte_reader in(area);
-    while (in.remaining() >= 2) {
+    while (!in.at_end()) {
         const void *entry = area.data() + (area.size() - in.remaining());
         const uint8_t type = in.u8();
-        const uint8_t length = in.u8();
+        const uint8_t length = in.at_end() ? uint8_t{0} : in.u8();
         SETMAC_TRACE_AS("dfd_get_tlv_data", __LINE__,
                         "tlv: %p, tlv->type: 0x%x, tlv->len: 0x%x tlv_len: 0x%x\n", entry, type,
                         length, static_cast<unsigned>(area.size()));
@@ -141,24 +146,25 @@ int32_t find_card_type(std::span<const uint8_t> area, uint32_t *value, uint32_t 
 int32_t dfd_get_tlv_data(const card_record &record, uint32_t *value, uint32_t *capacity)
 {
     if (*capacity == 0) {
-        SETMAC_TRACE("Invalid parameter!\n");
+        SETMAC_TRACE_AS("dfd_get_tlv_data", __LINE__, "Invalid parameter!\n");
         return invalid_argument;
     }
     if (record.tlv_length == 0) {
-        SETMAC_TRACE("No TVL data.\n");
+        SETMAC_TRACE_AS("dfd_get_tlv_data", __LINE__, "No TVL data.\n");
         return invalid_argument;
     }
     auto *area = static_cast<uint8_t *>(calloc(1, record.tlv_length));
     if (area == nullptr) {
-        SETMAC_TRACE("Allocate buffer(len:%d) error!\n", record.tlv_length);
+        SETMAC_TRACE_AS("dfd_get_tlv_data", __LINE__, "Allocate buffer(len:%d) error!\n",
+                        record.tlv_length);
         return out_of_memory;
     }
     int32_t result =
         read_card_e2prom(static_cast<uint16_t>(record.header), {area, record.tlv_length});
     if (result < 0) {
-        SETMAC_TRACE("Get TLV data error.\n");
+        SETMAC_TRACE_AS("dfd_get_tlv_data", __LINE__, "Get TLV data error.\n");
     } else {
-        SETMAC_TRACE("TLV Len:%d\n", 2);
+        SETMAC_TRACE_AS("dfd_get_tlv_data", __LINE__, "TLV Len:%d\n", 2);
         result = find_card_type({area, record.tlv_length}, value, capacity);
     }
     free(area);
@@ -203,7 +209,7 @@ int32_t type_of(std::span<const uint8_t> content)
     }
     int32_t lookup_result = 0;
     const int32_t type = looked_up_type(&lookup_result);
-    // Records of format 2 are taken whatever the lookup says: they carry no checksum to fail.
+    // Of format 2 the lookup's result is not looked at.
     return format == 1 && lookup_result < 0 ? lookup_result : type;
 }
 

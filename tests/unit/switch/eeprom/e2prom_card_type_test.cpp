@@ -195,6 +195,35 @@ TEST_F(card_type, bytes_missing_from_the_area_are_zero)
     EXPECT_EQ(value, 0x09000000U);
 }
 
+TEST_F(card_type, last_entry_of_the_area_may_lack_all_of_its_value)
+{
+    // 01+7E+F1+05 + 01+01+AA + 06+04 = 22B
+    fit({0x01, 0x7E, 0x00, 0xF1, 0x00, 0x05, 0x01, 0x01, 0xAA, 0x06, 0x04, 0x02, 0x2B});
+    uint32_t value = 0x55;
+    uint32_t capacity = 4;
+    EXPECT_EQ(setmac_get_e2prom_info_by_type(&value, &capacity), 0);
+    EXPECT_EQ(capacity, 4U);
+    EXPECT_EQ(value, 0U);
+}
+
+TEST_F(card_type, last_byte_of_the_area_is_an_entry_whose_missing_length_is_zero)
+{
+    // 01+7E+F1+03 + 05+00+06 = 17E; the byte behind the area is the checksum's.
+    fit({0x01, 0x7E, 0x00, 0xF1, 0x00, 0x03, 0x05, 0x00, 0x06, 0x01, 0x7E});
+    uint32_t value = 0x55;
+    uint32_t capacity = 4;
+    EXPECT_EQ(setmac_get_e2prom_info_by_type(&value, &capacity), 0);
+    EXPECT_EQ(capacity, 0U);
+    EXPECT_EQ(value, 0x55U) << "no byte was delivered";
+    EXPECT_EQ(setmac_get_my_card_type(), 0);
+    // The same with a type of no interest: 17F. It is walked over, and logged as an entry.
+    fit({0x01, 0x7E, 0x00, 0xF1, 0x00, 0x03, 0x05, 0x00, 0x07, 0x01, 0x7F});
+    const trace_log log;
+    EXPECT_EQ(look_up(value), -1);
+    EXPECT_NE(log.text().find("tlv->type: 0x7, tlv->len: 0x0 tlv_len: 0x3\n"), std::string::npos);
+    EXPECT_NE(log.text().find("Not support to get info: 6.\n"), std::string::npos);
+}
+
 TEST_F(card_type, lookup_needs_room_for_the_value)
 {
     fit(format_1_record());
