@@ -3,6 +3,7 @@
 #include "switch_program.h"
 #include "unit_run.h"
 #include "units/common.h"
+#include "units/common_backplane.h"
 #include "units/set_backplane.h"
 
 // The exchange of setbackplane, on boards with an FPGA and with the driver library.

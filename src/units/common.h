@@ -20,19 +20,3 @@ int32_t fpga_exist();
 /** One byte to or from an FPGA register: 0, or the negative result of the access. */
 int32_t fpga_write(uint32_t reg, uint8_t value);
 int32_t fpga_read(uint32_t reg, uint8_t *value);
-
-// The backplane EEPROMs behind the FPGA's bridge: common_backplane.cpp.
-
-/** Non-zero shows the bridge transfers of the backplane on standard output. For the debugger. */
-extern int32_t debug;
-
-/**
- * One bridge transfer of at most 8 bytes to or from a backplane EEPROM. 0, or the last status of
- * the bridge: 1 when it failed, any other value when it stayed busy.
- */
-int32_t _write_blckplane_info(uint8_t address, uint8_t offset, const uint8_t *data, uint8_t length);
-int32_t _read_blckplane_info(uint8_t address, uint8_t offset, uint8_t *buffer, uint8_t length);
-
-/** `length` bytes at offset 0, in transfers of 8. 0, or the status of the first that failed. */
-int32_t write_backplane_info(uint8_t address, const uint8_t *data, int32_t length);
-int32_t read_backplane_info(uint8_t address, uint8_t *buffer, int32_t length);

@@ -11,15 +11,14 @@
 #include "console/com_data_provider.h"
 #include "platform/dev_drv.h"
 #include "units/common.h"
+#include "units/common_backplane.h"
 #include "units/common_list.h"
 
 namespace {
 
 constexpr unit_list_kind backplane_list = {.start = 0x15, .counted = true, .max_length = 0xFF};
 
-// The backplane EEPROMs: their addresses behind the bridge, and their numbers in the driver
-// library.
-constexpr uint8_t backplane_addresses[] = {0x52, 0x54};
+/** The numbers of the backplane EEPROMs in the driver library. */
 constexpr int32_t backplane_indexes[] = {1, 2};
 
 enum backplane_element : uint8_t {

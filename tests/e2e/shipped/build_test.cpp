@@ -69,6 +69,31 @@ TEST_P(built_executable, leaves_the_driver_library_to_the_dynamic_linker)
     EXPECT_FALSE(wanted.empty());
 }
 
+const std::string diagnosis[] = {"print_fan_sn_info", "_read_fan_serial", "read_backplane_info",
+                                 "_read_blckplane_info"};
+
+TEST_P(built_executable, has_the_read_back_that_only_a_debugger_calls)
+{
+    const auto functions = found_by({E2E_NM, "-C", GetParam()}, " [Tt] (\\w+)\\(");
+    for (const std::string &one : diagnosis) {
+        EXPECT_TRUE(functions.contains(one)) << one;
+    }
+}
+
+TEST_P(built_executable, stripped_has_its_code_where_the_symbols_of_the_build_say)
+{
+    // What a debugger joins the two by: the build's number, and code at the same place.
+    const e2e::scratch_folder scratch;
+    const auto stripped = (scratch.path() / "stripped").string();
+    ASSERT_EQ(e2e::run({E2E_STRIP, "-o", stripped, GetParam()}, {}), outcome{});
+    const std::string number = "Build ID: (\\w+)";
+    EXPECT_EQ(found_by({E2E_READELF, "-n", GetParam()}, number).size(), 1U);
+    EXPECT_EQ(found_by({E2E_READELF, "-n", stripped}, number),
+              found_by({E2E_READELF, "-n", GetParam()}, number));
+    EXPECT_EQ(e2e::run({E2E_READELF, "-x", ".text", stripped}, {}).output,
+              e2e::run({E2E_READELF, "-x", ".text", GetParam()}, {}).output);
+}
+
 #ifdef E2E_HARDENED
 TEST_P(built_executable, fits_into_150_KiB_without_its_symbols)
 {

@@ -1,10 +1,8 @@
 #include "console/com_data_provider.h"
 
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <cstring>
-#include <thread>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -19,6 +17,7 @@ namespace {
 using support::clock_type;
 using support::console;
 using support::elapsed_ms;
+using support::late_pc;
 using support::raw_mode;
 using support::trace_log;
 
@@ -108,22 +107,10 @@ TEST_F(console, output_waits_for_a_slow_pc_and_loses_nothing)
     for (size_t i = 0; i < all.size(); ++i) {
         all[i] = static_cast<uint8_t>(i * 31);
     }
-    std::vector<uint8_t> got;
-    std::thread slow([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        std::array<uint8_t, 4096> part{};
-        const auto start = clock_type::now();
-        while (got.size() < all.size() && elapsed_ms(start) < 10000) {
-            const ssize_t length = read(pc(), part.data(), part.size());
-            if (length > 0) {
-                got.insert(got.end(), part.begin(), part.begin() + length);
-            }
-        }
-    });
+    late_pc slow(pc(), all.size());
     com_write_complete(all.data(), all.size());
     com_flush();
-    slow.join();
-    EXPECT_EQ(got, all);
+    EXPECT_EQ(slow.received(), all);
     EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
 }
 

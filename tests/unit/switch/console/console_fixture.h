@@ -4,9 +4,11 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
 #include <termios.h>
 #include <unistd.h>
@@ -86,6 +88,50 @@ private:
     int pc_ = -1;
     int switch_ = -1;
     termios found_{};
+};
+
+/** Fills the line behind raw descriptor 1, as a PC that does not read leaves it: bytes taken. */
+inline size_t fill_line()
+{
+    const std::array<uint8_t, 4096> part{};
+    size_t filled = 0;
+    // The kernel hands bytes on by and by, so room may come back for a moment.
+    pollfd line = {.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+    while (poll(&line, 1, 20) > 0) {
+        const ssize_t written = write(STDOUT_FILENO, part.data(), part.size());
+        filled += written > 0 ? static_cast<size_t>(written) : 0;
+    }
+    return filled;
+}
+
+/** A PC that begins to read after a while, and then reads that many bytes. */
+class late_pc {
+public:
+    late_pc(int pc, size_t wanted)
+        : reader_([this, pc, wanted] {
+              std::this_thread::sleep_for(std::chrono::milliseconds(100));
+              std::array<uint8_t, 4096> part{};
+              const auto start = clock_type::now();
+              while (got_.size() < wanted && elapsed_ms(start) < 10000) {
+                  const ssize_t length = read(pc, part.data(), part.size());
+                  if (length > 0) {
+                      got_.insert(got_.end(), part.begin(), part.begin() + length);
+                  }
+              }
+          })
+    {
+    }
+
+    /** Waits for all of them. */
+    std::vector<uint8_t> received()
+    {
+        reader_.join();
+        return std::move(got_);
+    }
+
+private:
+    std::vector<uint8_t> got_;
+    std::jthread reader_;
 };
 
 /** Raw mode for a scope. */
