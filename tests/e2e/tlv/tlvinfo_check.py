@@ -2,7 +2,7 @@
 """Checks that a 256-byte EEPROM holds a valid TlvInfo image, and prints its records.
 
 Written from the published ONIE format alone, so that it shares nothing with the programs that it
-checks, their deliberate peculiarities included.
+checks. Of their deliberate peculiarities it lets one pass, a date with a NUL behind it.
 
 Usage: tlvinfo_check.py FILE
 Each record is a line "0xNN hexvalue". Below a vendor extension stand its enterprise number and its
@@ -19,16 +19,23 @@ HEADER = struct.Struct(">8sBH")  # id string, version, total length of the recor
 MOST_RECORD_BYTES = 245
 VENDOR_EXTENSION = 0xFD
 CRC_32 = 0xFE
+MANUFACTURE_DATE = 0x25
 RESERVED = (0x00, 0xFF)
 
 # The records whose values have one size.
 VALUE_SIZES = {
     0x24: 6,  # base MAC address
+    MANUFACTURE_DATE: 19,  # MM/DD/YYYY HH:NN:SS
     0x26: 1,  # device version
     0x2A: 2,  # number of MAC addresses
     0x2C: 2,  # country code
     CRC_32: 4,
 }
+
+
+# The exception: the format counts the 19 characters of a manufacture date, and the programs that are
+# checked store and count a NUL behind them.
+DATE_WITH_NUL = 20
 
 
 class NotValid(Exception):
@@ -63,12 +70,20 @@ def read_header(image):
     return total_length
 
 
+def without_exception(kind, value):
+    """The value as the format has it."""
+    if kind == MANUFACTURE_DATE and len(value) == DATE_WITH_NUL and value[-1] == 0:
+        return value[:-1]
+    return value
+
+
 def check_records(records):
     """The rules that are one record's alone."""
     seen = set()
     for kind, value in records:
         require(kind not in RESERVED, f"a record of the reserved type {kind:#04x}")
         require(kind == VENDOR_EXTENSION or kind not in seen, f"{kind:#04x} stands there twice")
+        value = without_exception(kind, value)
         size = VALUE_SIZES.get(kind, len(value))
         require(len(value) == size, f"{kind:#04x} has {len(value)} bytes, not {size}")
         seen.add(kind)

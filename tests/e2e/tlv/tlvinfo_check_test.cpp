@@ -121,6 +121,18 @@ TEST(tlvinfo_checker, wants_each_type_once_and_fixed_sizes_where_there_are_any)
     expect_image_fault(tlv_image(tlv_record(0x2C, "c"), 0), "0x2c has 1 bytes, not 2");
 }
 
+TEST(tlvinfo_checker, takes_a_date_of_19_characters_and_the_same_with_a_nul)
+{
+    const std::string date = "01/02/2024 03:04:05";
+    EXPECT_EQ(checked(eeprom_content(tlv_image(tlv_record(0x25, date), 0xC33DD86D), 0xFF)).status,
+              0);
+    EXPECT_EQ(
+        checked(eeprom_content(tlv_image(tlv_record(0x25, date + '\0'), 0x0F4F3842), 0xFF)),
+        (outcome{.output = "0x25 30312f30322f323032342030333a30343a303500\n0xFE 0f4f3842\n"}));
+    expect_image_fault(tlv_image(tlv_record(0x25, date + ' '), 0), "0x25 has 20 bytes, not 19");
+    expect_image_fault(tlv_image(tlv_record(0x25, "01/02/2024"), 0), "0x25 has 10 bytes, not 19");
+}
+
 TEST(tlvinfo_checker, wants_vendor_extensions_that_add_up)
 {
     expect_image_fault(tlv_image(tlv_record(0xFD, "123"), 0xC1013DF0),
