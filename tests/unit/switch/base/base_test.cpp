@@ -84,6 +84,19 @@ TEST(descriptor, closes_what_it_owns)
     EXPECT_FALSE(descriptor(-1));
 }
 
+TEST(descriptor, of_number_0_is_one_and_is_closed_too)
+{
+    const descriptor saved(dup(STDIN_FILENO));
+    close(STDIN_FILENO);
+    {
+        const descriptor first(open("/dev/null", O_RDONLY));
+        EXPECT_EQ(first.get(), 0);
+        EXPECT_TRUE(first);
+    }
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+    dup2(saved.get(), STDIN_FILENO);
+}
+
 void traced_function(int value)
 {
     SETMAC_TRACE_AT(54, "value:%d\r\n", value);

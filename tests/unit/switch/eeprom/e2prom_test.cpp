@@ -113,6 +113,14 @@ TEST(dfd_read_e2prom, reads_in_one_transfer)
     EXPECT_EQ(board.count("close", bus), 1U);
 }
 
+TEST(dfd_read_e2prom, of_nothing_does_nothing)
+{
+    sim::board board(one_e2prom());
+    uint8_t byte = 0;
+    EXPECT_EQ(dfd_read_e2prom(bus, 0x56, 3, &byte, 0), 0);
+    EXPECT_TRUE(board.log().empty());
+}
+
 TEST(dfd_read_e2prom, tries_five_times_with_pauses_and_logs_the_failure)
 {
     sim::board board(one_e2prom());
@@ -171,6 +179,17 @@ TEST(sdd_read_i2c_one_time, sends_the_low_byte_of_the_offset)
     EXPECT_EQ(byte, 0x35);
 }
 
+TEST(sdd_read_i2c_one_time, sends_a_two_byte_offset_high_byte_first_and_as_ten_bits)
+{
+    sim::board board(one_e2prom());
+    uint8_t byte = 0x5A;
+    EXPECT_EQ(sdd_read_i2c_one_time(bus, 0x56, 0x1234, &byte, 1, 1), -1);
+    EXPECT_EQ(errno, EOPNOTSUPP) << "the bus of the board knows no addresses of ten bits";
+    ASSERT_EQ(transfers(board).size(), 1U);
+    EXPECT_EQ(transfers(board)[0].arguments, "address=0x56 write=1234 read=");
+    EXPECT_EQ(byte, 0x5A);
+}
+
 TEST(sdd_write_i2c_one_time, needs_a_bus_and_data)
 {
     sim::board board(one_e2prom());
@@ -195,6 +214,14 @@ TEST(sdd_write_i2c_one_time, refuses_more_than_the_device_holds)
     const std::vector<uint8_t> data(257);
     EXPECT_EQ(sdd_write_i2c_one_time(bus, 0x56, 0, data.data(), 257), -1);
     EXPECT_TRUE(board.log().empty());
+}
+
+TEST(sdd_write_i2c_one_time, takes_as_many_bytes_as_the_device_holds)
+{
+    sim::board board({.eeproms = {{.address = 0x56, .page_size = 256}}});
+    const auto data = counting(256);
+    EXPECT_EQ(sdd_write_i2c_one_time(bus, 0x56, 0, data.data(), 256), 2);
+    EXPECT_TRUE(std::ranges::equal(board.eeprom(0x56), data));
 }
 
 TEST(sdd_write_i2c_one_time, is_one_write_on_the_bus)

@@ -6,6 +6,7 @@
 #include "sim/board/board.h"
 #include "store/productinfo.h"
 #include "unit/switch/console/console_fixture.h"
+#include "unit/switch/console/timed_pc.h"
 
 namespace {
 
@@ -14,11 +15,14 @@ using support::bytes;
 using support::console;
 using support::digits_length;
 using support::digits_value;
+using support::late_pc;
 using support::operator+;
 using support::printed;
 using support::raw_mode;
 using support::setmac_sign;
 using support::setsn_sign;
+using support::timed_pc;
+using support::timed_script;
 using support::trace_log;
 
 int32_t handled_length = 0;
@@ -115,6 +119,19 @@ TEST_F(entry, setsn_gives_up_on_a_silent_console)
     EXPECT_TRUE(received().empty());
 }
 
+TEST_F(entry, setsn_waits_100_ms_for_the_start_byte)
+{
+    const raw_mode raw;
+    {
+        const timed_pc pc(timed_script{{70, bytes("{") + setsn_sign + byte_list{0x02}}});
+        EXPECT_EQ(enter_setsn(2), 1);
+    }
+    EXPECT_EQ(received(), (byte_list{'}', 0x10, 0x01}));
+    const timed_pc late(timed_script{{130, {'{'}}});
+    EXPECT_EQ(enter_setsn(2), -1);
+    EXPECT_TRUE(received().empty());
+}
+
 TEST_F(entry, setsn_ends_when_no_start_byte_comes)
 {
     const raw_mode raw;
@@ -159,6 +176,28 @@ TEST_F(entry, setsn_stops_taking_bytes_at_the_first_start_byte)
     send(bytes("{") + setsn_sign + byte_list{0x02});
     EXPECT_EQ(enter_setsn(2), 1) << "the hand sign right behind the start byte is the exchange's";
     EXPECT_EQ(received(), (byte_list{'}', 0x10, 0x01}));
+}
+
+int32_t talkative_handler(const uint8_t *, int32_t)
+{
+    for (int i = 0; i < 2000; ++i) {
+        printf("%099d\n", i);
+    }
+    return 0;
+}
+
+TEST_F(entry, text_of_a_handler_reaches_a_pc_that_stalls_and_so_does_the_reply_behind_it)
+{
+    const raw_mode raw;
+    send(bytes("{") + setsn_sign + byte_list{0x01} + digits_length + digits_value);
+    ASSERT_EQ(kbhit(900000), 1);
+    const byte_list front = {'}', 0x10, 0x01, 0x07};
+    late_pc reader(pc(), front.size() + 200000 + 1);
+    EXPECT_EQ(set_module_info(talkative_handler), 0);
+    const auto got = reader.received();
+    ASSERT_EQ(got.size(), front.size() + 200000 + 1);
+    EXPECT_EQ(byte_list(got.begin() + 4, got.begin() + 104), bytes(std::string(99, '0') + "\n"));
+    EXPECT_EQ(byte_list(got.end() - 6, got.end()), bytes("1999\n\x06"));
 }
 
 TEST_F(entry, module_info_needs_a_handler_and_waiting_input)

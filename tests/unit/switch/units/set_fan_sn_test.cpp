@@ -237,6 +237,40 @@ TEST_F(fans, time_out_in_the_payload_starts_again_with_the_sum_kept)
               fan_banner + (byte_list{0x06, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
 }
 
+TEST_F(fans, bytes_of_a_list_may_each_come_after_400_ms)
+{
+    EXPECT_EQ(run_timed(set_fan_info,
+                        support::one_by_one(list_message({0, 3, 0}) + byte_list{0x06}, 400) +
+                            support::timed_script{{900, {0x06}}}),
+              fan_banner + (byte_list{0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
+}
+
+TEST_F(fans, bytes_of_a_list_that_come_after_600_ms_are_too_late)
+{
+    EXPECT_EQ(run_timed(set_fan_info, {{0, {0x20}},
+                                       {600, {0x01}}, // no header any more
+                                       {0, {0x20, 0x01, 3, 0}},
+                                       {600, {3}}, // no byte of the payload
+                                       {0, {0x20, 0x01, 3, 0, 3, 0}},
+                                       {600, {3}}, // no checksum, and so asked for again
+                                       {0, list_message({0, 3, 0}, 3) + acknowledged}}),
+              fan_banner +
+                  (byte_list{0x06, 0x06, 0x06, 0x20, 0x06, 0x06, 0x20, 0x01, 3, 0, 3, 0, 3}));
+}
+
+TEST_F(fans, short_list_after_a_damaged_full_one_holds_nothing_of_that)
+{
+    auto full = list({record(1, 0, 0x51, 0, "FAN0000000001", "1.23")});
+    full.resize(250, 0);
+    auto damaged = list_message(full);
+    damaged.back() ^= 0xFF;
+    const uint8_t sum = list_message(full).back();
+    EXPECT_EQ(run(set_fan_info, damaged + list_message({}, sum)),
+              fan_banner + (byte_list{0x06, 0x20, 0x06, 0x29}))
+        << "the mark of the first list is not that of the second";
+    EXPECT_EQ(board().count("write"), 0U);
+}
+
 TEST_F(fans, answer_is_kept_back_from_a_pc_that_never_acknowledges)
 {
     EXPECT_EQ(run(set_fan_info, list_message({0, 3, 0}) + byte_list(20, 0x55) + byte_list{0x06}),

@@ -59,6 +59,19 @@ protected:
     }
 };
 
+TEST_F(powers, short_list_after_a_damaged_full_one_holds_nothing_of_that)
+{
+    auto full = list({record(1, 0, 0x58, "PSSN000000001", "A01")});
+    full.resize(250, 0);
+    auto damaged = list_message(full);
+    damaged.back() ^= 0xFF;
+    const uint8_t sum = list_message(full).back();
+    EXPECT_EQ(run(set_pwr_info, damaged + list_message({}, sum) + acknowledged),
+              banner + (byte_list{0x06, 0x20}) + (list_answer({0, 3, 0})))
+        << "the count of the first list is not that of the second";
+    EXPECT_EQ(board().count("write"), 0U);
+}
+
 TEST_F(powers, are_written_read_back_and_sent_back)
 {
     const auto sent =

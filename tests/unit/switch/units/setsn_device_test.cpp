@@ -342,6 +342,31 @@ TEST_F(devices, time_out_in_the_list_starts_again_with_the_sum_kept)
               banner + byte_list{0x06} + answer(content));
 }
 
+TEST_F(devices, header_may_come_after_400_ms_and_each_byte_behind_it_after_80)
+{
+    const byte_list content = list({});
+    auto rest = message(content);
+    rest.erase(rest.begin(), rest.begin() + 2);
+    EXPECT_EQ(run_timed(set_device_sn_info,
+                        support::timed_script{{400, {0x20}}, {400, {0x01}}} +
+                            support::one_by_one(rest, 80) +
+                            support::timed_script{{400, {0x06}}, {900, {0x06}}, {80, {0x03}}}),
+              banner + answer(content));
+}
+
+TEST_F(devices, header_after_600_ms_and_a_byte_after_120_are_too_late)
+{
+    const byte_list content = list({});
+    EXPECT_EQ(run_timed(set_device_sn_info, {{0, {0x20}},
+                                             {600, {0x01}},
+                                             {0, {0x20, 0x01, 0, 0, 0}},
+                                             {120, {6}},
+                                             {0, {0x20, 0x01, 0, 0, 0, 6, 5}},
+                                             {120, {5}},
+                                             {0, message(content, 5) + acknowledged + ended}}),
+              banner + (byte_list{0x06, 0x06, 0x06}) + answer(content));
+}
+
 TEST_F(devices, checksum_that_does_not_come_is_asked_for_again)
 {
     const byte_list content = list({});

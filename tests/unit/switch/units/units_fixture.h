@@ -6,6 +6,7 @@
 
 #include "sim/board/board.h"
 #include "unit/switch/console/console_fixture.h"
+#include "unit/switch/console/timed_pc.h"
 #include "unit/switch/support.h"
 
 namespace support {
@@ -58,6 +59,16 @@ inline byte_list list_answer(const byte_list &content)
            with_sum(content);
 }
 
+/** Bytes that come one by one, each so long after the one before it. */
+inline timed_script one_by_one(const byte_list &all, int64_t after_ms)
+{
+    timed_script script;
+    for (const uint8_t byte : all) {
+        script.push_back({after_ms, {byte}});
+    }
+    return script;
+}
+
 /** A unit command on a raw console; the PC has sent all of its bytes beforehand. */
 class unit_command : public console {
 protected:
@@ -84,6 +95,16 @@ protected:
         });
         EXPECT_EQ(command(), 0);
         pc.join();
+        com_flush();
+        return received();
+    }
+
+    /** The same for a PC whose bytes come when the script says. */
+    byte_list run_timed(int32_t (*command)(), timed_script script)
+    {
+        const raw_mode raw;
+        const timed_pc pc(std::move(script));
+        EXPECT_EQ(command(), 0);
         com_flush();
         return received();
     }
