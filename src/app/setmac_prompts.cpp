@@ -45,7 +45,7 @@ void read_strings(const char *prompt, char *dst, size_t size)
     auto *scratch = static_cast<char *>(calloc(1, scratch_size));
     if (scratch == nullptr) {
         printf("%s: Out of memory.\r\n", __func__);
-        product_info_is_incomplete();
+        mark_product_info_incomplete();
         return;
     }
     if (scanf("%999s", scratch) == 1) {

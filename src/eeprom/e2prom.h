@@ -11,7 +11,7 @@ constexpr uint16_t card_e2prom_address = 0x57;
 
 extern "C" {
 
-// The libraries that the program loads look these two up in it, hence C linkage and visibility.
+// For the libraries that the program loads to look up in it, hence C linkage and visibility.
 
 /**
  * One read transfer. Returns the driver's result (negative on failure), -1 for a missing argument
@@ -36,7 +36,10 @@ extern "C" {
 int32_t sdd_write_i2c_one_time(const char *device, uint16_t address, uint16_t offset,
                                const uint8_t *data, int32_t length);
 
-/** Reads `length` bytes at `offset`: 0, or the negative result of the last of five transfers. */
+/**
+ * Reads `length` bytes at `offset`: 0, or the negative result of the last of five transfers. Of no
+ * bytes there is no transfer: adapters may refuse an empty message.
+ */
 int32_t dfd_read_e2prom(const char *device, uint16_t address, uint16_t offset, uint8_t *buffer,
                         uint16_t length);
 
@@ -47,18 +50,22 @@ int32_t dfd_read_e2prom(const char *device, uint16_t address, uint16_t offset, u
 int32_t dfd_write_e2prom(const char *device, uint16_t address, uint16_t offset, const uint8_t *data,
                          int32_t length);
 
-/** The board's card type once it has been read; 0 before. */
+/**
+ * What setmac_get_my_card_type remembers: the card type, or the negative result of a lookup where
+ * that is another than -1; 0 before.
+ */
 extern int32_t sdd_my_type;
 
 /**
  * The card type of this board, from the card EEPROM; read once and remembered in sdd_my_type. 0
  * when the EEPROM cannot be read (the next call tries again), negative when it holds no known
- * record.
+ * record: -1, which is not remembered either, or what the lookup in the record came to.
  */
 int32_t setmac_get_my_card_type();
 
 /**
- * The card type from a card-type record in the current layout. `capacity` holds the bytes that
+ * The card type from a card-type record in the current layout. The name is given: the one type of
+ * information that is asked for is the card type. `capacity` holds the bytes that
  * `value` has room for (4) and gets the bytes delivered. 0, or -1, -12, -22 or the negative result
  * of a transfer; `value` is then left as it was.
  */

@@ -17,11 +17,7 @@ namespace {
 // The header: id string, version, total length.
 constexpr char id_string[8] = "TlvInfo";
 constexpr uint8_t tlv_version = 1;
-constexpr size_t version_at = 8;
 constexpr size_t total_length_at = 9;
-
-constexpr uint8_t crc_length = 4;
-constexpr uint32_t crc_record_size = tlv_record_header_size + crc_length;
 
 /** A byte of the image, zero past its end: records may claim more than there is. */
 uint8_t byte_at(const uint8_t *image, size_t offset)
@@ -37,15 +33,8 @@ size_t records_end(const uint8_t *image)
 /** The CRC covers everything up to its own record's type and length. */
 uint32_t computed_crc(const uint8_t *image)
 {
-    return static_cast<uint32_t>(crc32(0, image, tlv_total_length(image) + 7));
-}
-
-void reset_image(uint8_t *image)
-{
-    memcpy(image, id_string, sizeof(id_string));
-    image[version_at] = tlv_version;
-    tlv_set_total_length(image, 0);
-    update_crc(image);
+    const size_t covered = records_end(image) - tlv_crc_length;
+    return static_cast<uint32_t>(crc32(0, image, static_cast<uInt>(covered)));
 }
 
 } // namespace
@@ -84,8 +73,8 @@ bool is_valid_tlv(const uint8_t *record)
 
 bool is_valid_tlvinfo_header(const uint8_t *image)
 {
-    return memcmp(image, id_string, sizeof(id_string)) == 0 && image[version_at] == tlv_version &&
-           tlv_total_length(image) <= tlv_max_total_length;
+    return memcmp(image, id_string, sizeof(id_string)) == 0 &&
+           image[tlv_version_at] == tlv_version && tlv_total_length(image) <= tlv_max_total_length;
 }
 
 bool is_checksum_valid(const uint8_t *image)
@@ -93,9 +82,9 @@ bool is_checksum_valid(const uint8_t *image)
     if (!is_valid_tlvinfo_header(image)) {
         return false;
     }
-    // Behind the last 6 bytes of records, so inside the header where there are fewer.
-    const uint8_t *record = image + tlv_total_length(image) + 5;
-    return record[0] == tlv_crc && record[1] == crc_length &&
+    // The last bytes of the records, which begin inside the header where there are fewer.
+    const uint8_t *record = image + records_end(image) - tlv_crc_record_size;
+    return record[0] == tlv_crc && record[1] == tlv_crc_length &&
            load_be32(record + tlv_record_header_size) == computed_crc(image);
 }
 
@@ -120,26 +109,29 @@ void update_crc(uint8_t *image)
     int32_t offset = 0;
     uint32_t total_length = tlv_total_length(image);
     if (!tlvinfo_find_tlv(image, tlv_crc, &offset)) {
-        if (total_length + crc_record_size > tlv_max_total_length) {
+        if (total_length + tlv_crc_record_size > tlv_max_total_length) {
             return;
         }
         offset = static_cast<int32_t>(records_end(image));
-        total_length += crc_record_size;
+        total_length += tlv_crc_record_size;
         tlv_set_total_length(image, total_length);
     }
-    if (static_cast<uint32_t>(offset) + crc_record_size > tlv_image_size ||
+    if (static_cast<uint32_t>(offset) + tlv_crc_record_size > tlv_image_size ||
         total_length > tlv_max_total_length) {
         return;
     }
     uint8_t *record = image + offset;
     record[0] = tlv_crc;
-    record[1] = crc_length;
+    record[1] = tlv_crc_length;
     store_be32(record + tlv_record_header_size, computed_crc(image));
 }
 
 void update_eeprom_header(uint8_t *image)
 {
-    reset_image(image);
+    memcpy(image, id_string, sizeof(id_string));
+    image[tlv_version_at] = tlv_version;
+    tlv_set_total_length(image, 0);
+    update_crc(image);
 }
 
 bool tlvinfo_delete_tlv(uint8_t *image, uint8_t code)
@@ -188,7 +180,7 @@ int32_t read_eeprom(uint8_t *image)
     if (!is_checksum_valid(image)) {
         puts("!!!Warning: CRC check failed.\r");
         good = false;
-        reset_image(image);
+        update_eeprom_header(image);
     }
     return good ? 0 : result;
 }

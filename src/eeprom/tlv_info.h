@@ -10,7 +10,10 @@
 
 constexpr size_t tlv_image_size = 256;
 constexpr size_t tlv_header_size = 11;
+constexpr size_t tlv_version_at = 8; // in the header
 constexpr size_t tlv_record_header_size = 2;
+constexpr uint8_t tlv_crc_length = 4;
+constexpr uint32_t tlv_crc_record_size = tlv_record_header_size + tlv_crc_length;
 constexpr uint32_t tlv_max_total_length = tlv_image_size - tlv_header_size;
 constexpr size_t tlv_max_value_length = 255;
 

@@ -14,13 +14,12 @@ namespace {
 constexpr size_t mac_size = 6;
 constexpr size_t mac_text_length = 17;
 constexpr size_t value_buffer_size = 256;
-constexpr uint32_t crc_record_size = 6;
 
 /** One more than a record holds: a length that no image has room for. */
 constexpr uint32_t too_long = tlv_max_value_length + 1;
 
-// The factory tools send the date with one character behind it, and the record holds the 19
-// characters of the date with their NUL: both are 20.
+// A date comes with one character behind it, and the record holds the 19 characters of the date
+// with their NUL: both are 20.
 constexpr size_t date_length = 20;
 
 /** The value of a record being built. */
@@ -121,14 +120,15 @@ bool date_is_regular(const char *text)
 tlv_add_status set_date(tlv_value &value, const char *text)
 {
     if (text == nullptr) {
-        SETMAC_TRACE("\r\nERROR: NULL date string passed in.");
+        SETMAC_TRACE_AS("set_date", __LINE__, "\r\nERROR: NULL date string passed in.");
         return tlv_refused;
     }
     const size_t length = strlen(text);
     if (length != date_length) {
-        SETMAC_TRACE("\r\nERROR: Date strlen() != %d -- %d", static_cast<int>(date_length),
-                     static_cast<int>(length));
-        SETMAC_TRACE("\r\nERROR: Bad date format (MM/DD/YYYY hh:mm:ss): %s", text);
+        SETMAC_TRACE_AS("set_date", __LINE__, "\r\nERROR: Date strlen() != %d -- %d",
+                        static_cast<int>(date_length), static_cast<int>(length));
+        SETMAC_TRACE_AS("set_date", __LINE__,
+                        "\r\nERROR: Bad date format (MM/DD/YYYY hh:mm:ss): %s", text);
         return tlv_refused;
     }
     int year = 0;
@@ -138,13 +138,13 @@ tlv_add_status set_date(tlv_value &value, const char *text)
     int minute = 0;
     int second = 0;
     if (sscanf(text, "%d-%d-%d %d:%d:%d", &year, &month, &day, &hour, &minute, &second) != 6) {
-        SETMAC_TRACE("\r\nERROR: Time format wrong.");
+        SETMAC_TRACE_AS("set_date", __LINE__, "\r\nERROR: Time format wrong.");
         return tlv_refused;
     }
     std::array<char, 96> date{};
     snprintf(date.data(), date.size(), "%02d/%02d/%d %02d:%02d:%02d", month, day, year, hour,
              minute, second);
-    SETMAC_TRACE("\r\nstr new is: %s", date.data());
+    SETMAC_TRACE_AS("set_date", __LINE__, "\r\nstr new is: %s", date.data());
     if (!date_is_regular(date.data())) {
         return tlv_refused;
     }
@@ -161,7 +161,7 @@ bool is_separator(char c)
 /**
  * Takes one byte of a list at `text` into `value` and leaves `text` behind it. A list that ends in
  * separators counts one more byte: the one that the copied text left at that place of the value.
- * Readers of such records know it, so it stays.
+ * That is deliberate, and stays.
  */
 bool take_byte(tlv_value &value, const char *&text, const char *list)
 {
@@ -202,11 +202,13 @@ tlv_add_status set_bytes(tlv_value &value, const char *list)
             continue;
         }
         if (*text != '\0') {
-            SETMAC_TRACE("ERROR: Trying to assign too many bytes (max: %d) in string: %s\n",
-                         static_cast<int>(tlv_max_value_length), list);
+            SETMAC_TRACE_AS("set_bytes", __LINE__,
+                            "ERROR: Trying to assign too many bytes (max: %d) in string: %s\n",
+                            static_cast<int>(tlv_max_value_length), list);
             return tlv_refused;
         }
-        SETMAC_TRACE("ERROR: There is not enough room in the EERPOM to save data.\n");
+        SETMAC_TRACE_AS("set_bytes", __LINE__,
+                        "ERROR: There is not enough room in the EERPOM to save data.\n");
         return tlv_no_room;
     }
     return tlv_added;
@@ -243,7 +245,7 @@ void append_record(uint8_t *image, uint8_t code, const tlv_value &value)
     int32_t offset = 0;
     uint32_t total_length = tlv_total_length(image);
     if (tlvinfo_find_tlv(image, tlv_crc, &offset)) {
-        total_length -= std::min(total_length, crc_record_size);
+        total_length -= std::min(total_length, tlv_crc_record_size);
     } else {
         offset = static_cast<int32_t>(tlv_header_size + total_length);
     }

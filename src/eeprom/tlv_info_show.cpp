@@ -125,7 +125,7 @@ void show_eeprom(const uint8_t *image)
     const uint32_t total_length = tlv_total_length(image);
     SETMAC_TRACE("TlvInfo Header:\r\n");
     SETMAC_TRACE("   Id String:    %s\r\n", reinterpret_cast<const char *>(image));
-    SETMAC_TRACE("   Version:      %d\r\n", image[8]);
+    SETMAC_TRACE("   Version:      %d\r\n", image[tlv_version_at]);
     SETMAC_TRACE("   Total Length: %d\r\n", static_cast<int>(total_length));
     SETMAC_TRACE("TLV Name             Code Len Value\r\n");
     SETMAC_TRACE("-------------------- ---- --- -----\r\n");

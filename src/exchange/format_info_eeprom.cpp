@@ -50,8 +50,8 @@ void derive_from_hardware_version(std::string_view value)
     }
     std::array<char, hardware_version_length + 1> text{};
     std::copy(value.begin(), value.end(), text.begin());
-    // The version character and behind it, in one text, the label. The factory's tools have always
-    // read the device version from both: 1.00 is the number 100.
+    // The version character and behind it, in one text, the label. The device version is the number
+    // of both on purpose: 1.00 is 100.
     std::array<char, 4> version_and_label{};
     char *label = version_and_label.data() + 1;
     if (sscanf(text.data(), "%c.%2s", version_and_label.data(), label) != 2) {

@@ -43,12 +43,15 @@ uint32_t setmac_crc32(const uint8_t *data, int32_t len);
 
 /**
  * One exchange. 0 when it is over: the payload was applied, or arrived damaged. Otherwise the PC
- * starts again from the hand sign: 1, or the first byte received where that is no hand sign.
+ * starts again from the hand sign: 1, or the first byte received where that is no hand sign. A
+ * first byte of 00 is such a result too, and so ends the exchanges.
  */
 int32_t smp_recv(const com_data_provider *provider, payload_handler handler,
                  const uint8_t *hand_sign);
 
-/** One exchange over the console with the handler and hand sign of `mode`; 0 for an unknown mode.
+/**
+ * One exchange over the console with the handler and hand sign of `mode`; 0 for an unknown mode.
+ * The name is given.
  */
 int32_t __set_product_info(int32_t mode);
 

@@ -11,8 +11,8 @@
 // library's business.
 //
 // Serial numbers stand in fields of 24 bytes, hardware versions in fields of 6: texts that end at
-// the first NUL or with the field. The library reads no further than the field, and a text that it
-// stores into one lacks its NUL when it fills the field.
+// the first NUL or with the field. That the library reads no further than the field, and that a
+// text which it stores into one lacks its NUL when it fills the field, is our assumption.
 
 extern "C" {
 

@@ -21,8 +21,8 @@ prod_info_node *head = nullptr;
 prod_info_node *tail = nullptr;
 prod_info_partition info{};
 
-/** Whether flash holds what the checksum word of the image says. */
-bool image_is_saved = false;
+/** Whether flash is known to hold the image with this checksum word: a save then writes nothing. */
+bool flash_holds_image = false;
 
 /** Whether memory ran out: the list is then not what it should be, loaded or edited. */
 bool list_is_incomplete = false;
@@ -84,7 +84,7 @@ void store_record(std::string_view full_name, std::string_view value, const char
         node = static_cast<prod_info_node *>(calloc(1, sizeof(prod_info_node)));
         if (node == nullptr) {
             printf("%s: Out of memory.\r\n", caller);
-            product_info_is_incomplete();
+            mark_product_info_incomplete();
             return;
         }
         copy_text(node->name, name);
@@ -117,7 +117,7 @@ void release_image()
 {
     free(info.image);
     info.image = nullptr;
-    image_is_saved = false;
+    flash_holds_image = false;
     list_is_incomplete = false;
 }
 
@@ -166,14 +166,14 @@ int32_t write_image(int32_t mirror)
     const auto length = static_cast<int32_t>(info.data_len);
     const int32_t primary_result = mtd_write(info.mtd_index, info.image, length);
     if (mirror < 0) {
-        image_is_saved = primary_result == 0;
+        flash_holds_image = primary_result == 0;
         return primary_result;
     }
     const int32_t mirror_result = mtd_write(mirror, info.image, length);
     if (mirror_result == -1) {
         SETMAC_TRACE_AS("save_product_info", __LINE__, "\r\nSync Failed");
     }
-    image_is_saved = primary_result == 0 && mirror_result == 0;
+    flash_holds_image = primary_result == 0 && mirror_result == 0;
     return mirror_result;
 }
 
@@ -203,8 +203,8 @@ int32_t init_product_info()
         release_image();
         return -1;
     }
-    image_is_saved = stored_checksum() == computed_checksum();
-    if (!image_is_saved) {
+    flash_holds_image = stored_checksum() == computed_checksum();
+    if (!flash_holds_image) {
         puts("!!!Warning: CRC check failed.\r");
         return 0;
     }
@@ -227,13 +227,13 @@ int32_t save_product_info()
     }
     const uint32_t previous = stored_checksum();
     build_image();
-    if (image_is_saved && stored_checksum() == previous) {
+    if (flash_holds_image && stored_checksum() == previous) {
         return 0;
     }
     return write_image(mirror);
 }
 
-void product_info_is_incomplete()
+void mark_product_info_incomplete()
 {
     list_is_incomplete = true;
 }

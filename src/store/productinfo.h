@@ -47,10 +47,10 @@ int32_t init_product_info();
 int32_t save_product_info();
 
 /**
- * Tells that memory ran out on the way of something into the list: it is not saved from now on, so
- * that no record which is in flash, or was entered, gets lost unnoticed.
+ * Marks the list as incomplete: memory ran out on the way of something into it. It is not saved
+ * from now on, so that no record which is in flash, or was entered, gets lost unnoticed.
  */
-void product_info_is_incomplete();
+void mark_product_info_incomplete();
 
 /** Releases the list and the image. */
 void clr_prod_info();

@@ -4,8 +4,8 @@
 #include <span>
 
 // The I2C master inside the FPGA, through which the EEPROMs of backplane, fans and PoE and the
-// power supplies are reached. Its users differ in how long they wait for it, on purpose: the parts
-// behind it do.
+// power supplies are reached. Each of its users has a timing of its own: the numbers are given, and
+// what the parts behind the bridge need was never measured.
 
 /** A device behind the bridge. */
 struct bridge_target {

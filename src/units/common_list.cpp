@@ -66,7 +66,7 @@ bool receive_unit_list(const unit_list_kind &kind, unit_list *list)
             continue;
         }
         if (length > kind.max_length) {
-            serial_putc_raw(unit_too_long);
+            serial_putc_raw(unit_bad_length);
             return false;
         }
         const int32_t count = kind.counted ? serial_recv(byte_limit_ms) : 0;

@@ -27,8 +27,9 @@ struct unit_list {
 enum unit_reply : uint8_t {
     unit_acknowledge = 0x06,
     unit_request = 0x20,
-    unit_too_long = 0x28,
-    unit_bad_head = 0x29,
+    unit_bad_length = 0x28, // too long, or negative
+    unit_bad_mark = 0x29,   // fans, PoE: the list lacks its mark
+    unit_too_many = 0x29,   // supplies, devices: the same byte
     unit_bad_power_element = 0x2A,
     unit_bad_fan_element = 0x2B,
 };

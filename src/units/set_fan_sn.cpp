@@ -28,9 +28,10 @@ constexpr uint8_t protect_offset = 0x0E;
 constexpr uint8_t protect_lifted = 0;
 constexpr uint8_t protect_set = 1;
 
+// Writes of EEPROMs, and all other transfers.
 constexpr bridge_timing write_timing = {
     .first_pause_us = 0, .polls = 600, .pause_us = 1000, .ends_on_failure = true};
-constexpr bridge_timing short_timing = {
+constexpr bridge_timing read_and_protect_timing = {
     .first_pause_us = 0, .polls = 5000, .pause_us = 100, .ends_on_failure = true};
 
 // The image of an identity EEPROM, written in two transfers.
@@ -151,7 +152,7 @@ int32_t set_fanpoe_info(int32_t mode)
         return 0;
     }
     if (list.bytes[1] != fan_list_mark) {
-        serial_putc_raw(unit_bad_head);
+        serial_putc_raw(unit_bad_mark);
         return 0;
     }
     const size_t count = unit_count(list);
@@ -193,7 +194,7 @@ int32_t _read_fan_serial(int32_t mode, uint8_t channel, uint8_t offset, uint8_t 
                          uint8_t length)
 {
     bridge_address(unit_target(mode, channel), offset, length);
-    if (bridge_run(bridge_read, short_timing) != bridge_done) {
+    if (bridge_run(bridge_read, read_and_protect_timing) != bridge_done) {
         return 1;
     }
     bridge_get({buffer, length});
@@ -205,7 +206,7 @@ int32_t write_protect(uint8_t value, uint8_t channel)
     bridge_address({.bus = fan_bus, .channel = channel, .address = protect_address}, protect_offset,
                    sizeof(value));
     bridge_put({&value, sizeof(value)});
-    return bridge_run(bridge_write, short_timing) == bridge_done ? 0 : 1;
+    return bridge_run(bridge_write, read_and_protect_timing) == bridge_done ? 0 : 1;
 }
 
 int32_t print_fan_sn_info(int32_t mode)

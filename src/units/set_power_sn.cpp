@@ -20,7 +20,8 @@ constexpr size_t max_powers = 8;
 
 constexpr uint8_t power_bus = 4;
 
-// A supply may say "failed" while it takes a block, so only time ends the wait.
+// Of supplies a failed status does not end the wait. Why is not known: we assume that one can show
+// while a supply takes a block.
 constexpr bridge_timing power_timing = {
     .first_pause_us = 0, .polls = 5000, .pause_us = 100, .ends_on_failure = false};
 
@@ -173,11 +174,11 @@ int32_t set_pwr_info()
                    " Using your PC SetPowerSn program to perform SetPowerSn Operation ......");
     unit_list list{};
     if (!receive_unit_list(power_list, &list)) {
-        return unit_too_long;
+        return unit_bad_length;
     }
     const size_t count = list.bytes[0];
     if (count > max_powers) {
-        return refuse(unit_bad_head);
+        return refuse(unit_too_many);
     }
     SETMAC_TRACE("Set %d powers. \r\n", static_cast<int>(count));
     if (!take_records(list, count)) {

@@ -89,7 +89,8 @@ received_list recv_setsn_info()
             continue;
         }
         const int32_t checksum = serial_recv(byte_limit_ms);
-        SETMAC_TRACE("chesum:0x%x read:0x%x\r\n", sum, static_cast<unsigned>(checksum));
+        SETMAC_TRACE_AS("recv_setsn_info", __LINE__, "chesum:0x%x read:0x%x\r\n", sum,
+                        static_cast<unsigned>(checksum));
         if (checksum == sum) {
             return {length == 0, length};
         }
@@ -159,10 +160,10 @@ void apply_entry(device_entry *entry)
 uint8_t apply_list(int32_t length)
 {
     if (length < 0 || length > static_cast<int32_t>(sizeof(dev_setsn))) {
-        return unit_too_long;
+        return unit_bad_length;
     }
     if (dev_setsn.tlv_num > max_devices) {
-        return unit_bad_head;
+        return unit_too_many;
     }
     trace_list("set");
     for (uint8_t i = 0; i < dev_setsn.tlv_num; ++i) {

@@ -33,10 +33,12 @@ int32_t device_fan_set_info(const device_entry &entry)
         typed_by_pc ? type_not_asked : static_cast<uint32_t>(drv_get_fan_type(data.index));
     uint32_t expected = expected_type(entry);
     if (expected == 0) {
-        SETMAC_TRACE("Fan has no dev_type, try legacy fan_type.\r\n");
+        SETMAC_TRACE_AS("device_fan_set_info", __LINE__,
+                        "Fan has no dev_type, try legacy fan_type.\r\n");
         expected = data.fan_type;
     }
-    SETMAC_TRACE("Fan device type: 0x%x set type: 0x%x \r\n", fitted, expected);
+    SETMAC_TRACE_AS("device_fan_set_info", __LINE__, "Fan device type: 0x%x set type: 0x%x \r\n",
+                    fitted, expected);
     if (typed_by_pc) {
         return outcome_of(drv_set_fan_info_with_type(data.index, &expected, data.sn, data.hw));
     }
@@ -53,15 +55,16 @@ int32_t device_power_set_info(const device_entry &entry)
     uint32_t length = 0;
     const int32_t result = drv_get_power_name(data.index, name.data(), &length);
     if (result < 0) {
-        SETMAC_TRACE("get power name fail!\r\n");
+        SETMAC_TRACE_AS("device_power_set_info", __LINE__, "get power name fail!\r\n");
         return result;
     }
-    SETMAC_TRACE("Power device name: '%.*s' set name: '%.*s' \r\n", static_cast<int>(name.size()),
-                 name.data(), static_cast<int>(sizeof(data.name)), data.name);
+    SETMAC_TRACE_AS(
+        "device_power_set_info", __LINE__, "Power device name: '%.*s' set name: '%.*s' \r\n",
+        static_cast<int>(name.size()), name.data(), static_cast<int>(sizeof(data.name)), data.name);
     if (strncmp(name.data(), data.name, name.size()) != 0) {
         return device_other_type;
     }
-    // A supply's serial number is its own: only the version is written.
+    // The driver library has no operation for the serial number of a supply.
     return outcome_of(drv_set_power_hw_version(data.index, data.hw));
 }
 
@@ -73,11 +76,12 @@ int32_t device_sub_unintlg_setinfo(const device_entry &entry)
     const int32_t result =
         drv_get_sub_unintlg_lc_info(drv_get_my_card_type(), data.index, &fitted, buffer.data());
     if (result < 0) {
-        SETMAC_TRACE("get card type fail!\r\n");
+        SETMAC_TRACE_AS("device_sub_unintlg_setinfo", __LINE__, "get card type fail!\r\n");
         return result;
     }
     const uint32_t expected = expected_type(entry);
-    SETMAC_TRACE("card type: 0x%x set type: 0x%x \r\n", fitted, expected);
+    SETMAC_TRACE_AS("device_sub_unintlg_setinfo", __LINE__, "card type: 0x%x set type: 0x%x \r\n",
+                    fitted, expected);
     if (fitted != expected) {
         return device_other_type;
     }

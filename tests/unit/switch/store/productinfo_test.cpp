@@ -154,7 +154,7 @@ TEST_F(productinfo, does_not_start_where_nothing_was_read)
 TEST_F(productinfo, is_not_saved_any_more_once_memory_ran_out_until_it_is_loaded_again)
 {
     load_blank();
-    product_info_is_incomplete();
+    mark_product_info_incomplete();
     EXPECT_EQ(save_product_info(), -1);
     EXPECT_EQ(board().count("write"), 0U);
     EXPECT_EQ(reload(), "!!!Warning: CRC check failed.\r\n");
