@@ -22,6 +22,7 @@ std::string hex_digits(std::span<const uint8_t> bytes)
 {
     constexpr char digits[] = "0123456789abcdef";
     std::string text;
+    text.reserve(bytes.size() * 2);
     for (const uint8_t byte : bytes) {
         text += digits[byte >> 4];
         text += digits[byte & 0x0F];

@@ -134,12 +134,18 @@ int64_t flash_memory::program(uint64_t offset, std::span<const uint8_t> data)
         return -EINVAL;
     }
     const auto cells = bytes().subspan(offset, data.size());
-    for (std::size_t i = 0; i < data.size(); ++i) {
+    for (std::size_t i = 0; i < data.size();) {
         const uint64_t block = (offset + i) / what_.erase_size;
-        if (is_bad(block) || contains(what_.no_write, block) || !supply_.step()) {
+        if (is_bad(block) || contains(what_.no_write, block)) {
             return -EIO;
         }
-        cells[i] = what_.type == ram ? data[i] : static_cast<uint8_t>(cells[i] & data[i]);
+        const uint64_t block_end = (block + 1) * what_.erase_size - offset;
+        for (const std::size_t end = std::min<uint64_t>(data.size(), block_end); i < end; ++i) {
+            if (!supply_.step()) {
+                return -EIO;
+            }
+            cells[i] = what_.type == ram ? data[i] : static_cast<uint8_t>(cells[i] & data[i]);
+        }
     }
     return 0;
 }
