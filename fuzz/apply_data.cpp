@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const auto payload = in.rest();
     const auto length = static_cast<int32_t>(payload.size());
 
-    fuzz::switch_program program(board_for(choice));
+    fuzz::switch_program program(board_for(choice), in.tells_much());
     init_product_info();
     const int32_t result = fuzz::chosen(choice, 0) ? do_set_sn(payload.data(), length)
                                                    : apply_data(payload.data(), length);

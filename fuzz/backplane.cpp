@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint8_t trouble = in.choice();
     auto board = board_for(choice);
     fuzz::add_trouble(board, trouble);
-    fuzz::switch_program program(std::move(board));
+    fuzz::switch_program program(std::move(board), in.tells_much());
     debug = fuzz::chosen(choice, 1) ? 1 : 0;
 
     const auto result = fuzz::run_unit_operation(set_backplane_info, choice, in, form);

@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         board.faults.push_back({.operation = "transfer", .call = call, .times = 5, .error = EIO});
     }
 
-    const fuzz::switch_program program(std::move(board));
+    const fuzz::switch_program program(std::move(board), in.tells_much());
     setmac_check_eeprom_type(wanted.data(), static_cast<uint32_t>(wanted.size()));
     const int32_t type = setmac_get_my_card_type();
     fuzz::require(type == -1 || sdd_my_type == 0 || type == sdd_my_type,

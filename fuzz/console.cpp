@@ -1,5 +1,6 @@
 #include "console.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csetjmp>
 #include <cstring>
@@ -8,8 +9,10 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include "board_files.h"
 #include "console/com_data_provider.h"
 #include "input.h"
+#include "units/common_bridge.h"
 
 namespace {
 
@@ -21,10 +24,17 @@ constexpr int64_t silence_length = 7000 * second;
 /** Time-outs behind the last byte of the PC that an operation may still need to end by itself. */
 constexpr int patience = 64;
 
+/**
+ * Polls of the FPGA's bridge, which the program counts by the thousand. A chip that is busy here is
+ * so for three of them, and one that sticks does so for ever.
+ */
+constexpr int32_t bridge_patience = 16;
+
 /** The PC on the console, while an operation runs. */
 struct pc {
     bool there;
     std::span<const uint8_t> stream; // not yet read
+    std::span<const uint8_t> piece;  // of it: up to the next silence
     bool waited_for;                 // a read has found nothing
     int waits_at_end;
     jmp_buf operator_ends_it;
@@ -32,6 +42,13 @@ struct pc {
 pc far{};
 
 int64_t clock_ns = second;
+
+/** Lets `stream` be what the PC sends from now on. */
+void hear(std::span<const uint8_t> stream)
+{
+    far.stream = stream;
+    far.piece = fuzz::next_piece(stream);
+}
 
 /** Time goes on: by a little, or by a silence while the PC is waited for. */
 void let_time_pass()
@@ -43,7 +60,7 @@ void let_time_pass()
     far.waited_for = false;
     clock_ns += silence_length;
     if (fuzz::begins_with_silence(far.stream)) {
-        far.stream = far.stream.subspan(sizeof(fuzz::silence));
+        hear(far.stream.subspan(sizeof(fuzz::silence)));
     } else if (far.stream.empty() && ++far.waits_at_end == patience) {
         // Nothing on the way to here, the console's loop of reads, has a destructor to run.
         longjmp(far.operator_ends_it, 1);
@@ -61,11 +78,13 @@ int __real_select(int count, fd_set *in, fd_set *out, fd_set *except, timeval *l
 
 ssize_t __wrap_read(int fd, void *buffer, size_t count)
 {
+    if (fuzz::is_device(fd)) {
+        return fuzz::read_device(fd, buffer, count);
+    }
     if (fd != STDIN_FILENO || !far.there) {
         return __real_read(fd, buffer, count);
     }
-    const auto piece = fuzz::next_piece(far.stream);
-    const auto taken = piece.first(std::min(count, piece.size()));
+    const auto taken = far.piece.first(std::min(count, far.piece.size()));
     if (taken.empty()) {
         far.waited_for = true;
         errno = EAGAIN;
@@ -73,6 +92,7 @@ ssize_t __wrap_read(int fd, void *buffer, size_t count)
     }
     memcpy(buffer, taken.data(), taken.size());
     far.stream = far.stream.subspan(taken.size());
+    far.piece = far.piece.subspan(taken.size());
     return static_cast<ssize_t>(taken.size());
 }
 
@@ -91,13 +111,26 @@ int __wrap_select(int count, fd_set *in, fd_set *out, fd_set *except, timeval *l
     if (!far.there) {
         return __real_select(count, in, out, except, limit);
     }
-    return fuzz::next_piece(far.stream).empty() ? 0 : 1;
+    return far.piece.empty() ? 0 : 1;
 }
 
 int __wrap_usleep(useconds_t us)
 {
     clock_ns += int64_t{us} * 1000;
     return 0;
+}
+
+// The program's wait for the FPGA's bridge, by the names that the linker knows it under.
+uint8_t wait_for_bridge(bridge_command command, const bridge_timing &timing) __asm__(
+    "__real__Z10bridge_run14bridge_commandRK13bridge_timing");
+uint8_t wait_shortly_for_bridge(bridge_command command, const bridge_timing &timing) __asm__(
+    "__wrap__Z10bridge_run14bridge_commandRK13bridge_timing");
+
+uint8_t wait_shortly_for_bridge(bridge_command command, const bridge_timing &timing)
+{
+    bridge_timing shorter = timing;
+    shorter.polls = std::min(timing.polls, bridge_patience);
+    return wait_for_bridge(command, shorter);
 }
 }
 
@@ -108,7 +141,7 @@ std::optional<int32_t> run_on_console(int32_t (*operation)(), std::span<const ui
     static std::optional<int32_t> result; // not in a frame that the jump leaves
     result.reset();
     clock_ns = second;
-    far.stream = stream;
+    hear(stream);
     far.waited_for = false;
     far.waits_at_end = 0;
     far.there = true;

@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint8_t choice = in.choice();
     auto board = chassis();
     fuzz::add_trouble(board, in.choice());
-    const fuzz::switch_program program(std::move(board));
+    const fuzz::switch_program program(std::move(board), in.tells_much());
 
     setdevice_zk80chassis = fuzz::chosen(choice, 0) ? 1 : 0;
     const auto result = fuzz::run_unit_operation(set_device_sn_info, choice, in, form);

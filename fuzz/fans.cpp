@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint8_t choice = in.choice();
     auto board = board_for(choice);
     fuzz::add_trouble(board, in.choice());
-    const fuzz::switch_program program(std::move(board));
+    const fuzz::switch_program program(std::move(board), in.tells_much());
 
     const bool poe = fuzz::chosen(choice, 0);
     const auto result =

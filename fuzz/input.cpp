@@ -2,8 +2,28 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+
+// The sanitizers' settings, unless ASAN_OPTIONS says otherwise. A run allocates thousands of times:
+// the stack of each allocation would cost more than all else, and memory that was freed is kept
+// back for some runs, not for as many as fill 256 MiB.
+extern "C" const char *__asan_default_options()
+{
+    return "malloc_context_size=0:quarantine_size_mb=4:thread_local_quarantine_size_kb=64:"
+           "max_malloc_fill_size=64";
+}
 
 namespace fuzz {
+
+std::span<const uint8_t> next_piece(std::span<const uint8_t> stream)
+{
+    if (stream.empty()) {
+        return stream;
+    }
+    const auto *const end = static_cast<const uint8_t *>(
+        memmem(stream.data(), stream.size(), silence, sizeof(silence)));
+    return end != nullptr ? stream.first(static_cast<size_t>(end - stream.data())) : stream;
+}
 
 void require(bool holds, const char *rule)
 {

@@ -21,19 +21,20 @@ inline bool begins_with_silence(std::span<const uint8_t> stream)
 }
 
 /** The bytes of `stream` up to the next silence. */
-inline std::span<const uint8_t> next_piece(std::span<const uint8_t> stream)
-{
-    const auto end =
-        std::search(stream.begin(), stream.end(), std::begin(silence), std::end(silence));
-    return stream.first(static_cast<size_t>(end - stream.begin()));
-}
+std::span<const uint8_t> next_piece(std::span<const uint8_t> stream);
 
 /** The input of a run: choices of the surroundings in front, then what comes from outside. */
 class input {
 public:
-    input(const uint8_t *data, size_t size) : rest_(data, size) {}
+    input(const uint8_t *data, size_t size) : rest_(data, size), tells_much_(size % 8 == 0) {}
 
     bool at_end() const { return rest_.empty(); }
+
+    /**
+     * Whether logs are kept and reports written, by the length of the input: in one run of eight,
+     * since they take more time than all else that is done with it.
+     */
+    bool tells_much() const { return tells_much_; }
 
     /** The next choice, 0 where there is none. */
     uint8_t choice()
@@ -55,6 +56,7 @@ public:
 
 private:
     std::span<const uint8_t> rest_;
+    bool tells_much_;
 };
 
 /** Whether bit `number` of a choice is set. */

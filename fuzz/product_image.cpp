@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         fuzz::right_store_checksum(content);
     }
 
-    fuzz::switch_program program(board_for(choice));
+    fuzz::switch_program program(board_for(choice), in.tells_much());
     auto cells = program.board().flash(0).bytes();
     std::copy_n(content.begin(), std::min(content.size(), cells.size()), cells.begin());
     fuzz::require(save_product_info() != 0, "nothing is saved before it is loaded");

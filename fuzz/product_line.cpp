@@ -40,7 +40,8 @@ void type(std::string_view line)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    fuzz::switch_program program(fuzz::identity_board());
+    const fuzz::input in(data, size);
+    fuzz::switch_program program(fuzz::identity_board(), in.tells_much());
     init_product_info();
     const std::string typed(data, data + size);
     for (size_t at = 0; at < typed.size();) {

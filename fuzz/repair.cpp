@@ -23,6 +23,7 @@ uint32_t crc_of(std::span<const uint8_t> bytes)
 /** Hand sign, its CRC, and the version: what stands ahead of a value's length. */
 byte_list frame_head(const uint8_t (&hand_sign)[4])
 {
+    setmac_crc32_init();
     byte_list head(std::begin(hand_sign), std::end(hand_sign));
     const uint32_t crc = setmac_crc32(head.data(), static_cast<int32_t>(head.size()));
     head.resize(head.size() + crc_size);
@@ -126,8 +127,7 @@ void right_card_sum(byte_list &content)
 
 void right_frames(byte_list &stream)
 {
-    setmac_crc32_init();
-    const byte_list heads[] = {frame_head(setmac_hand_sign), frame_head(setsn_hand_sign)};
+    static const byte_list heads[] = {frame_head(setmac_hand_sign), frame_head(setsn_hand_sign)};
     for (size_t at = 0; at < stream.size();) {
         const bool is_head = std::any_of(std::begin(heads), std::end(heads), [&](const auto &head) {
             return stands_at(stream, at, head);

@@ -106,25 +106,35 @@ void require_sense(const station::outcome &result)
     require(!result.ok() || !result.replies.empty(), "nothing is stored unless the switch says so");
 }
 
-} // namespace
-
-station::prepared_job prepared(const station_job &job)
+station::prepared_job prepare(const station_job &job)
 {
     const auto path = std::string(FUZZ_EXAMPLES) + "/" + job.example;
     station::mistakes wrong(path);
     const auto commands = station::all_commands();
     const auto found = std::find_if(commands.begin(), commands.end(),
                                     [&](const auto &each) { return each.name == job.command; });
-    const auto prepare = job.tlv ? found->prepare_tlv : found->prepare;
-    auto ready = prepare(station::read_job_file(path), wrong);
+    const auto reader = job.tlv ? found->prepare_tlv : found->prepare;
+    auto ready = reader(station::read_job_file(path), wrong);
     wrong.check();
     return ready;
 }
 
-station::outcome run_station(const station_job &job, input &in)
+/** A job as it was read once and found right. */
+const station::prepared_job &prepared(const station_job &job)
 {
     static std::map<const station_job *, station::prepared_job> ready;
-    const auto &run = ready.try_emplace(&job, prepared(job)).first->second;
+    auto found = ready.find(&job);
+    if (found == ready.end()) {
+        found = ready.emplace(&job, prepare(job)).first;
+    }
+    return found->second;
+}
+
+} // namespace
+
+station::outcome run_station(const station_job &job, input &in)
+{
+    const auto &run = prepared(job);
     const uint8_t choice = in.choice();
     const auto stream = in.rest();
     hostile_line line(choice, stream);
@@ -135,7 +145,9 @@ station::outcome run_station(const station_job &job, input &in)
     options.attempts = attempts;
     auto result = run.run(talk, options);
     require_sense(result);
-    tell({std::string(job.command), run.items(result), result, 1.5, {}, {}});
+    if (in.tells_much()) {
+        tell({std::string(job.command), run.items(result), result, 1.5, {}, {}});
+    }
     return result;
 }
 

@@ -14,9 +14,6 @@ struct station_job {
     const char *example;
 };
 
-/** The job as it was read and found right. */
-station::prepared_job prepared(const station_job &job);
-
 /**
  * Runs a job against a switch that sends what is left of the input, with its silences, on a clock
  * of its own; the first byte chooses how the line is and ends. Requires of every outcome what holds

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                                             {.channel = 2, .address = 0x58, .present = false}}};
     }
     fuzz::add_trouble(board, in.choice());
-    const fuzz::switch_program program(std::move(board));
+    const fuzz::switch_program program(std::move(board), in.tells_much());
 
     const auto result = fuzz::run_unit_operation(set_pwr_info, choice, in, form);
     fuzz::require(!result || *result == 0 || (*result >= 40 && *result <= 42),

@@ -10,6 +10,7 @@
 #include <zlib.h>
 
 #include "base/trace.h"
+#include "board_files.h"
 #include "eeprom/e2prom.h"
 #include "eeprom/tlv_info.h"
 #include "exchange/format_info.h"
@@ -64,18 +65,20 @@ const bool silenced = [] {
 
 } // namespace
 
-switch_program::switch_program(sim::board_description description)
+switch_program::switch_program(sim::board_description description, bool keeps_log)
     : board_(std::move(description)), first_free_(lowest_free_descriptor())
 {
     static FILE *log = open_log();
-    setmac_debug_fd = log;
+    setmac_debug_fd = keeps_log ? log : nullptr;
+    fit_devices(board_);
     forget_everything();
 }
 
 switch_program::~switch_program()
 {
+    remove_devices();
     require(lowest_free_descriptor() == first_free_, "every file is closed");
-    forget_everything();
+    clr_prod_info();
 }
 
 void switch_program::require_saved_store()
@@ -98,10 +101,9 @@ void switch_program::require_store_of_its_own()
     require_saved_store();
     load_and_save();
     require_saved_store();
-    const auto programmed = board_.count("write", "/dev/mtd0");
+    const auto programmed = writes_of_devices();
     load_and_save();
-    require(board_.count("write", "/dev/mtd0") == programmed,
-            "what was saved is what the next start loads");
+    require(writes_of_devices() == programmed, "what was saved is what the next start loads");
 }
 
 std::string switch_program::listed_store()

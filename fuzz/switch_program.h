@@ -9,12 +9,12 @@
 namespace fuzz {
 
 /**
- * The switch program as a new process has it, with its log open, on a board of its own. Its end
- * checks that the program has kept no file open.
+ * The switch program as a new process has it, with or without its log, on a board of its own. Its
+ * end checks that the program has kept no file open.
  */
 class switch_program {
 public:
-    explicit switch_program(sim::board_description description);
+    switch_program(sim::board_description description, bool keeps_log);
     switch_program(const switch_program &) = delete;
     switch_program &operator=(const switch_program &) = delete;
     ~switch_program();

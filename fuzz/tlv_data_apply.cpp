@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint8_t choice = in.choice();
     const auto payload = in.rest();
 
-    fuzz::switch_program program(board_for(choice));
+    fuzz::switch_program program(board_for(choice), in.tells_much());
     const int32_t result = apply(choice, payload);
     fuzz::require(fuzz::is_whole_image(g_data_eeprom), "the image in memory stays whole");
     // A payload may name a register that does not lift the write protection.
