@@ -3,17 +3,25 @@
 #
 #   scripts/fuzz.sh TARGET SECONDS [OPTION...]   one target, as long as one likes; libFuzzer's options
 #   scripts/fuzz.sh --quick                      all targets, a fixed number of runs each
+#   scripts/fuzz.sh --campaign RUNS [CORES]      so many runs in all, spread evenly over the targets
 #   scripts/fuzz.sh --coverage                   the lines that seeds and corpus reach
 #   scripts/fuzz.sh --list                       the names of the targets
 #
 # Installs what is missing and builds. What a target has found interesting is kept in
-# build/fuzz/corpus/TARGET, what fails in build/fuzz/findings.
+# build/fuzz/corpus/TARGET, what fails in build/fuzz/findings. A campaign takes one core unless told
+# otherwise, goes on from that corpus, and ends with a table, which is also build/fuzz/campaign.txt. A
+# target ends with its first finding, the others go on, and the status is then 1.
 . "$(dirname "$0")/lib.sh"
 
 folder=build/fuzz
 reports=build/fuzz-coverage
 quick_runs=1000
 mapfile -t targets < <(sed -n 's/^\([a-z][a-z_]*\) .*/\1/p' fuzz/targets.txt)
+
+usage() {
+    sed -n 's/^#   //p' scripts/fuzz.sh >&2
+    exit 2
+}
 
 # prepare PRESET: the targets of that preset, and the seeds.
 prepare() {
@@ -41,6 +49,48 @@ run_quickly() {
         return 255 # ends xargs
     }
     grep '^Done' "$folder/quick-$1.log" | sed "s/^Done/$1:/"
+}
+
+# campaign_target TARGET RUNS: one target's part of a campaign, and its row: target, runs, seconds of the
+# processor (which it may share), inputs in its corpus, findings.
+campaign_target() {
+    local target=$1 log=$folder/campaign/$1 user system
+    local TIMEFORMAT='%U %S'
+    touch "$log.started"
+    # A finding ends the target, and is counted.
+    { time run "$target" "$folder/corpus/$target" -runs="$2" -print_final_stats=1 >"$log.log" 2>&1; } \
+        2>"$log.time" || true
+    read -r user system < <(tail -n 1 "$log.time")
+    printf '%s %s %s %s %s\n' "$target" \
+        "$(awk '/^stat::number_of_executed_units/ { runs = $2 } END { print runs + 0 }' "$log.log")" \
+        "$(awk -v user="$user" -v system_="$system" 'BEGIN { print user + system_ }')" \
+        "$(find "$folder/corpus/$target" -type f | wc -l)" \
+        "$(find "$folder/findings" -name "$target-*" -newer "$log.started" | wc -l)" | tee "$log.row"
+}
+
+# campaign_table ROW...: the rows as a table, and their sum; fails where something was found.
+campaign_table() {
+    awk 'function row(target, runs, seconds, corpus, findings) {
+            rate = seconds ? runs / seconds : 0
+            printf "%-16s %10d %8.0f %8.0f %8d %9d\n", target, runs, seconds, rate, corpus, findings
+        }
+        BEGIN {
+            printf "%-16s %10s %8s %8s %8s %9s\n",
+                "target", "runs", "cpu s", "runs/s", "corpus", "findings"
+        }
+        { row($1, $2, $3, $4, $5); runs += $2; seconds += $3; corpus += $4; findings += $5 }
+        END { row("all", runs, seconds, corpus, findings); exit findings > 0 }' "$@"
+}
+
+# campaign RUNS CORES
+campaign() {
+    local rows=$folder/campaign
+    rm -rf "$rows"
+    mkdir -p "$rows"
+    printf '%s\n' "${targets[@]}" |
+        xargs -P "$2" -I{} bash -euc "campaign_target {} $(($1 / ${#targets[@]}))"
+    local each=("${targets[@]/%/.row}")
+    campaign_table "${each[@]/#/$rows/}" | tee "$folder/campaign.txt"
 }
 
 # explore TARGET: what the seeds and the corpus of a target reach.
@@ -85,14 +135,20 @@ case ${1-} in
     export -f run run_quickly
     printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -euc 'run_quickly {}'
     ;;
+--campaign)
+    [[ ${2-} =~ ^[1-9][0-9]*$ && ${3-1} =~ ^[1-9][0-9]*$ ]] || usage
+    prepare fuzz
+    export folder
+    export -f run campaign_target
+    campaign "$2" "${3-1}"
+    ;;
 --coverage)
     prepare fuzz-coverage
     show_coverage
     ;;
 *)
     if [ $# -lt 2 ] || ! printf '%s\n' "${targets[@]}" | grep -qx -- "$1"; then
-        sed -n 's/^#   //p' scripts/fuzz.sh >&2
-        exit 2
+        usage
     fi
     prepare fuzz
     run "$1" "$folder/corpus/$1" -max_total_time="$2" -print_final_stats=1 "${@:3}"
