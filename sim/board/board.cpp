@@ -316,6 +316,9 @@ int64_t board::attempt(operation &what, call_kind kind, const action &act)
     if (struck != nullptr && struck->error != 0) {
         return -struck->error;
     }
+    if (struck != nullptr && struck->signal != 0) {
+        ::kill(::getpid(), struck->signal);
+    }
     what.answer = struck != nullptr ? struck->result : std::nullopt;
     constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
     const int64_t result = act(what, struck != nullptr ? struck->short_to.value_or(all) : all);

@@ -6,6 +6,8 @@
 #include "sim/formats/tlv_info.h"
 
 #include <algorithm>
+#include <csignal>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -307,11 +309,23 @@ int error_number(const std::string &name, table_reader &table)
     table.fail("error", "error must be the symbol of an error, as \"EIO\"");
 }
 
+int signal_number(const std::string &name, table_reader &table)
+{
+    for (int number = 1; number < SIGRTMIN; ++number) {
+        const char *symbol = sigabbrev_np(number);
+        if (symbol != nullptr && name == std::string("SIG") + symbol) {
+            return number;
+        }
+    }
+    table.fail("signal", "signal must be the symbol of a signal, as \"SIGTERM\"");
+}
+
 fault read_fault(table_reader table)
 {
     constexpr unsigned most = std::numeric_limits<int32_t>::max();
     fault one;
     std::string error;
+    std::string signal;
     table.require("operation");
     table.take("operation", one.operation);
     table.take("path", one.path);
@@ -320,9 +334,13 @@ fault read_fault(table_reader table)
     table.take("error", error);
     table.take("short", one.short_to, std::size_t{0}, std::size_t{most});
     table.take("result", one.result, least_result, most_result);
+    table.take("signal", signal);
     table.finish();
     if (table.has("error")) {
         one.error = error_number(error, table);
+    }
+    if (table.has("signal")) {
+        one.signal = signal_number(signal, table);
     }
     return one;
 }

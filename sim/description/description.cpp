@@ -179,9 +179,10 @@ std::optional<std::string> find_mistake(const fault &what)
     if (what.call == 0) {
         return "calls are counted from 1";
     }
-    const int kinds = (what.error != 0 ? 1 : 0) + (what.short_to ? 1 : 0) + (what.result ? 1 : 0);
+    const int kinds = (what.error != 0 ? 1 : 0) + (what.short_to ? 1 : 0) + (what.result ? 1 : 0) +
+                      (what.signal != 0 ? 1 : 0);
     if (kinds != 1) {
-        return "one of error, short and result must be given, and no other of them";
+        return "one of error, short, result and signal must be given, and no other of them";
     }
     if (what.result && !is_library_operation(what.operation)) {
         return "result is for one operation of the driver library, as drv_set_fan_info";

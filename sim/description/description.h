@@ -71,6 +71,7 @@ struct fault {
     int error = 0;                            // errno; nothing is done
     std::optional<std::size_t> short_to = {}; // bytes (of a transfer: messages) that are done
     std::optional<int32_t> result = {}; // of the driver library: it answers this and does nothing
+    int signal = 0; // the process gets it as the operation begins, which is done if it still can be
 };
 
 /** All that is fitted on a board. */

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
@@ -274,6 +275,27 @@ TEST(sim_fault, lets_a_transfer_stop_after_some_messages)
     EXPECT_EQ(ioctl(fd, I2C_RDWR, &request), 2);
     EXPECT_EQ(data[1], 0xFF);
     close(fd);
+}
+
+volatile sig_atomic_t signals_seen = 0;
+
+TEST(sim_fault, sends_a_signal_as_the_operation_begins_and_does_it)
+{
+    struct sigaction counting {};
+    struct sigaction before {};
+    counting.sa_handler = [](int) { signals_seen = signals_seen + 1; };
+    sigaction(SIGUSR1, &counting, &before);
+    signals_seen = 0;
+    sim::board board(one_partition());
+    board.inject({.operation = "write", .call = 2, .signal = SIGUSR1});
+    const int fd = open_mtd();
+    EXPECT_EQ(write(fd, "a", 1), 1);
+    EXPECT_EQ(signals_seen, 0);
+    EXPECT_EQ(write(fd, "b", 1), 1);
+    EXPECT_EQ(signals_seen, 1);
+    EXPECT_EQ(board.flash(0).bytes()[1], 'b');
+    close(fd);
+    sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(sim_fault, a_failed_close_closes_all_the_same)

@@ -2,6 +2,7 @@
 #include "sim/description/layouts.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -88,6 +89,9 @@ error = "ENOSPC"
 [[fault]]
 operation = "read"
 short = 0
+[[fault]]
+operation = "erase"
+signal = "SIGTERM"
 )");
     EXPECT_EQ(board.i2c_bus, "/dev/i2c-2");
     ASSERT_EQ(board.eeproms.size(), 1U);
@@ -98,13 +102,15 @@ short = 0
     EXPECT_EQ(board.eeproms[0].answered_writes, 3U);
     EXPECT_EQ(board.driver.init_result, -3);
     EXPECT_EQ(board.cut_after, 1000U);
-    ASSERT_EQ(board.faults.size(), 2U);
+    ASSERT_EQ(board.faults.size(), 3U);
     EXPECT_EQ(board.faults[0].operation, "write");
     EXPECT_EQ(board.faults[0].path, "/dev/mtd1");
     EXPECT_EQ(board.faults[0].call, 2U);
     EXPECT_EQ(board.faults[0].times, 0U);
     EXPECT_EQ(board.faults[0].error, ENOSPC);
     EXPECT_EQ(board.faults[1].short_to, 0U);
+    EXPECT_EQ(board.faults[1].signal, 0);
+    EXPECT_EQ(board.faults[2].signal, SIGTERM);
 }
 
 TEST(sim_board_file, makes_a_tlv_info_image_of_records)
@@ -411,7 +417,13 @@ TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
         {"[[fault]]\noperation = \"read\"\nerror = \"EWRONG\"",
          "board.toml:3: error must be the symbol of an error, as \"EIO\""},
         {"[[fault]]\noperation = \"read\"",
-         "board.toml:1: one of error, short and result must be given, and no other of them"},
+         "board.toml:1: one of error, short, result and signal must be given, and no other of "
+         "them"},
+        {"[[fault]]\noperation = \"read\"\nerror = \"EIO\"\nsignal = \"SIGTERM\"",
+         "board.toml:1: one of error, short, result and signal must be given, and no other of "
+         "them"},
+        {"[[fault]]\noperation = \"read\"\nsignal = \"TERM\"",
+         "board.toml:3: signal must be the symbol of a signal, as \"SIGTERM\""},
         {"[[fault]]\noperation = \"red\"\nshort = 1",
          "board.toml:1: operation must be one of open close read write lseek getinfo erase lock "
          "unlock getbadblock transfer slave dev_drv_init drv_set_e2_wr_pro "
