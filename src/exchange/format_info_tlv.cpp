@@ -4,6 +4,7 @@
 #include "base/byte_order.h"
 #include "base/text.h"
 #include "base/trace.h"
+#include "base/uninterrupted.h"
 #include "eeprom/tlv_info.h"
 #include "exchange/format_info.h"
 #include "exchange/format_info_payload.h"
@@ -213,6 +214,7 @@ int32_t program_enabled()
     } else {
         SETMAC_TRACE_AS("tlv_data_apply", __LINE__, "\r\nwrite enable[0x%x]!\r\n", enable_register);
     }
+    const uninterrupted writing;
     write_cpld(enable_register, named ? named_enable : default_enable);
     if (prog_eeprom(g_data_eeprom) != 0) {
         SETMAC_TRACE_AS("tlv_data_apply", __LINE__, "\r\nprog err!\r\n");
@@ -236,6 +238,18 @@ void echo_stored_serial(size_t count)
     }
     const auto serial = record.content();
     echo_serial({reinterpret_cast<const char *>(serial.data()), serial.size()}, count);
+}
+
+/** Programs the image with the driver library's protection lifted; it stays so after a failure. */
+int32_t program_unprotected()
+{
+    const uninterrupted writing;
+    drv_set_e2_wr_pro(system_eeprom_index, unprotected);
+    if (prog_eeprom(g_data_eeprom) != 0) {
+        return -1;
+    }
+    drv_set_e2_wr_pro(system_eeprom_index, write_protected);
+    return 0;
 }
 
 } // namespace
@@ -295,11 +309,9 @@ int32_t tlv_set_sn(const uint8_t *data, int32_t len)
         return -3;
     }
     dev_drv_init();
-    drv_set_e2_wr_pro(system_eeprom_index, unprotected);
-    if (prog_eeprom(g_data_eeprom) != 0) {
+    if (program_unprotected() != 0) {
         return -3;
     }
-    drv_set_e2_wr_pro(system_eeprom_index, write_protected);
     echo_stored_serial(payload.size());
     return 0;
 }

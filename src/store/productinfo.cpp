@@ -10,6 +10,7 @@
 
 #include "base/text.h"
 #include "base/trace.h"
+#include "base/uninterrupted.h"
 #include "store/mtd.h"
 
 namespace {
@@ -163,6 +164,7 @@ void build_image()
 /** Writes the image to its partition and to the mirror, where `mirror` is not negative. */
 int32_t write_image(int32_t mirror)
 {
+    const uninterrupted writing;
     const auto length = static_cast<int32_t>(info.data_len);
     const int32_t primary_result = mtd_write(info.mtd_index, info.image, length);
     if (mirror < 0) {

@@ -8,6 +8,7 @@
 #include "base/byte_reader.h"
 #include "base/text.h"
 #include "base/trace.h"
+#include "base/uninterrupted.h"
 #include "console/com_data_provider.h"
 #include "platform/dev_drv.h"
 #include "units/common.h"
@@ -158,6 +159,7 @@ void report(int32_t status)
 
 void write_record(const backplane_record &record)
 {
+    const uninterrupted writing;
     if (fpga_exist() != 0) {
         const auto *bytes = reinterpret_cast<const uint8_t *>(&record);
         for (const uint8_t address : backplane_addresses) {

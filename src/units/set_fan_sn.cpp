@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "base/trace.h"
+#include "base/uninterrupted.h"
 #include "console/com_data_provider.h"
 #include "units/common_bridge.h"
 #include "units/common_list.h"
@@ -74,6 +75,7 @@ identity build_identity(const fan_record &record)
 void program_unit(int32_t mode, fan_record *record)
 {
     const identity image = build_identity(*record);
+    const uninterrupted writing;
     int32_t status = _write_fan_serial(mode, record->channel, 0, image.data(), identity_half);
     if (status == 0) {
         status = _write_fan_serial(mode, record->channel, identity_half,

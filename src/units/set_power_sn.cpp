@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "base/trace.h"
+#include "base/uninterrupted.h"
 #include "console/com_data_provider.h"
 #include "units/common.h"
 #include "units/common_bridge.h"
@@ -102,6 +103,12 @@ bool read_serial(power_record *power)
     return true;
 }
 
+bool write_identity(const power_record &power)
+{
+    const uninterrupted writing;
+    return write_revision(power) && write_serial(power);
+}
+
 /** Logs the fields of a record; `step` is "set" or "get". */
 void trace_power(const power_record &power, const char *step)
 {
@@ -123,7 +130,7 @@ void program_power(power_record *power, int number)
         SETMAC_TRACE_AS("set_pwr_info", __LINE__, "Power %d is not present. \r\n", number);
         return;
     }
-    if (!write_revision(*power) || !write_serial(*power)) {
+    if (!write_identity(*power)) {
         SETMAC_TRACE_AS("set_pwr_info", __LINE__, "Power %d set info fail. \r\n", number);
         power->flag = power_write_failed;
         return;

@@ -6,6 +6,7 @@
 
 #include "base/byte_order.h"
 #include "base/trace.h"
+#include "base/uninterrupted.h"
 #include "console/com_data_provider.h"
 #include "units/common_list.h"
 
@@ -143,7 +144,10 @@ void apply_entry(device_entry *entry)
                         data.index);
         return;
     }
-    data.flag = static_cast<uint8_t>(setsn_device_set_info(entry));
+    {
+        const uninterrupted writing;
+        data.flag = static_cast<uint8_t>(setsn_device_set_info(entry));
+    }
     if (data.flag != device_set) {
         SETMAC_TRACE_AS("set_device_sn_info", __LINE__, " Device %d set info fail. \r\n",
                         data.index);

@@ -32,12 +32,31 @@ int patience_ms()
     return static_cast<int>(std::chrono::milliseconds(patience).count());
 }
 
-template <typename number>
-void report(int pipe, number what)
+template <typename fact>
+void report(int pipe, fact what)
 {
     if (write(pipe, &what, sizeof what) != sizeof what) {
         _exit(1);
     }
+}
+
+/** How the program ended, and how often it was stopped before. */
+struct program_end {
+    int status = 0;
+    int stops = 0;
+};
+
+/** Waits for the end of a program. It is told to go on where it is stopped, as by a shell's fg. */
+program_end await_end(pid_t program)
+{
+    program_end end;
+    while (waitpid(program, &end.status, WUNTRACED) == program && WIFSTOPPED(end.status)) {
+        if (WSTOPSIG(end.status) == SIGTSTP) {
+            ++end.stops;
+            kill(program, SIGCONT);
+        }
+    }
+    return end;
 }
 
 /** Owns the terminal, runs the program in the foreground, and stays: its end would hang up. */
@@ -57,9 +76,7 @@ void report(int pipe, number what)
     }
     close(terminal);
     report(report_pipe, program);
-    int status = 0;
-    waitpid(program, &status, 0);
-    report(report_pipe, status);
+    report(report_pipe, await_end(program));
     char nothing = 0;
     while (read(hold_pipe, &nothing, 1) > 0) {
     }
@@ -141,10 +158,10 @@ bool terminal_session::wait_for(int number, short events, int milliseconds) cons
     return poll(&one, 1, milliseconds) > 0;
 }
 
-template <typename number>
-number terminal_session::reported()
+template <typename fact>
+fact terminal_session::reported()
 {
-    number what{};
+    fact what{};
     if (!wait_for(report_, POLLIN, patience_ms()) ||
         read(report_, &what, sizeof what) != sizeof what) {
         throw std::runtime_error("the program neither went on nor ended");
@@ -209,13 +226,14 @@ void terminal_session::expect_silence(int milliseconds)
 
 outcome terminal_session::finish()
 {
-    const int status = reported<int>();
+    const auto end = reported<program_end>();
     program_ = -1;
+    stops_ = end.stops;
     flags_after_ = flags();
     // With nobody left on the other side, a read gives all that was written there, then fails.
     close(there_);
     there_ = -1;
-    outcome rest = {.status = status_of(status)};
+    outcome rest = {.status = status_of(end.status)};
     std::array<char, 4096> part{};
     while (wait_for(here_, POLLIN, patience_ms())) {
         const ssize_t count = read(here_, part.data(), part.size());

@@ -61,13 +61,15 @@ public:
     int flags_before() const { return flags_before_; }
     /** They at the end of the program. */
     int flags_after() const { return flags_after_; }
+    /** How often SIGTSTP stopped it; it was told to go on each time. */
+    int stops() const { return stops_; }
 
 private:
     void open_terminal(const session_start &start);
     void start_program(const command_line &command, const environment &variables);
     bool wait_for(int number, short events, int milliseconds) const;
-    template <typename number>
-    number reported();
+    template <typename fact>
+    fact reported();
 
     int here_ = -1;   // this side
     int there_ = -1;  // the program's side
@@ -78,6 +80,7 @@ private:
     termios settings_before_{};
     int flags_before_ = 0;
     int flags_after_ = 0;
+    int stops_ = 0;
 };
 
 /** Whether two settings are the same in all that a program can set. */

@@ -3,6 +3,7 @@
 //
 //   PRESSURE_FAIL_ALLOCATION=n  the n-th allocation on behalf of the program itself fails; those of
 //                               the simulated board, which is in the same process, do not count
+//   PRESSURE_KEEP_FAILING=1     and so do all after it
 //   PRESSURE_REPORT=file        is made when that happens
 //   PRESSURE_SLEEPLESS=1        usleep() takes no time
 //   PRESSURE_SPEED=n            the monotonic clock, and all that waits, runs n times as fast
@@ -115,13 +116,16 @@ void report_failure()
 bool allocation_fails()
 {
     static const long failing = number_of("PRESSURE_FAIL_ALLOCATION");
+    static const bool keeps_failing = number_of("PRESSURE_KEEP_FAILING") != 0;
     static long seen = 0;
     static bool looking = false;
     if (failing == 0 || looking) {
         return false;
     }
     looking = true;
-    const bool fails = caller() == owner::program && ++seen == failing;
+    const bool counts = caller() == owner::program;
+    seen += counts ? 1 : 0;
+    const bool fails = counts && (seen == failing || (keeps_failing && seen > failing));
     looking = false;
     if (fails) {
         report_failure();

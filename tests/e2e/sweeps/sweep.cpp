@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -121,12 +122,13 @@ std::vector<std::string> faults_on(const std::string &operation, std::size_t cal
     return faults;
 }
 
-outcome run_with_pc(const sweep_case &swept, const board_folder &board,
-                    const environment &variables)
+void run_at_terminal(const sweep_case &swept, const board_folder &board,
+                     const environment &variables, trial &done)
 {
     const pc_reaction react = swept.new_pc();
     terminal_session session(board, swept.command,
                              {.typed_ahead = swept.typed_ahead, .variables = variables});
+    session.send(swept.input);
     std::string all;
     std::string heard;
     std::string part;
@@ -139,11 +141,11 @@ outcome run_with_pc(const sweep_case &swept, const board_folder &board,
             heard.clear();
         }
     }
-    outcome end = session.finish();
-    end.output.insert(0, all);
+    done.end = session.finish();
+    done.end.output.insert(0, all);
+    done.stops = session.stops();
     EXPECT_TRUE(same_settings(session.settings(), session.settings_before()));
     EXPECT_EQ(session.flags_after(), session.flags_before());
-    return end;
 }
 
 std::map<std::string, std::string> memories_of(const board_folder &board)
@@ -157,7 +159,7 @@ std::map<std::string, std::string> memories_of(const board_folder &board)
     return all;
 }
 
-/** One run with these faults and variables, checked for what holds of all of them. */
+/** One run with these faults and variables. */
 trial run_once(const sweep_case &swept, const std::string &faults, const environment &more = {})
 {
     const board_folder board(swept.board + faults);
@@ -167,16 +169,26 @@ trial run_once(const sweep_case &swept, const std::string &faults, const environ
     environment variables = sleepless;
     variables.insert(more.begin(), more.end());
     trial done;
-    done.end = swept.new_pc ? run_with_pc(swept, board, variables)
-                            : run(swept.command, joined(variables, on_board(board)), swept.input);
-    EXPECT_GE(done.end.status, 0) << "ended by a signal";
+    if (swept.new_pc) {
+        run_at_terminal(swept, board, variables, done);
+    } else {
+        done.end = run(swept.command, joined(variables, on_board(board)), swept.input);
+    }
     done.operations = operations_of(board);
-    EXPECT_EQ(std::ranges::count_if(done.operations, is_successful_open),
-              std::ranges::count_if(done.operations, is_close));
     done.bridge = board.operations("bridge ");
     done.memories = memories_of(board);
     write_file(board.path() / "board.toml", swept.board);
     done.next_start = run(swept.looker, joined(sleepless, on_board(board)));
+    return done;
+}
+
+/** One run that ends by itself, and closes what it opened. */
+trial run_to_end(const sweep_case &swept, const std::string &faults, const environment &more = {})
+{
+    trial done = run_once(swept, faults, more);
+    EXPECT_GE(done.end.status, 0) << "ended by a signal";
+    EXPECT_EQ(std::ranges::count_if(done.operations, is_successful_open),
+              std::ranges::count_if(done.operations, is_close));
     return done;
 }
 
@@ -190,7 +202,7 @@ void judge(const sweep_case &swept, const trial &done, const std::string &what, 
 
 trial run_well(const sweep_case &swept)
 {
-    trial good = run_once(swept, "");
+    trial good = run_to_end(swept, "");
     const verdict found = swept.judge(good);
     EXPECT_EQ(found.name, "new") << good.end << "\nthe next start finds " << good.next_start;
     return good;
@@ -204,6 +216,56 @@ std::size_t stride_of(std::size_t operations)
         return 1;
     }
     return (operations + most_runs - 1) / most_runs | 1U;
+}
+
+// Signals.
+
+struct ending_signal {
+    int number;
+    const char *symbol;
+};
+
+constexpr ending_signal signals[] = {{SIGINT, "SIGINT"},
+                                     {SIGTERM, "SIGTERM"},
+                                     {SIGHUP, "SIGHUP"},
+                                     {SIGQUIT, "SIGQUIT"},
+                                     {SIGTSTP, "SIGTSTP"}};
+
+/** What a memory holds that lasts. Of the FPGA that is what protects the backplane's EEPROMs. */
+std::string lasting(const std::string &file, const std::string &content)
+{
+    constexpr std::size_t write_control = 0x00C;
+    return file == "fpga0.bin"      ? content.substr(write_control, 1)
+           : file == "i2c-busy.bin" ? ""
+                                    : content;
+}
+
+/** What the memories hold, between what they held before and after the whole command. */
+verdict judge_memories(const trial &done, const trial &before, const trial &whole, bool in_steps)
+{
+    bool all_old = true;
+    bool all_new = true;
+    for (const auto &[file, content] : done.memories) {
+        const bool is_old = lasting(file, content) == lasting(file, before.memories.at(file));
+        const bool is_new = lasting(file, content) == lasting(file, whole.memories.at(file));
+        if (!is_old && !is_new) {
+            return {"damaged " + file, false};
+        }
+        all_old &= is_old;
+        all_new &= is_new;
+    }
+    return all_new   ? verdict{"new"}
+           : all_old ? verdict{"old"}
+                     : verdict{"one of several", in_steps};
+}
+
+verdict judge_signal(const trial &done, int number, const verdict &found, const trial &whole)
+{
+    if (number == SIGTSTP) {
+        const bool went_on = done.stops == 1 && done.end.status == whole.end.status;
+        return {found.name + ", went on", went_on && found.name == "new"};
+    }
+    return done.end.status == -number ? found : verdict{found.name + ", not ended by it", false};
 }
 
 } // namespace
@@ -261,7 +323,7 @@ void sweep_faults(const sweep_case &swept, fault_kind kind)
     tally all;
     for (std::size_t i = 0; i < count; i += stride_of(count)) {
         for (const std::string &fault : faults_on(good.operations[i], i + 1, kind)) {
-            trial done = run_once(swept, fault);
+            trial done = run_to_end(swept, fault);
             // All before the struck one is as in the good run.
             ASSERT_GT(done.operations.size(), i);
             ASSERT_NE(done.operations[i], good.operations[i]) << fault;
@@ -283,8 +345,8 @@ void sweep_bridge(const sweep_case &swept, const std::string &trouble)
     for (std::size_t i = 0; i < good.bridge.size(); ++i) {
         const std::string place = place_of(good.bridge[i]);
         const std::string call = std::to_string(++calls[place]);
-        trial done = run_once(swept, "\n[[fpga.trouble]]\n" + place + "what = \"" + trouble +
-                                         "\"\ncall = " + call + "\n");
+        trial done = run_to_end(swept, "\n[[fpga.trouble]]\n" + place + "what = \"" + trouble +
+                                           "\"\ncall = " + call + "\n");
         ASSERT_GT(done.bridge.size(), i);
         ASSERT_NE(done.bridge[i], good.bridge[i]);
         done.struck = {done.bridge[i]};
@@ -293,7 +355,35 @@ void sweep_bridge(const sweep_case &swept, const std::string &trouble)
     all.print(swept.name + ", bridge " + trouble, good.bridge.size());
 }
 
-void sweep_allocations(const sweep_case &swept)
+void sweep_signals(const sweep_case &swept)
+{
+    sweep_case at_terminal = swept;
+    if (!swept.new_pc) {
+        at_terminal.new_pc = pc_with_steps({});
+    }
+    sweep_case idle = swept;
+    idle.command = swept.looker;
+    idle.new_pc = nullptr;
+    const trial before = run_to_end(idle, "");
+    const trial whole = run_to_end(at_terminal, "");
+    const std::size_t count = whole.operations.size();
+    ASSERT_GT(count, 0U);
+    tally all;
+    std::size_t runs = 0;
+    for (std::size_t i = 0; i < count; i += stride_of(count)) {
+        const auto [number, symbol] = signals[runs++ % std::size(signals)];
+        const std::string sent = std::string("signal = \"") + symbol + "\"";
+        const trial done = run_once(at_terminal, fault_at(i + 1, sent));
+        const verdict found =
+            judge_signal(done, number, judge_memories(done, before, whole, swept.in_steps), whole);
+        all.add(found.name);
+        EXPECT_TRUE(found.allowed) << found.name << ", with " << symbol << " at "
+                                   << whole.operations[i] << "\nit gave " << done.end;
+    }
+    all.print(swept.name + ", signal", count);
+}
+
+void sweep_allocations(const sweep_case &swept, bool for_good)
 {
     run_well(swept);
     const scratch_folder scratch;
@@ -302,8 +392,9 @@ void sweep_allocations(const sweep_case &swept)
     std::size_t count = 0;
     while (true) {
         const environment failing = {{"PRESSURE_FAIL_ALLOCATION", std::to_string(count + 1)},
+                                     {"PRESSURE_KEEP_FAILING", for_good ? "1" : "0"},
                                      {"PRESSURE_REPORT", report.string()}};
-        const trial done = run_once(swept, "", failing);
+        const trial done = run_to_end(swept, "", failing);
         if (!std::filesystem::remove(report)) {
             break; // it makes no more allocations than this
         }
@@ -311,7 +402,7 @@ void sweep_allocations(const sweep_case &swept)
         judge(swept, done, "allocation " + std::to_string(count) + " failing", all);
     }
     EXPECT_GT(count, 0U);
-    all.print(swept.name + ", allocations", count);
+    all.print(swept.name + (for_good ? ", no memory" : ", allocations"), count);
 }
 
 void PrintTo(const sweep_case &swept, std::ostream *out)

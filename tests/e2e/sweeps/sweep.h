@@ -38,6 +38,7 @@ std::function<pc_reaction()> pc_with_steps(const std::vector<pc_step> &steps);
 /** A run of a swept command, and what it left behind. */
 struct trial {
     outcome end = {};                         // all that it said, and its status
+    int stops = 0;                            // how often it was stopped, and went on
     std::vector<std::string> operations = {}; // on the board, as many as can be made to fail
     std::vector<std::string> bridge = {};     // commands of the FPGA's bridge among them
     std::vector<std::string> struck = {};     // those of both that were
@@ -70,6 +71,7 @@ struct sweep_case {
     std::string typed_ahead = {};
     command_line looker = {}; // what the next start finds is what this prints
     std::function<verdict(const trial &)> judge = {};
+    bool in_steps = false; // it stores more than one identity, one after the other
 };
 
 /** How operations go wrong: each in a run of its own. */
@@ -95,12 +97,21 @@ void sweep_faults(const sweep_case &swept, fault_kind kind);
  */
 void sweep_bridge(const sweep_case &swept, const std::string &trouble);
 
-/** The same for the program's allocations, all of them. */
-void sweep_allocations(const sweep_case &swept);
+/**
+ * The same with a signal at each operation, SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGTSTP in turn,
+ * at a terminal. The signal must end the program, but for SIGTSTP, after which it goes on as if
+ * nothing had been. Each memory must hold what it held before or what the whole command stores:
+ * what was begun is written, and what protects it is set again.
+ */
+void sweep_signals(const sweep_case &swept);
+
+/** The same for the program's allocations, all of them: each fails alone, or all that follow too.
+ */
+void sweep_allocations(const sweep_case &swept, bool for_good);
 
 void PrintTo(const sweep_case &swept, std::ostream *out);
 
-/** A case as one test for each kind of fault, and one for allocations. */
+/** A case as one test for each kind of fault, one for signals and one for allocations. */
 class swept_case : public testing::TestWithParam<sweep_case> {};
 
 /** The name of its tests. */
@@ -123,6 +134,10 @@ std::string test_name(const testing::TestParamInfo<sweep_case> &info);
     {                                                                                              \
         e2e::sweep_faults(GetParam(), e2e::fault_kind::broken);                                    \
     }                                                                                              \
+    TEST_P(group, survives_a_signal_at_any_moment)                                                 \
+    {                                                                                              \
+        e2e::sweep_signals(GetParam());                                                            \
+    }                                                                                              \
     SWEEP_ALLOCATIONS(group)                                                                       \
     INSTANTIATE_TEST_SUITE_P(sweep, group, testing::ValuesIn(cases), e2e::test_name)
 
@@ -133,6 +148,10 @@ std::string test_name(const testing::TestParamInfo<sweep_case> &info);
 #define SWEEP_ALLOCATIONS(group)                                                                   \
     TEST_P(group, survives_any_allocation_that_fails)                                              \
     {                                                                                              \
-        e2e::sweep_allocations(GetParam());                                                        \
+        e2e::sweep_allocations(GetParam(), false);                                                 \
+    }                                                                                              \
+    TEST_P(group, survives_memory_that_runs_out_for_good)                                          \
+    {                                                                                              \
+        e2e::sweep_allocations(GetParam(), true);                                                  \
     }
 #endif

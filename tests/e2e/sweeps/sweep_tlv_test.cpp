@@ -186,7 +186,8 @@ sweep_case case_of(const eeprom_layout &layout, const eeprom_command &what)
             .new_pc = what.new_pc,
             .typed_ahead = what.typed_ahead,
             .looker = {"setmac-tlv"},
-            .judge = [=](const trial &done) { return judge(layout, what, done); }};
+            .judge = [=](const trial &done) { return judge(layout, what, done); },
+            .in_steps = true};
 }
 
 std::vector<sweep_case> all_cases()

@@ -256,6 +256,7 @@ sweep_case case_of(const unit_command &what, flavour program)
         swept.memories.emplace_back(one.file, one.old_content);
     }
     const std::string_view last_word = is_tlv ? "" : "Save product info success.\r\n";
+    swept.in_steps = what.operation.starts_with("setdevice");
     swept.judge = [=, copy = swept](const trial &done) {
         return judge(what, copy, done, last_word);
     };
