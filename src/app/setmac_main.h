@@ -36,9 +36,15 @@ int32_t do_prov_setmac(int argc, char **argv);
 /** "prov_setmac" of the TLV flavour. */
 int32_t do_tlv_setmac(int argc, char **argv);
 
+/** What became of a word that was asked for. */
+enum class word_outcome : uint8_t {
+    read,      // empty at the end of input
+    unread,    // reading failed, and the word may be cut off
+    no_memory, // nothing is saved any more; the word is empty
+};
+
 /**
  * Prints `prompt` and reads one word of at most 999 characters into the `size` bytes at `dst`, cut
- * to fit and NUL-terminated. At the end of input the word is empty, and so it is when memory has
- * run out; then nothing is saved any more.
+ * to fit and NUL-terminated.
  */
-void read_strings(const char *prompt, char *dst, size_t size);
+word_outcome read_strings(const char *prompt, char *dst, size_t size);

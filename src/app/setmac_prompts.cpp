@@ -37,7 +37,7 @@ int32_t set_field(int argc, char **argv, const char *prompt, int32_t (*set)(std:
 
 } // namespace
 
-void read_strings(const char *prompt, char *dst, size_t size)
+word_outcome read_strings(const char *prompt, char *dst, size_t size)
 {
     memset(dst, 0, size);
     printf("%s", prompt);
@@ -46,12 +46,13 @@ void read_strings(const char *prompt, char *dst, size_t size)
     if (scratch == nullptr) {
         printf("%s: Out of memory.\r\n", __func__);
         mark_product_info_incomplete();
-        return;
+        return word_outcome::no_memory;
     }
     if (scanf("%999s", scratch) == 1) {
         std::copy_n(scratch, std::min(strlen(scratch), size - 1), dst);
     }
     free(scratch);
+    return ferror(stdin) != 0 ? word_outcome::unread : word_outcome::read;
 }
 
 int32_t setsn_main(int argc, char **argv)
@@ -69,15 +70,17 @@ int32_t setcountry_main(int argc, char **)
     if (argc != 1) {
         return refuse_arguments();
     }
-    std::array<char, country_size> def{};
-    std::array<char, country_size> map{};
-    std::array<char, country_size> map1{};
-    std::array<char, country_size> change{};
-    read_strings("Please input country def:", def.data(), def.size());
-    read_strings("Please input country map:", map.data(), map.size());
-    read_strings("Please input country map1:", map1.data(), map1.size());
-    read_strings("Please input country change:", change.data(), change.size());
-    return set_product_info_country(def.data(), map.data(), map1.data(), change.data());
+    constexpr const char *prompts[] = {
+        "Please input country def:", "Please input country map:", "Please input country map1:",
+        "Please input country change:"};
+    char settings[std::size(prompts)][country_size] = {};
+    for (size_t i = 0; i < std::size(prompts); ++i) {
+        if (read_strings(prompts[i], settings[i], country_size) == word_outcome::unread) {
+            puts("\r\nError: The input cannot be read.\r");
+            return -1;
+        }
+    }
+    return set_product_info_country(settings[0], settings[1], settings[2], settings[3]);
 }
 
 int32_t setproduct_main(int, char **)
@@ -87,13 +90,16 @@ int32_t setproduct_main(int, char **)
     puts("\r");
     while (true) {
         std::array<char, product_line_size> line{};
-        read_strings("", line.data(), line.size());
+        const word_outcome outcome = read_strings("", line.data(), line.size());
         const std::string_view text = line.data();
         const bool input_ended = text.empty() && (feof(stdin) != 0 || ferror(stdin) != 0);
         if (text == "q" || input_ended) {
             return 0;
         }
         setproduct_info(text);
+        if (outcome == word_outcome::no_memory) {
+            return 0; // nothing that is entered from now on could be saved
+        }
     }
 }
 

@@ -1,5 +1,7 @@
 #include <csignal>
 
+#include <fcntl.h>
+
 #include <gtest/gtest.h>
 
 #include "e2e/support/board_checks.h"
@@ -164,6 +166,15 @@ TEST(operator_terminal, stores_empty_country_settings_from_the_end_of_input_on)
     EXPECT_EQ(session.finish(), saved);
     EXPECT_TRUE(nor_holds(board, product_image(0x2917B897, {"country_def=CN", "country_map=",
                                                             "country_map1=", "country_change="})));
+}
+
+TEST(operator_terminal, stores_no_country_settings_where_the_input_cannot_be_read)
+{
+    const auto board = nor_board_holding(one_serial);
+    terminal_session session(board, {"setcountry"}, {.flags = O_NONBLOCK});
+    session.expect("Please input country def:\r\r\nError: The input cannot be read.");
+    EXPECT_EQ(session.finish(), (outcome{.output = "\r\r\n", .status = 1}));
+    EXPECT_TRUE(untouched_nor_holds(board, one_serial));
 }
 
 constexpr std::string_view greeting = "Please input the name and value of setmac field.\r\r\n"

@@ -126,6 +126,7 @@ void terminal_session::open_terminal(const session_start &start)
         start.adjust(adjusted);
         tcsetattr(there_, TCSANOW, &adjusted);
     }
+    fcntl(there_, F_SETFL, flags() | start.flags);
     settings_before_ = settings();
     flags_before_ = flags();
     send(start.typed_ahead);

@@ -16,6 +16,8 @@ struct session_start {
     std::string_view typed_ahead = {};
     /** The terminal's settings, where they are not those of a new terminal. */
     void (*adjust)(termios &settings) = nullptr;
+    /** File status flags of the terminal, as a program before this one may leave them behind. */
+    int flags = 0;
     /** The program's variables besides those that put it on the board. */
     environment variables = {};
 };
