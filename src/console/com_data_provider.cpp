@@ -21,7 +21,7 @@ termios org_opts_old{};
 termios new_opts{};
 int oldf = 0;
 
-constexpr std::array ending_signals = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::array ending_signals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT};
 std::array<struct sigaction, ending_signals.size()> previous_actions{};
 
 /** Bytes read from descriptor 0 and not yet taken. */

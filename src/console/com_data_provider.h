@@ -15,8 +15,9 @@ struct com_data_provider {
 
 /**
  * Non-zero enters raw, non-blocking mode on descriptor 0; zero restores the settings found before,
- * after everything written has gone out raw. While raw, SIGINT, SIGTERM and SIGHUP restore the
- * console before they end the process. Does not nest; failures of the terminal calls are ignored.
+ * after everything written has gone out raw. While raw, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE
+ * and SIGABRT restore the console before they end the process. Does not nest; failures of the
+ * terminal calls are ignored.
  */
 void tty_opts_ctrl(int32_t enable);
 

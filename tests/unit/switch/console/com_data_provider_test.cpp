@@ -241,7 +241,7 @@ int end_in_raw_mode(int signal_number)
 TEST_F(console, is_restored_when_a_signal_ends_the_process)
 {
     const int flags = fcntl(STDIN_FILENO, F_GETFL);
-    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT}) {
         const int status = end_in_raw_mode(signal_number);
         ASSERT_TRUE(WIFSIGNALED(status));
         EXPECT_EQ(WTERMSIG(status), signal_number);
