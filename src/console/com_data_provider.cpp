@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -29,6 +30,7 @@ struct input_queue {
     std::array<uint8_t, 4096> bytes;
     size_t next;
     size_t end;
+    bool ended; // the last read found none, and none to wait for
 
     bool empty() const { return next == end; }
 };
@@ -96,6 +98,7 @@ void fetch_input()
     const ssize_t got = read(STDIN_FILENO, input.bytes.data(), input.bytes.size());
     input.next = 0;
     input.end = got > 0 ? static_cast<size_t>(got) : 0;
+    input.ended = got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR);
 }
 
 /** Takes what is there now, at most `count` bytes. */
@@ -138,6 +141,7 @@ void tty_opts_ctrl(int32_t enable)
         return;
     }
     input.next = input.end = 0;
+    input.ended = false;
     tcgetattr(STDIN_FILENO, &org_opts_old);
     oldf = fcntl(STDIN_FILENO, F_GETFL);
     new_opts = raw_settings(org_opts_old);
@@ -184,6 +188,11 @@ int32_t com_read_timeout(uint8_t *buffer, uint64_t count, int64_t timeout_ms)
     SETMAC_TRACE_AT(54, "Get char count:%ld time:%ld \r\n", static_cast<long>(count),
                     static_cast<long>(elapsed));
     return 0;
+}
+
+bool console_is_gone()
+{
+    return input.ended;
 }
 
 int32_t com_write_complete(const uint8_t *buffer, uint64_t count)

@@ -34,6 +34,13 @@ int32_t getkey();
  */
 int32_t com_read_timeout(uint8_t *buffer, uint64_t count, int64_t timeout_ms);
 
+/**
+ * Whether nothing can come any more: all input has been taken, and the last read found its end or
+ * failed, as on a line that was hung up. Time limits are kept on such a console too; whoever waits
+ * without one asks here.
+ */
+bool console_is_gone();
+
 /** Puts `count` bytes on standard output; they leave with the next flush or read. Always 0. */
 int32_t com_write_complete(const uint8_t *buffer, uint64_t count);
 

@@ -91,6 +91,9 @@ step_result receive_hand_sign(const com_data_provider *provider, const uint8_t *
     while (hand_sign[0] == setsn_hand_sign[0] && block[0] == start_request) {
         if (provider->read(block, 1, sign_limit_ms) != 0) {
             SETMAC_TRACE_AS("smp_recv", 112, "\r\nRead the First sign error-Timeout");
+            if (console_is_gone()) {
+                return end_with(-1);
+            }
         }
     }
     if (block[0] != hand_sign[0]) {
@@ -129,15 +132,18 @@ step_result receive_version(const com_data_provider *provider)
     return go_on;
 }
 
-int32_t receive_length(const com_data_provider *provider)
+step_result receive_length(const com_data_provider *provider, int32_t *length)
 {
     uint8_t bytes[4] = {};
     while (provider->read(bytes, sizeof(bytes), length_limit_ms) != 0) {
         SETMAC_TRACE_AS("smp_recv", 157, "\r\nRead the length error-timeout");
+        if (console_is_gone()) {
+            return end_with(-1);
+        }
     }
-    const auto length = static_cast<int32_t>(load_be32(bytes));
-    SETMAC_TRACE_AS("smp_recv", 164, "\r\nRead the length %d \n", length);
-    return length;
+    *length = static_cast<int32_t>(load_be32(bytes));
+    SETMAC_TRACE_AS("smp_recv", 164, "\r\nRead the length %d \n", *length);
+    return go_on;
 }
 
 /** Reads a value of `length` bytes, whatever the PC announced, into g_setmac_data. */
@@ -234,7 +240,11 @@ int32_t smp_recv(const com_data_provider *provider, payload_handler handler,
     if (agreed.over) {
         return agreed.result;
     }
-    const int32_t length = receive_length(provider);
+    int32_t length = 0;
+    const step_result announced = receive_length(provider, &length);
+    if (announced.over) {
+        return announced.result;
+    }
     const step_result received = receive_value(provider, length);
     if (received.over) {
         return received.result;
@@ -259,6 +269,9 @@ int32_t enter_setmac(int32_t mode)
     com_write_text(setmac_banner);
     while (__set_product_info(mode) != 0) {
         // The PC starts again from the hand sign.
+        if (console_is_gone()) {
+            return -1;
+        }
     }
     save_product_info();
     return 0;

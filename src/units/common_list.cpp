@@ -29,14 +29,16 @@ bool receive_payload(unit_list *list, uint8_t *sum)
     return true;
 }
 
-/** Waits for the start byte and acknowledges it; false when no header follows. */
+/** Waits for the start byte, as the PC starts when its operator does; false on a console gone. */
 bool receive_start(uint8_t start)
 {
     while (serial_recv(byte_limit_ms) != start) {
-        // The PC starts when its operator does.
+        if (console_is_gone()) {
+            return false;
+        }
     }
     serial_putc_raw(unit_acknowledge);
-    return serial_recv(byte_limit_ms) == unit_header;
+    return true;
 }
 
 /** Offers an answer; false when the PC does not acknowledge it, whatever else it sends. */
@@ -54,11 +56,11 @@ bool offer_answer()
 
 } // namespace
 
-bool receive_unit_list(const unit_list_kind &kind, unit_list *list)
+unit_list_outcome receive_unit_list(const unit_list_kind &kind, unit_list *list)
 {
     uint8_t sum = 0;
-    while (true) {
-        if (!receive_start(kind.start)) {
+    while (receive_start(kind.start)) {
+        if (serial_recv(byte_limit_ms) != unit_header) {
             continue;
         }
         const int32_t length = serial_recv(byte_limit_ms);
@@ -67,7 +69,7 @@ bool receive_unit_list(const unit_list_kind &kind, unit_list *list)
         }
         if (length > kind.max_length) {
             serial_putc_raw(unit_bad_length);
-            return false;
+            return unit_list_outcome::too_long;
         }
         const int32_t count = kind.counted ? serial_recv(byte_limit_ms) : 0;
         if (count < 0) {
@@ -80,10 +82,11 @@ bool receive_unit_list(const unit_list_kind &kind, unit_list *list)
         }
         // Compared as a number, so that a byte that does not come (-1) is never a sum of 0xFF.
         if (serial_recv(byte_limit_ms) == sum) {
-            return true;
+            return unit_list_outcome::received;
         }
         serial_putc_raw(kind.start);
     }
+    return unit_list_outcome::console_gone;
 }
 
 bool send_unit_list(std::span<const uint8_t> length, std::span<const uint8_t> bytes)

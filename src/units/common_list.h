@@ -36,12 +36,18 @@ enum unit_reply : uint8_t {
 
 constexpr uint8_t unit_header = 0x01; // begins a message in either direction
 
+/** What receiving a list leads to. */
+enum class unit_list_outcome : uint8_t {
+    received,
+    too_long,     // the PC announced more than the kind takes, which it has been told
+    console_gone, // no PC can send one any more
+};
+
 /**
- * Receives a list, again and again until its checksum is right. False when the PC announced one
- * that is too long, which it has then been told. The checksum goes on over all attempts of a
- * command: the PC adds up what it has sent in all of them.
+ * Receives a list, again and again until its checksum is right. The checksum goes on over all
+ * attempts of a command: the PC adds up what it has sent in all of them.
  */
-bool receive_unit_list(const unit_list_kind &kind, unit_list *list);
+unit_list_outcome receive_unit_list(const unit_list_kind &kind, unit_list *list);
 
 /**
  * Offers the answer of a command and, once the PC acknowledges that, sends it with the bytes of its

@@ -179,7 +179,9 @@ int32_t set_backplane_info()
 {
     com_write_text("Disconnect your console terminal first ...\r\n");
     unit_list list{};
-    receive_unit_list(backplane_list, &list);
+    if (receive_unit_list(backplane_list, &list) == unit_list_outcome::console_gone) {
+        return -1;
+    }
     const backplane_record record = build_record(list);
     trace_record(record);
     write_record(record);

@@ -150,8 +150,9 @@ int32_t set_fanpoe_info(int32_t mode)
 {
     print_banner(mode);
     unit_list list{};
-    if (!receive_unit_list(fan_list, &list)) {
-        return 0;
+    const unit_list_outcome outcome = receive_unit_list(fan_list, &list);
+    if (outcome != unit_list_outcome::received) {
+        return outcome == unit_list_outcome::console_gone ? -1 : 0;
     }
     if (list.bytes[1] != fan_list_mark) {
         serial_putc_raw(unit_bad_mark);

@@ -180,8 +180,9 @@ int32_t set_pwr_info()
     com_write_text("Disconnect your console terminal first\r\n"
                    " Using your PC SetPowerSn program to perform SetPowerSn Operation ......");
     unit_list list{};
-    if (!receive_unit_list(power_list, &list)) {
-        return unit_bad_length;
+    const unit_list_outcome outcome = receive_unit_list(power_list, &list);
+    if (outcome != unit_list_outcome::received) {
+        return outcome == unit_list_outcome::console_gone ? -1 : unit_bad_length;
     }
     const size_t count = list.bytes[0];
     if (count > max_powers) {

@@ -20,14 +20,14 @@ constexpr int32_t header_limit_ms = 500;
 
 /** What receiving a list leads to. */
 struct received_list {
-    bool over;      // the PC has ended the command
+    bool over;      // the PC has ended the command, or is gone
     int32_t length; // as announced, which may be too long or negative
 };
 
-/** Waits for the PC to begin a list; false when it ends the command instead. */
+/** Waits for the PC to begin a list; false when it ends the command instead, or is gone. */
 bool wait_for_start()
 {
-    while (true) {
+    while (!console_is_gone()) {
         const int32_t request = serial_recv(byte_limit_ms);
         if (request == end_request) {
             return false;
@@ -44,6 +44,7 @@ bool wait_for_start()
             return true;
         }
     }
+    return false;
 }
 
 /** Reads single bytes, each within its limit; false on a time-out, the bytes before it are there.
@@ -200,7 +201,7 @@ int32_t set_device_sn_info()
         dev_setsn = {};
         const received_list received = recv_setsn_info();
         if (received.over) {
-            return 0;
+            return console_is_gone() ? -1 : 0;
         }
         const uint8_t error = apply_list(received.length);
         answer(error, received.length);

@@ -224,6 +224,52 @@ TEST_F(console, waiting_for_input_ends_with_its_time)
     EXPECT_GE(elapsed_ms(start), 99);
 }
 
+TEST_F(console, is_not_gone_while_it_is_silent)
+{
+    const raw_mode raw;
+    EXPECT_FALSE(console_is_gone());
+    EXPECT_EQ(serial_recv(10), -1);
+    EXPECT_FALSE(console_is_gone());
+}
+
+TEST_F(console, that_was_hung_up_keeps_time_limits_and_is_gone)
+{
+    const raw_mode raw;
+    hang_up();
+    uint8_t byte = 0;
+    const auto start = clock_type::now();
+    EXPECT_EQ(com_read_timeout(&byte, 1, 100), 1);
+    EXPECT_GE(elapsed_ms(start), 99);
+    EXPECT_TRUE(console_is_gone());
+}
+
+TEST_F(console, that_ends_is_gone_when_its_bytes_are_taken)
+{
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    dup2(ends[0], STDIN_FILENO);
+    ASSERT_EQ(write(ends[1], "ab", 2), 2);
+    close(ends[0]);
+    close(ends[1]);
+    const raw_mode raw;
+    EXPECT_EQ(serial_recv(2000), 'a');
+    EXPECT_FALSE(console_is_gone());
+    EXPECT_EQ(serial_recv(2000), 'b');
+    EXPECT_FALSE(console_is_gone());
+    EXPECT_EQ(serial_recv(10), -1);
+    EXPECT_TRUE(console_is_gone());
+}
+
+TEST_F(console, is_there_again_for_the_next_operation)
+{
+    tty_opts_ctrl(1);
+    hang_up();
+    EXPECT_EQ(serial_recv(10), -1);
+    tty_opts_ctrl(0);
+    const raw_mode raw;
+    EXPECT_FALSE(console_is_gone());
+}
+
 /** Ends a child in raw mode with `signal_number` and tells how the child ended. */
 int end_in_raw_mode(int signal_number)
 {

@@ -51,6 +51,13 @@ protected:
         }
     }
 
+    /** The PC is unplugged. */
+    void hang_up()
+    {
+        close(pc_);
+        pc_ = -1;
+    }
+
     void send(const std::vector<uint8_t> &bytes) const
     {
         ASSERT_EQ(write(pc_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));

@@ -1,0 +1,125 @@
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "e2e/support/board_checks.h"
+#include "e2e/support/pc_side.h"
+#include "e2e/support/tlv_board.h"
+#include "e2e/support/units_device.h"
+#include "e2e/support/units_session.h"
+
+// "prov_setmac" on a console from which nothing comes any more: no input at all, or input that ends
+// in the middle of an exchange.
+
+namespace {
+
+using e2e::nor_board_holding;
+using e2e::outcome;
+using e2e::product_image;
+using e2e::run_on_board;
+
+const std::string no_records = product_image(0xAAC184F9, {});
+
+struct operation {
+    const char *name;
+    std::string greeting;
+    bool is_tlv_too;
+};
+
+const std::string disconnect = "Disconnect your console terminal first\r\n";
+
+const operation operations[] = {
+    {"setmac", std::string(e2e::setmac_banner), true},
+    {"setbackplane", "Disconnect your console terminal first ...\r\n", true},
+    {"setfansn",
+     disconnect + " Using your PC SetFanSn program to perform SetFanSn Operation ......", true},
+    {"setpoesn",
+     disconnect + " Using your PC SetPOESn program to perform SetPOESn Operation ......", false},
+    {"setpwrsn",
+     disconnect + " Using your PC SetPowerSn program to perform SetPowerSn Operation ......",
+     false},
+    {"setdevice", std::string(e2e::device_greeting), true},
+    {"setdevice_zk80chassis", std::string(e2e::device_greeting), false},
+};
+
+/** The log of a run that nobody talks to is a few time-outs long. */
+constexpr std::uintmax_t short_log = 1000;
+
+TEST(console_without_input, ends_each_operation_that_waits_for_the_pc_as_failed)
+{
+    for (const auto &[name, greeting, is_tlv_too] : operations) {
+        const auto board = nor_board_holding(no_records);
+        const auto log = board.path() / "trace.log";
+        EXPECT_EQ(run_on_board(board, {"prov_setmac", name, log.string()}),
+                  (outcome{.output = greeting, .status = 1}))
+            << name;
+        EXPECT_LT(std::filesystem::file_size(log), short_log) << name;
+        EXPECT_TRUE(e2e::untouched_nor_holds(board, no_records)) << name;
+    }
+}
+
+TEST(console_without_input, ends_each_operation_of_the_tlv_flavour_too)
+{
+    for (const auto &[name, greeting, is_tlv_too] : operations) {
+        if (!is_tlv_too) {
+            continue;
+        }
+        const auto board =
+            e2e::board_with_eeprom(e2e::tlv_board, e2e::eeprom_content(e2e::default_image, 0xFF));
+        EXPECT_EQ(run_on_board(board, {e2e::tlv_prov_setmac, name}),
+                  (outcome{.output = greeting, .status = 1}))
+            << name;
+        EXPECT_EQ(board.operations("erase "), std::vector<std::string>{}) << name;
+    }
+}
+
+TEST(console_without_input, leaves_setsn_the_answer_that_it_has)
+{
+    const auto board = nor_board_holding(no_records);
+    EXPECT_EQ(run_on_board(board, {"prov_setmac", "setsn"}),
+              (outcome{.output = "Save product info success.\r\n"}));
+}
+
+TEST(console_that_ends, behind_a_start_byte_fails_setsn)
+{
+    const auto board = nor_board_holding(no_records);
+    EXPECT_EQ(run_on_board(board, {"prov_setmac", "setsn"}, "{{"),
+              (outcome{.output = "}", .status = 1}));
+    EXPECT_TRUE(e2e::untouched_nor_holds(board, no_records));
+}
+
+TEST(console_that_ends, in_front_of_the_length_fails_setmac_and_setsn)
+{
+    const auto board = nor_board_holding(no_records);
+    EXPECT_EQ(run_on_board(board, {"prov_setmac", "setsn"}, "{" + e2e::setsn_sign + e2e::version_1),
+              (outcome{.output = "}" + e2e::accepted_serial_sign + e2e::version_1, .status = 1}));
+    EXPECT_EQ(
+        run_on_board(board, {"prov_setmac", "setmac"}, e2e::setmac_sign + e2e::version_1),
+        (outcome{.output = std::string(e2e::setmac_banner) + e2e::accepted_sign + e2e::version_1,
+                 .status = 1}));
+    EXPECT_TRUE(e2e::untouched_nor_holds(board, no_records));
+}
+
+TEST(console_that_ends, behind_a_stored_payload_has_stored_it)
+{
+    const auto board = nor_board_holding(no_records);
+    const std::string all =
+        e2e::setmac_sign + e2e::version_1 + e2e::mac_frame.length + e2e::mac_frame.value;
+    EXPECT_EQ(run_on_board(board, {"prov_setmac", "setmac"}, all).status, 0);
+    EXPECT_TRUE(e2e::nor_holds(
+        board, product_image(0x67236E1B, {"ProductInfo=0B0EFACE", "ethaddr=00:1A:2B:3C:4D:5E"})));
+}
+
+TEST(console_that_ends, in_the_middle_of_a_list_programs_nothing)
+{
+    const std::string backplane(e2e::backplane_eeproms);
+    const e2e::board_folder board(std::string(e2e::nor_board) + "[fpga]\n" + backplane,
+                                  {{e2e::product_info_file, e2e::nor_content(no_records)}});
+    EXPECT_EQ(
+        run_on_board(board, {"prov_setmac", "setbackplane"}, e2e::bytes({0x15, 0x01, 0x05})),
+        (outcome{.output = "Disconnect your console terminal first ...\r\n\x06", .status = 1}));
+    EXPECT_EQ(board.operations("bridge "), std::vector<std::string>{});
+}
+
+} // namespace
