@@ -1,18 +1,18 @@
-#include "store/productinfo.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <optional>
 
-#include "sim/board/board.h"
-#include "unit/switch/support.h"
+#include "productinfo_fixture.h"
+
+// The image of the records: what a load makes of flash, and what a save leaves there.
 
 namespace {
 
 using support::bytes;
+using support::nor_partition;
 using support::operator+;
 using support::printed;
+using support::productinfo;
 using support::trace_log;
 
 constexpr uint32_t image_size = 8192;
@@ -23,11 +23,6 @@ const std::vector<uint8_t> empty_checksum = {0xF9, 0x84, 0xC1, 0xAA};
 const std::vector<uint8_t> serial_checksum = {0xAB, 0xE7, 0x57, 0x2C};
 const std::vector<uint8_t> serial_mac_checksum = {0x68, 0xC0, 0x47, 0x85};
 const std::vector<uint8_t> serial_record = bytes("SerialNO=ABCDEFGHJ1234");
-
-sim::partition nor_partition()
-{
-    return {.name = "product_info", .erase_size = 0x4000, .blocks = 2};
-}
 
 sim::partition mirror_partition()
 {
@@ -47,42 +42,6 @@ std::vector<uint8_t> front(std::span<const uint8_t> flash, size_t count)
 {
     return {flash.begin(), flash.begin() + static_cast<ptrdiff_t>(count)};
 }
-
-/** A store over a board, loaded at first and released in the end. */
-class productinfo : public testing::Test {
-protected:
-    void TearDown() override { clr_prod_info(); }
-
-    void fit(std::vector<sim::partition> partitions)
-    {
-        board_.emplace(sim::board_description{.partitions = std::move(partitions)});
-    }
-
-    void load_blank(std::vector<sim::partition> partitions = {nor_partition()})
-    {
-        fit(std::move(partitions));
-        EXPECT_EQ(printed([] { EXPECT_EQ(init_product_info(), 0); }),
-                  "!!!Warning: CRC check failed.\r\n");
-    }
-
-    /** Starts over from what flash holds. */
-    std::string reload()
-    {
-        clr_prod_info();
-        return printed([] { EXPECT_EQ(init_product_info(), 0); });
-    }
-
-    static std::string shown()
-    {
-        return printed([] { show_prod_info(); });
-    }
-
-    sim::board &board() { return *board_; }
-    std::span<uint8_t> flash(int index = 0) { return board_->flash(index).bytes(); }
-
-private:
-    std::optional<sim::board> board_;
-};
 
 TEST_F(productinfo, of_a_blank_partition_is_empty_and_the_next_save_writes)
 {
@@ -313,171 +272,6 @@ TEST_F(productinfo, a_refused_save_does_not_hide_the_next_change)
     EXPECT_EQ(save_product_info(), 0);
 }
 
-TEST_F(productinfo, update_keeps_the_place_of_a_known_name)
-{
-    load_blank();
-    set_product_info("a", "1");
-    set_product_info("b", "2");
-    set_product_info("a", "3");
-    EXPECT_EQ(shown(), "a=3\r\nb=2\r\n");
-    EXPECT_STREQ(get_product_info("a"), "3");
-}
-
-TEST_F(productinfo, an_update_with_a_shorter_value_leaves_nothing_of_the_longer)
-{
-    load_blank();
-    set_product_info("a", "long value");
-    set_product_info("a", "s");
-    EXPECT_STREQ(get_product_info("a"), "s");
-}
-
-TEST_F(productinfo, names_are_compared_exactly)
-{
-    load_blank();
-    set_product_info("Name", "1");
-    EXPECT_EQ(get_product_info("name"), nullptr);
-    EXPECT_EQ(get_product_info("Nam"), nullptr);
-    EXPECT_EQ(get_product_info(nullptr), nullptr);
-}
-
-TEST_F(productinfo, an_empty_value_is_stored_by_the_setter)
-{
-    load_blank();
-    EXPECT_EQ(set_product_info("a", ""), 0);
-    EXPECT_EQ(shown(), "a=\r\n");
-    ASSERT_EQ(save_product_info(), 0);
-    reload();
-    EXPECT_EQ(shown(), "a=\r\n");
-}
-
-TEST_F(productinfo, values_are_cut_to_511_characters)
-{
-    load_blank();
-    set_product_info("a", std::string(600, 'v'));
-    EXPECT_EQ(std::string(get_product_info("a")), std::string(511, 'v'));
-}
-
-TEST_F(productinfo, names_are_cut_to_63_characters_before_the_look_up)
-{
-    load_blank();
-    const std::string stem(63, 'n');
-    set_product_info(stem + "1", "first");
-    set_product_info(stem + "2", "second");
-    EXPECT_EQ(shown(), stem + "=second\r\n");
-}
-
-TEST_F(productinfo, a_line_updates_appends_and_removes)
-{
-    load_blank();
-    setproduct_info("a=1");
-    setproduct_info("b=2=3");
-    setproduct_info("c=4");
-    setproduct_info("a=5");
-    EXPECT_EQ(shown(), "a=5\r\nb=2=3\r\nc=4\r\n");
-    setproduct_info("b=");
-    EXPECT_EQ(shown(), "a=5\r\nc=4\r\n");
-    setproduct_info("c=");
-    setproduct_info("d=6");
-    EXPECT_EQ(shown(), "a=5\r\nd=6\r\n");
-    setproduct_info("a=");
-    setproduct_info("d=");
-    EXPECT_EQ(shown(), "");
-    setproduct_info("e=7");
-    EXPECT_EQ(shown(), "e=7\r\n");
-}
-
-TEST_F(productinfo, removing_an_absent_name_does_nothing_and_says_nothing)
-{
-    load_blank();
-    setproduct_info("a=1");
-    EXPECT_EQ(printed([] { setproduct_info("b="); }), "");
-    EXPECT_EQ(shown(), "a=1\r\n");
-}
-
-TEST_F(productinfo, a_line_without_equals_is_warned_of)
-{
-    load_blank();
-    EXPECT_EQ(printed([] { setproduct_info("quit"); }), "Warning: invliad product info: quit.\r\n");
-    EXPECT_EQ(printed([] { setproduct_info(""); }), "Warning: invliad product info: .\r\n");
-    EXPECT_EQ(shown(), "");
-}
-
-TEST_F(productinfo, a_line_takes_names_of_63_characters_and_no_more)
-{
-    load_blank();
-    const std::string name(63, 'n');
-    EXPECT_EQ(printed([&] { setproduct_info(name + "=1"); }), "");
-    EXPECT_EQ(printed([&] { setproduct_info(name + "n=1"); }),
-              "Warning: product info name is too long.\r\n");
-    EXPECT_EQ(shown(), name + "=1\r\n");
-}
-
-TEST_F(productinfo, a_line_may_have_an_empty_name_which_reloads)
-{
-    load_blank();
-    setproduct_info("=value");
-    EXPECT_EQ(shown(), "=value\r\n");
-    ASSERT_EQ(save_product_info(), 0);
-    reload();
-    EXPECT_EQ(shown(), "=value\r\n");
-}
-
-/** Parsing alone, over an area that no checksum guards. */
-class parse : public productinfo {
-protected:
-    /** What parsing `area` as the record area prints. The buffer ends with the area. */
-    static std::string parsed(const std::vector<uint8_t> &area)
-    {
-        std::vector<uint8_t> image(4);
-        image.insert(image.end(), area.begin(), area.end());
-        const prod_info_partition partition{.mtd_index = 0,
-                                            .mtd_size = static_cast<uint32_t>(image.size()),
-                                            .data_len = static_cast<uint32_t>(image.size()),
-                                            .image = image.data()};
-        return printed([&] { EXPECT_EQ(parse_product_info(partition), 0); });
-    }
-};
-
-TEST_F(parse, gives_the_later_value_of_a_name_at_the_place_of_the_first)
-{
-    EXPECT_EQ(parsed(bytes({"a=1\0b=2\0a=3\0\0", 13})), "");
-    EXPECT_EQ(shown(), "a=3\r\nb=2\r\n");
-}
-
-TEST_F(parse, ends_at_the_first_empty_record)
-{
-    EXPECT_EQ(parsed(bytes({"a=1\0\0b=2\0\0", 10})), "");
-    EXPECT_EQ(shown(), "a=1\r\n");
-}
-
-TEST_F(parse, of_an_area_that_begins_with_nul_is_empty)
-{
-    EXPECT_EQ(parsed(bytes({"\0a=1\0", 5})), "");
-    EXPECT_EQ(shown(), "");
-}
-
-TEST_F(parse, warns_of_malformed_records_and_goes_on)
-{
-    const std::string name(64, 'n');
-    EXPECT_EQ(parsed(bytes("bad" + std::string(1, '\0') + name + "=1" + std::string(1, '\0') +
-                           "a=1" + std::string(2, '\0'))),
-              "Warning: invliad product info: bad.\r\n"
-              "Warning: product info name is too long\r\n");
-    EXPECT_EQ(shown(), "a=1\r\n");
-}
-
-TEST_F(parse, never_looks_past_the_area)
-{
-    EXPECT_EQ(parsed(bytes("a=1")), "");
-    EXPECT_EQ(shown(), "a=1\r\n");
-}
-
-TEST_F(parse, takes_a_full_area_whose_last_record_just_ends)
-{
-    EXPECT_EQ(parsed(bytes({"a=1\0", 4})), "");
-    EXPECT_EQ(shown(), "a=1\r\n");
-}
-
 TEST_F(productinfo, load_needs_the_partition)
 {
     fit({{.name = "boot"}});
@@ -555,88 +349,6 @@ TEST_F(productinfo, load_and_save_on_nand_skip_bad_blocks)
     reload();
     EXPECT_EQ(shown(), "SerialNO=ABCDEFGHJ1234\r\n");
     EXPECT_EQ(front(board().flash(0).block(3), 4), serial_checksum);
-}
-
-/** Text, result, and what is stored of it. */
-struct field_case {
-    const char *text;
-    int32_t result;
-    const char *stored; // null: nothing
-};
-
-TEST_F(productinfo, serial_numbers_are_13_letters_and_digits)
-{
-    for (const auto &[text, result, stored] : {
-             field_case{"ABCDEFGHJ1234", 0, "ABCDEFGHJ1234"},
-             field_case{"abcdefghj1234", 0, "abcdefghj1234"},
-             field_case{"0000000000000", 0, "0000000000000"},
-             field_case{"ABCDEFGHJ123", -1, nullptr},
-             field_case{"ABCDEFGHJ12345", -1, nullptr},
-             field_case{"ABCDEFGH-1234", -1, nullptr},
-             field_case{"ABCDEFGH\xE9J123", -1, nullptr},
-             field_case{"", -1, nullptr},
-         }) {
-        const auto text_printed =
-            printed([&] { EXPECT_EQ(set_product_info_serialnum(text), result); });
-        EXPECT_EQ(text_printed,
-                  result == 0 ? std::string()
-                              : "Error: Invalid serial number: " + std::string(text) + "\r\n");
-        EXPECT_STREQ(get_product_info("SerialNO"), stored) << text;
-        clr_prod_info();
-    }
-}
-
-TEST_F(productinfo, mac_addresses_are_six_pairs_with_colons_or_without)
-{
-    for (const auto &[text, result, stored] : {
-             field_case{"00d0f8a1b2c3", 0, "00:d0:f8:a1:b2:c3"},
-             field_case{"00D0F8A1B2C3", 0, "00:D0:F8:A1:B2:C3"},
-             field_case{"00:D0:F8:A1:B2:C3", 0, "00:D0:F8:A1:B2:C3"},
-             field_case{"00:d0:f8:A1:b2:c3", 0, "00:d0:f8:A1:b2:c3"},
-             field_case{"00-d0-f8-a1-b2-c3", -1, nullptr},
-             field_case{"00.d0.f8.a1.b2.c3", -1, nullptr},
-             field_case{"00d0f8a1b2cg", -1, nullptr},
-             field_case{"00:d0:f8:a1:b2:cg", -1, nullptr},
-             field_case{"00:d0:f8:a1:b2-c3", -1, nullptr},
-             field_case{"00:d0:f8:a1:b20c3", -1, nullptr},
-             field_case{":0:d0:f8:a1:b2:c3", -1, nullptr},
-             field_case{"00:d0:f8:a1:b2:c", -1, nullptr},
-             field_case{"00:d0:f8:a1:b2:c3:", -1, nullptr},
-             field_case{"00d0f8a1b2c", -1, nullptr},
-             field_case{"00d0f8a1b2c3d", -1, nullptr},
-             field_case{"", -1, nullptr},
-         }) {
-        const auto text_printed =
-            printed([&] { EXPECT_EQ(set_product_info_macaddr(text), result); });
-        EXPECT_EQ(text_printed, result == 0
-                                    ? std::string()
-                                    : "Error: Invalid Mac Address: " + std::string(text) + "\r\n");
-        EXPECT_STREQ(get_product_info("ethaddr"), stored) << text;
-        clr_prod_info();
-    }
-}
-
-TEST_F(productinfo, hardware_versions_are_digits_and_dots_and_others_silently_dropped)
-{
-    for (const auto &[text, result, stored] : {
-             field_case{"1.0.3", 0, "1.0.3"},
-             field_case{"", 0, ""},
-             field_case{"V1.0", 0, nullptr},
-             field_case{"1.0-3", 0, nullptr},
-         }) {
-        EXPECT_EQ(printed([&] { EXPECT_EQ(set_product_info_hardver(text), result); }), "");
-        EXPECT_STREQ(get_product_info("HardwareVersion"), stored) << text;
-        clr_prod_info();
-    }
-}
-
-TEST_F(productinfo, country_settings_are_stored_unchecked_in_their_order)
-{
-    EXPECT_EQ(set_product_info_country("CN", "a b", "", "=x"), 0);
-    EXPECT_EQ(shown(),
-              "country_def=CN\r\ncountry_map=a b\r\ncountry_map1=\r\ncountry_change==x\r\n");
-    EXPECT_EQ(set_product_info_country("", "", "", ""), 0);
-    EXPECT_EQ(shown(), "country_def=\r\ncountry_map=\r\ncountry_map1=\r\ncountry_change=\r\n");
 }
 
 } // namespace
