@@ -1,5 +1,6 @@
+#include "sim/app/console_command.h"
+#include "sim/app/launch.h"
 #include "sim/app/show.h"
-#include "sim/board/process_board.h"
 #include "sim/description/board_file.h"
 #include "sim/description/layouts.h"
 
@@ -26,11 +27,6 @@ constexpr int status_of_wrong_usage = 2;
 constexpr int status_not_run = 126; // as of a shell: found, but not to be executed
 constexpr int status_not_found = 127;
 
-fs::path own_folder()
-{
-    return fs::read_symlink("/proc/self/exe").parent_path();
-}
-
 void make_board(const fs::path &folder, const std::string &like)
 {
     const fs::path file = folder / sim::board_file_name;
@@ -47,45 +43,6 @@ void make_board(const fs::path &folder, const std::string &like)
     std::cout << "A board like \"" << like << "\" stands in " << file.string() << "\n";
 }
 
-/** The programs of this build come before those of PATH. */
-std::string find_program(const std::string &name)
-{
-    const fs::path built = own_folder() / name;
-    const bool is_ours = name.find('/') == std::string::npos && ::access(built.c_str(), X_OK) == 0;
-    return is_ours ? built.string() : name;
-}
-
-/** Where the build has it, or else where the installation does. */
-fs::path find_library()
-{
-    for (const char *folder : {"lib", SIMBOARD_LIBDIR}) {
-        const fs::path library = own_folder() / ".." / folder / "libsimboard.so";
-        if (fs::exists(library)) {
-            return fs::canonical(library);
-        }
-    }
-    throw std::runtime_error("libsimboard.so is missing from " +
-                             (own_folder().parent_path() / SIMBOARD_LIBDIR).string());
-}
-
-/** Puts a path in front of those that a variable lists. */
-void put_first(const char *variable, std::string path)
-{
-    if (const char *others = std::getenv(variable); others != nullptr && *others != '\0') {
-        path.append(":").append(others);
-    }
-    ::setenv(variable, path.c_str(), 1);
-}
-
-/** The board, and in the maker's place the stand-ins beside it, which ask the board. */
-void preload_board(const fs::path &folder)
-{
-    const fs::path library = find_library();
-    put_first("LD_PRELOAD", library.string());
-    put_first("LD_LIBRARY_PATH", library.parent_path().string());
-    ::setenv(sim::folder_variable, fs::canonical(folder).c_str(), 1);
-}
-
 /** Becomes the program: comes back only when it cannot. */
 int run(const fs::path &folder, std::vector<std::string> command)
 {
@@ -93,14 +50,16 @@ int run(const fs::path &folder, std::vector<std::string> command)
     {
         const sim::board check(sim::read_board_file(folder), folder);
     }
-    preload_board(folder);
+    for (const auto &[name, value] : sim::variables_of_board(folder)) {
+        ::setenv(name.c_str(), value.c_str(), 1);
+    }
     std::vector<char *> arguments;
     arguments.reserve(command.size() + 1);
     for (std::string &word : command) {
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
-    ::execvp(find_program(command[0]).c_str(), arguments.data());
+    ::execvp(sim::find_program(command[0]).c_str(), arguments.data());
     const int error = errno;
     std::cerr << "simboard: " << command[0] << ": " << std::strerror(error) << "\n";
     return error == ENOENT ? status_not_found : status_not_run;
@@ -147,6 +106,23 @@ int main(int argc, char **argv)
         ->add_option("COMMAND", command, "The program, of this build or of PATH, and its arguments")
         ->required();
 
+    CLI::App *console_command =
+        app.add_subcommand("console", "Be the serial console of a switch with a board");
+    sim::console_options console;
+    console_command->add_option("DIR", folder, "The board's folder")->required();
+    console_command->add_flag("--pty", console.port,
+                              "On a pseudo-terminal, whose path is printed, as a serial port");
+    console_command->add_option("--link", console.link,
+                                "The same, with this symbolic link to the port");
+    console_command
+        ->add_option("--set", console.settings, "KEY=VALUE, as in [console] of board.toml")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    console_command
+        ->add_option("--fault", console.faults, "WHAT,PLACE=N: what goes wrong, and where")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+
     CLI::App *show_command = app.add_subcommand("show", "Show what a board's memories hold");
     show_command->add_option("DIR", folder, "The board's folder")->required();
 
@@ -164,6 +140,8 @@ int main(int argc, char **argv)
             make_board(folder, like);
         } else if (*run_command) {
             return run(folder, command);
+        } else if (*console_command) {
+            sim::run_console_of(folder, console);
         } else if (*show_command) {
             show(folder);
         } else if (*log_command) {

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <limits>
 #include <stdexcept>
@@ -360,9 +361,15 @@ void board::note(operation what)
 void board::power_failed()
 {
     note({.name = "power_cut", .path = "board"});
-    if (!folder_.empty()) {
-        ::kill(::getpid(), SIGKILL);
+    if (folder_.empty()) {
+        return;
     }
+    const char *console = std::getenv(console_variable);
+    const int process = console != nullptr ? std::atoi(console) : 0;
+    while (process > 1 && ::kill(process, SIGUSR1) == 0) {
+        ::pause(); // until it kills: nothing that runs beside this may see its end
+    }
+    ::kill(::getpid(), SIGKILL);
 }
 
 } // namespace sim

@@ -28,6 +28,12 @@ class register_device;
 constexpr const char *log_file_name = "log.txt";
 
 /**
+ * The variable with the process that is the console of the switch: a power cut is told to it
+ * (SIGUSR1), and it kills everything that runs on the switch.
+ */
+constexpr const char *console_variable = "SIMBOARD_CONSOLE";
+
+/**
  * A simulated board. While it lives it is the board of this process: the C library's calls on the
  * paths of is_board_path() reach its devices, and no others. There is one at a time.
  *

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <unistd.h>
+#include <utility>
 
 namespace sim {
 namespace {
@@ -18,7 +19,11 @@ constexpr int status_without_board = 125; // what a launcher says when it could 
 void make_board(const char *folder)
 {
     try {
-        static board *of_folder = new board(read_board_file(folder), folder);
+        board_description description = read_board_file(folder);
+        if (const char *steps = std::getenv(cut_variable)) {
+            description.cut_after = std::strtoull(steps, nullptr, 10);
+        }
+        static board *of_folder = new board(std::move(description), folder);
         static_cast<void>(of_folder);
     } catch (const std::exception &wrong) {
         std::fprintf(stderr, "simboard: %s\n", wrong.what());

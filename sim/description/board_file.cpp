@@ -1,6 +1,7 @@
 #include "sim/description/board_file.h"
 
 #include "sim/base/operation.h"
+#include "sim/description/console_file.h"
 #include "sim/description/table_reader.h"
 #include "sim/formats/card_type.h"
 #include "sim/formats/tlv_info.h"
@@ -15,25 +16,6 @@ namespace sim {
 namespace {
 
 constexpr int highest_errno = 133;
-
-/** Takes a value that is written as one of a few words; `expected` tells them. */
-template <typename value, std::size_t count>
-void take_word(table_reader &table, const char *key, value &into,
-               const std::pair<std::string_view, value> (&words)[count], const char *expected)
-{
-    std::string given;
-    table.take(key, given);
-    if (!table.has(key)) {
-        return;
-    }
-    for (const auto &[word, meaning] : words) {
-        if (given == word) {
-            into = meaning;
-            return;
-        }
-    }
-    table.fail(key, std::string(key) + " must be " + expected);
-}
 
 constexpr std::pair<std::string_view, flash_type> flash_types[] = {
     {"nor", nor}, {"nand", nand}, {"ram", ram}, {"ubi", ubi}};
@@ -54,7 +36,7 @@ partition read_partition(table_reader table)
     partition part;
     table.require("name");
     table.take("name", part.name);
-    take_word(table, "type", part.type, flash_types, "\"nor\", \"nand\", \"ram\" or \"ubi\"");
+    table.take_word("type", part.type, flash_types);
     table.take("erase_size", part.erase_size, uint32_t{1}, most);
     table.take("blocks", part.blocks, uint32_t{1}, most);
     table.take("page_size", part.page_size, uint32_t{1}, most);
@@ -264,7 +246,7 @@ bridge_eeprom read_bridge_eeprom(table_reader table)
 {
     bridge_eeprom chip;
     take_place(table, chip);
-    take_word(table, "kind", chip.kind, eeprom_kinds, "\"plain\", \"backplane\" or \"fan\"");
+    table.take_word("kind", chip.kind, eeprom_kinds);
     table.take_bytes("content", chip.content);
     table.take("write_cycle_ms", chip.write_cycle_ms, 0U, 60000U);
     table.finish();
@@ -291,7 +273,7 @@ bridge_trouble read_bridge_trouble(table_reader table)
     bridge_trouble trouble;
     take_place(table, trouble);
     table.require("what");
-    take_word(table, "what", trouble.what, trouble_kinds, "\"busy\", \"fail\" or \"stick\"");
+    table.take_word("what", trouble.what, trouble_kinds);
     table.take("call", trouble.call, 1U, most);
     table.take("times", trouble.times, 0U, most);
     table.take("polls", trouble.polls, 0U, most);
@@ -411,6 +393,12 @@ board_description read_board(const toml::table &root, const std::string &file,
     }
     if (const toml::table *table = top.find_table("driver")) {
         read_driver({*table, file}, board);
+    }
+    if (const toml::table *table = top.find_table("console")) {
+        read_console({*table, file}, board.console);
+        if (const auto wrong = find_mistake(board.console)) {
+            top.fail(*table, *wrong);
+        }
     }
     if (const toml::table *table = top.find_table("power")) {
         table_reader supply(*table, file);

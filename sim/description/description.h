@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/base/sizes.h"
+#include "sim/description/console.h"
 #include "sim/description/units.h"
 
 #include <cstddef>
@@ -88,6 +89,7 @@ struct board_description {
     std::vector<supply_unit> supplies = {};
     std::vector<card_unit> cards = {};
     int32_t own_card_type = 0;
+    console_description console = {};
 };
 
 /** What is wrong with a description, and in which of its entries. */

@@ -258,7 +258,22 @@ constexpr std::string_view card_unit = R"toml(
 card_type = 0x21
 )toml";
 
+constexpr std::string_view tlv_console = R"toml(
+# prov_setmac on the switch's serial console is that of the TLV flavour.
+[console]
+flavour = "tlv"
+)toml";
+
 constexpr std::string_view tail = R"toml(
+# The serial console of the switch ("simboard console DIR"), in one table [console]: how it gets to a
+# prompt, and what its line does. The manual page has all keys.
+#   [console]
+#   password = "secret"
+#   kernel_every_ms = 300
+#   [[console.fault]]
+#   what = "reboot"
+#   received = 400
+
 # The bus they are on. It belongs at the top of the file, before the first [[partition]].
 #   i2c_bus = "/dev/i2c-0"
 
@@ -313,11 +328,12 @@ constexpr named_layout layouts[] = {
      {nand_partitions, nand_mirror, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, unit_hint}},
     {"tlv",
      "NOR flash, and a blank system EEPROM behind write protection",
-     {nor_partitions, eeprom_head, protected_eeprom, card_eeprom, cpld_part, unit_hint}},
+     {nor_partitions, eeprom_head, protected_eeprom, card_eeprom, cpld_part, unit_hint,
+      tlv_console}},
     {"tlv-named",
      "NOR flash, and a system EEPROM with an identity behind write protection",
-     {nor_partitions, eeprom_head, protected_eeprom, tlv_records, card_eeprom, cpld_part,
-      unit_hint}},
+     {nor_partitions, eeprom_head, protected_eeprom, tlv_records, card_eeprom, cpld_part, unit_hint,
+      tlv_console}},
     {"chassis",
      "A chassis with NOR flash, an FPGA with units behind it, and a sub-card",
      {nor_partitions, eeprom_head, blank_eeprom, card_eeprom, cpld_hint, fpga_part, unit_head,

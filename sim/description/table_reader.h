@@ -125,6 +125,28 @@ public:
         into = std::move(*bytes);
     }
 
+    /** A value that is written as one of a few words. */
+    template <typename target, typename value, std::size_t count>
+    void take_word(const char *key, target &into,
+                   const std::pair<std::string_view, value> (&words)[count])
+    {
+        std::string given;
+        take(key, given);
+        if (!has(key)) {
+            return;
+        }
+        std::string expected;
+        for (std::size_t i = 0; i < count; ++i) {
+            if (given == words[i].first) {
+                into = words[i].second;
+                return;
+            }
+            expected += i == 0 ? "" : i + 1 == count ? " or " : ", ";
+            expected.append("\"").append(words[i].first).append("\"");
+        }
+        fail(key, std::string(key) + " must be " + expected);
+    }
+
     template <typename number>
     void take(const char *key, std::vector<number> &into)
     {

@@ -62,6 +62,7 @@ expect_offer "simboard s" "show"
 expect_offer "simboard new --like nand" "nand nand-mirror"
 expect_offer "simboard show " "board"
 expect_offer "simboard run board " "--"
+expect_offer "simboard console board --l" "--link"
 expect_offer "setmac-station setb" "setbackplane"
 expect_offer "setmac-station setdevice --qu" "--quiet"
 expect_offer "setmac-station setsn --t" "--tlv --trace"
@@ -85,4 +86,19 @@ done
 
 layouts=$("$programs/simboard" new --help | grep -oE '\{[a-z,-]+\}' | tr -d '{}' | tr , '\n' | sorted)
 expect_offer "simboard new --like " "$layouts"
+
+# The console tells all its settings to whoever asks for an unknown one. Faults have an option of their own.
+"$programs/simboard" new board >told
+refusal_of() {
+    "$programs/simboard" console board "$@" 2>&1 || true
+}
+settings=$(refusal_of --set unknown=1 | sed -n 's/.*; known are //p' |
+    tr ' ' '\n' | grep -vx fault | sorted)
+faults=$(refusal_of --fault unknown,sent=1 | grep -oE '"[a-z_]+"' |
+    tr -d '"' | sorted)
+for offer in "set $settings" "fault $faults"; do
+    line="simboard console board --${offer%% *} "
+    expect "bash: $line" "${offer#* }" "$(offered_by_bash "$line" | tr -d '=,')"
+    expect "zsh: $line" "${offer#* }" "$(offered_by_zsh "$line")"
+done
 exit "$((failures > 0))"

@@ -372,8 +372,9 @@ TEST(sim_board_file, an_empty_file_is_a_bare_board)
 TEST(sim_board_file, tells_line_and_expectation_of_each_mistake)
 {
     const std::pair<const char *, const char *> wrong[] = {
-        {"\nx = 1", "board.toml:2: x is not known here; known are card cpld driver eeprom fan "
-                    "fault fpga i2c_bus partition power supply"},
+        {"\nx = 1",
+         "board.toml:2: x is not known here; known are card console cpld driver eeprom fan "
+         "fault fpga i2c_bus partition power supply"},
         {"i2c_bus = 7", "board.toml:1: i2c_bus must be a text in quotes"},
         {"i2c_bus = \"/dev/spi\"", "board.toml:1: i2c_bus must begin with \"/dev/i2c-\""},
         {"partition = 1",
