@@ -1,5 +1,6 @@
 #include "sim/app/console_command.h"
 #include "sim/app/launch.h"
+#include "sim/app/new_board.h"
 #include "sim/app/show.h"
 #include "sim/description/board_file.h"
 #include "sim/description/layouts.h"
@@ -26,22 +27,6 @@ constexpr int status_of_failure = 1;
 constexpr int status_of_wrong_usage = 2;
 constexpr int status_not_run = 126; // as of a shell: found, but not to be executed
 constexpr int status_not_found = 127;
-
-void make_board(const fs::path &folder, const std::string &like)
-{
-    const fs::path file = folder / sim::board_file_name;
-    if (fs::exists(file)) {
-        throw std::runtime_error(file.string() + " is there already; a board is never overwritten");
-    }
-    fs::create_directories(folder);
-    std::ofstream out(file, std::ios::binary);
-    out << sim::layout(like).value();
-    out.close();
-    if (!out) {
-        throw std::runtime_error(file.string() + " cannot be written");
-    }
-    std::cout << "A board like \"" << like << "\" stands in " << file.string() << "\n";
-}
 
 /** Becomes the program: comes back only when it cannot. */
 int run(const fs::path &folder, std::vector<std::string> command)
@@ -98,6 +83,10 @@ int main(int argc, char **argv)
     new_command->add_option("--like", like, "What is fitted")
         ->check(CLI::IsMember(std::vector<std::string>(names.begin(), names.end())))
         ->capture_default_str();
+    sim::board_identity identity;
+    new_command->add_option("--serial", identity.serial,
+                            "A serial number that the switch holds already");
+    new_command->add_option("--mac", identity.mac, "A MAC address that it holds already");
 
     CLI::App *run_command = app.add_subcommand(
         "run", "Run a program on a board: simboard run DIR -- PROGRAM [ARGUMENT...]");
@@ -137,7 +126,9 @@ int main(int argc, char **argv)
     }
     try {
         if (*new_command) {
-            make_board(folder, like);
+            sim::make_board(folder, like, identity);
+            std::cout << "A board like \"" << like << "\" stands in "
+                      << (fs::path(folder) / sim::board_file_name).string() << "\n";
         } else if (*run_command) {
             return run(folder, command);
         } else if (*console_command) {

@@ -283,6 +283,9 @@ void session::serve_end(int64_t now_us)
 void session::lose_power(int64_t now_us)
 {
     now_us_ = now_us;
+    if (!shell_) {
+        return; // several processes at once tell the same
+    }
     const auto struck = next_power_cut();
     if (struck != console_.faults.end()) {
         console_.faults.erase(struck);

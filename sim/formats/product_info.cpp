@@ -1,6 +1,7 @@
 #include "sim/formats/product_info.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <zlib.h>
 
 namespace sim {
@@ -27,6 +28,11 @@ std::vector<std::string> split(std::span<const uint8_t> area)
     return texts;
 }
 
+uint32_t checksum_of(std::span<const uint8_t> area)
+{
+    return static_cast<uint32_t>(::crc32(0, area.data(), static_cast<uInt>(area.size())));
+}
+
 } // namespace
 
 std::optional<product_info> decode_product_info(std::span<const uint8_t> image)
@@ -37,11 +43,29 @@ std::optional<product_info> decode_product_info(std::span<const uint8_t> image)
     const auto area = image.first(product_info_size).subspan(checksum_size);
     product_info info;
     info.stored_checksum = little_endian(image.first<checksum_size>());
-    info.checksum = static_cast<uint32_t>(::crc32(0, area.data(), static_cast<uInt>(area.size())));
+    info.checksum = checksum_of(area);
     if (info.checksum == info.stored_checksum) {
         info.records = split(area);
     }
     return info;
+}
+
+std::vector<uint8_t> encode_product_info(const std::vector<std::string> &records)
+{
+    std::vector<uint8_t> image(checksum_size);
+    for (const std::string &record : records) {
+        image.insert(image.end(), record.begin(), record.end());
+        image.push_back(0);
+    }
+    if (image.size() >= product_info_size) {
+        throw std::invalid_argument("the records have no room in an image");
+    }
+    image.resize(product_info_size);
+    const uint32_t checksum = checksum_of(std::span(image).subspan(checksum_size));
+    for (std::size_t i = 0; i < checksum_size; ++i) {
+        image[i] = static_cast<uint8_t>(checksum >> 8 * i);
+    }
+    return image;
 }
 
 } // namespace sim

@@ -21,4 +21,7 @@ constexpr std::size_t product_info_size = 8192;
 /** Decodes an image: nothing when there are fewer bytes than one has. */
 std::optional<product_info> decode_product_info(std::span<const uint8_t> image);
 
+/** The image that holds these records, "name=value". Throws std::invalid_argument: no room. */
+std::vector<uint8_t> encode_product_info(const std::vector<std::string> &records);
+
 } // namespace sim
