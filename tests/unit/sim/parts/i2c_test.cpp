@@ -139,13 +139,13 @@ TEST(sim_i2c, the_page_size_is_that_of_the_part)
 
 TEST(sim_i2c, an_eeprom_does_not_answer_during_its_write_cycle)
 {
-    sim::board board({.eeproms = {{.address = chip, .write_cycle_ms = 300}}});
+    sim::board board({.eeproms = {{.address = chip, .write_cycle_ms = 1000}}});
     ASSERT_EQ(write_at(0, {0x11}), 2);
     EXPECT_EQ(read_at(0, 1), bytes{});
     EXPECT_EQ(errno, ENXIO);
     EXPECT_EQ(write_at(0, {0x22}), -1);
     EXPECT_EQ(errno, ENXIO);
-    std::this_thread::sleep_for(std::chrono::milliseconds(310));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1010));
     EXPECT_EQ(read_at(0, 1), bytes{0x11});
 }
 
