@@ -14,9 +14,9 @@ namespace {
 void print_size(const std::filesystem::path &program)
 {
     bench::print({"Stripped executable, arm64",
-                  static_cast<double>(std::filesystem::file_size(program)) / 1024,
+                  {static_cast<double>(std::filesystem::file_size(program)) / 1024},
                   "the limit",
-                  150,
+                  {150},
                   "KiB",
                   1,
                   {bench::wish::at_most, 1.0}});

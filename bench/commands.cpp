@@ -9,7 +9,8 @@
 namespace bench {
 namespace {
 
-constexpr int rounds = 201;
+constexpr int rounds = 41;
+constexpr int runs_of_sample = 10;
 constexpr wish not_above = {wish::at_most, 1.0};
 
 const std::string listing = BENCH_BIN_FOLDER "/prodinfo";
@@ -41,33 +42,36 @@ void fill_store(const std::filesystem::path &folder)
 
 /** What the runs of one program cost. */
 struct costs {
-    std::vector<double> ms;
-    std::vector<double> peak_kib;
-    std::vector<double> page_faults;
-
-    void add(const cost &one)
-    {
-        ms.push_back(one.seconds * 1000);
-        peak_kib.push_back(static_cast<double>(one.peak_kib));
-        page_faults.push_back(static_cast<double>(one.page_faults));
-    }
+    samples ms; // means of several runs
+    samples peak_kib;
+    samples page_faults;
 };
 
-/** The runs alternate, so that whatever disturbs the machine disturbs both. */
+/** A sample of the time is several runs: one is not much more than a start. */
+void add_runs(costs &to, const command &what, const std::filesystem::path &folder)
+{
+    to.ms.push_back(mean_of(runs_of_sample, [&] {
+        const cost one = run(what, folder);
+        to.peak_kib.push_back(static_cast<double>(one.peak_kib));
+        to.page_faults.push_back(static_cast<double>(one.page_faults));
+        return one.seconds * 1000;
+    }));
+}
+
+/** They alternate, so that whatever disturbs the machine disturbs both. */
 void compare_runs(const pair &both, const std::filesystem::path &folder)
 {
     costs ours;
     costs other;
     for (int i = 0; i < rounds; ++i) {
-        ours.add(run(both.ours, folder));
-        other.add(run(both.other, folder));
+        add_runs(ours, both.ours, folder);
+        add_runs(other, both.other, folder);
     }
-    print({both.what + ": time", median(ours.ms), both.other_name, median(other.ms), "ms", 3,
+    print({both.what + ": time", ours.ms, both.other_name, other.ms, "ms", 3, not_above});
+    print({both.what + ": peak memory", ours.peak_kib, both.other_name, other.peak_kib, "KiB", 0,
            not_above});
-    print({both.what + ": peak memory", median(ours.peak_kib), both.other_name,
-           median(other.peak_kib), "KiB", 0, not_above});
-    print({both.what + ": pages touched", median(ours.page_faults), both.other_name,
-           median(other.page_faults), "pages", 0});
+    print({both.what + ": pages touched", ours.page_faults, both.other_name, other.page_faults,
+           "pages", 0});
 }
 
 void compare_instructions(const pair &both, const std::filesystem::path &folder)
@@ -75,15 +79,20 @@ void compare_instructions(const pair &both, const std::filesystem::path &folder)
     const double ours = instructions(both.ours, folder) / 1000;
     const double other = instructions(both.other, folder) / 1000;
     run(both.ours, folder); // so that there is something to change again
-    print({both.what + ": instructions", ours, both.other_name, other, "thousand", 0, not_above});
+    print(
+        {both.what + ": instructions", {ours}, both.other_name, {other}, "thousand", 0, not_above});
 
     // Ours binds all its symbols at the start, so that the table of them can be read-only from then
     // on.
     setenv("LD_BIND_NOW", "1", 1);
     const double bound = instructions(both.other, folder) / 1000;
     unsetenv("LD_BIND_NOW");
-    print({both.what + ": instructions", ours, both.other_name + ", symbols bound at start", bound,
-           "thousand", 0});
+    print({both.what + ": instructions",
+           {ours},
+           both.other_name + ", symbols bound at start",
+           {bound},
+           "thousand",
+           0});
 }
 
 } // namespace

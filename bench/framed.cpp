@@ -66,9 +66,17 @@ double since(clock::time_point start)
     return microseconds(clock::now() - start).count();
 }
 
-// Throughput. All receive the same number of bytes.
+// Throughput.
 
-constexpr std::size_t message_size = 131072;
+constexpr std::size_t message_size = 131072; // the most that one exchange takes
+constexpr int messages_of_sample = 16;
+constexpr std::size_t file_size = 32U
+                                  << 20; // beside it, what ZMODEM begins and ends with is little
+
+double mib_per_second(std::size_t bytes, double us)
+{
+    return static_cast<double>(bytes) / us * 1e6 / (1024 * 1024);
+}
 
 /** Microseconds from the first byte of the value to the answer that it has arrived. */
 double receive_framed(const std::filesystem::path &folder)
@@ -85,30 +93,7 @@ double receive_framed(const std::filesystem::path &folder)
     return since(start);
 }
 
-/** Microseconds of a whole transfer by ZMODEM, from the start of the program that sends. */
-double transfer_zmodem(const std::filesystem::path &folder, std::size_t size)
-{
-    const std::filesystem::path pc = folder / "pc";
-    std::filesystem::create_directory(pc);
-    std::ofstream(pc / "sent.bin") << std::string(size, '\x5A');
-    const line to({"rz", "--overwrite", "--quiet"}, folder);
-    to.wait_for("B0100000023be50");
-    const clock::time_point start = clock::now();
-    to.hand_to({"sz", "--quiet", "--binary", pc / "sent.bin"});
-    const double elapsed = since(start);
-    if (std::filesystem::file_size(folder / "sent.bin") != size) {
-        throw std::runtime_error("rz has not received the file");
-    }
-    return elapsed;
-}
-
-/** Microseconds that the bytes take, without what every transfer begins and ends with. */
-double receive_zmodem(const std::filesystem::path &folder)
-{
-    const double nearly_nothing = transfer_zmodem(folder, 1);
-    return transfer_zmodem(folder, message_size) - nearly_nothing;
-}
-
+/** The same for a program that does nothing but read. */
 double receive_bare(const std::filesystem::path &folder)
 {
     static const std::string content(message_size, '\x5A');
@@ -120,14 +105,24 @@ double receive_bare(const std::filesystem::path &folder)
     return since(start);
 }
 
-double mib_per_second(double microseconds_of_message)
+/** Microseconds of a whole transfer by ZMODEM, from the start of the program that sends. */
+double receive_zmodem(const std::filesystem::path &folder, const std::filesystem::path &file)
 {
-    return message_size / microseconds_of_message * 1e6 / (1024 * 1024);
+    const line to({"rz", "--overwrite", "--quiet"}, folder);
+    to.wait_for("B0100000023be50");
+    const clock::time_point start = clock::now();
+    to.hand_to({"sz", "--quiet", "--binary", file});
+    const double elapsed = since(start);
+    if (std::filesystem::file_size(folder / file.filename()) != file_size) {
+        throw std::runtime_error("rz has not received the file");
+    }
+    return elapsed;
 }
 
 // Latency.
 
-constexpr int cycles = 2000;
+constexpr int cycles_of_sample = 20;
+constexpr int answers_of_cycle = 3;
 
 /** Microseconds from a message to its answer. */
 double answer_time(const line &to, std::string_view message, std::string_view answer)
@@ -138,54 +133,75 @@ double answer_time(const line &to, std::string_view message, std::string_view an
     return since(start);
 }
 
+/** The mean of the answers to a hand sign, a version and a length. */
+double framed_answer_time(const line &to)
+{
+    // A length above all limits is refused, and the switch takes the next hand sign.
+    static const std::string too_long = be32(0x00FFFFFF);
+    return (answer_time(to, hand_sign, accepted) + answer_time(to, version, version) +
+            answer_time(to, too_long, "\x14")) /
+           answers_of_cycle;
+}
+
+/** Milliseconds from a hand sign to the answer that an image of the EEPROM is programmed. */
+double program_eeprom(const std::filesystem::path &folder)
+{
+    const line to(eeprom_receiver, folder);
+    to.wait_for(ready);
+    const clock::time_point start = clock::now();
+    to.send(hand_sign);
+    to.wait_for(accepted);
+    to.send(version);
+    to.wait_for(version);
+    to.send(be32(4) + with_crc(""));
+    to.wait_for(applied);
+    return since(start) / 1000;
+}
+
 } // namespace
 
 void compare_throughput(const std::filesystem::path &scratch)
 {
     constexpr int rounds = 21;
     make_board(scratch);
-    std::vector<double> framed;
-    std::vector<double> zmodem;
-    std::vector<double> bare;
-    for (int i = 0; i < rounds; ++i) {
-        framed.push_back(receive_framed(scratch));
-        zmodem.push_back(receive_zmodem(scratch));
-        bare.push_back(receive_bare(scratch));
-    }
-    const double ours = mib_per_second(median(framed));
-    print({"128 KiB received",
-           ours,
-           "rz",
-           mib_per_second(median(zmodem)),
-           "MiB/s",
-           1,
-           {wish::at_least, 2.0}});
-    print({"128 KiB received", ours, "a bare reader", mib_per_second(median(bare)), "MiB/s", 1});
+    const auto framed = [&] {
+        return mib_per_second(message_size,
+                              mean_of(messages_of_sample, [&] { return receive_framed(scratch); }));
+    };
+
+    const std::filesystem::path sent = scratch / "pc" / "sent.bin";
+    std::filesystem::create_directory(sent.parent_path());
+    std::ofstream(sent) << std::string(file_size, '\x5A');
+    const both_sides zmodem = alternate(
+        rounds, framed, [&] { return mib_per_second(file_size, receive_zmodem(scratch, sent)); });
+    print({"Bytes received", zmodem.ours, "rz", zmodem.other, "MiB/s", 1, {wish::at_least, 2.0}});
+
+    const both_sides bare = alternate(rounds, framed, [&] {
+        return mib_per_second(message_size,
+                              mean_of(messages_of_sample, [&] { return receive_bare(scratch); }));
+    });
+    print({"Bytes received", bare.ours, "a bare reader", bare.other, "MiB/s", 1});
 }
 
 void compare_latency(const std::filesystem::path &scratch)
 {
+    constexpr int rounds = 101;
     make_board(scratch);
     const line switch_line(receiver, scratch);
     const line echo_line({BENCH_BIN_FOLDER "/echo_byte"}, scratch);
     switch_line.wait_for(ready);
     echo_line.wait_for("R");
-    // A length above all limits is refused, and the switch takes the next hand sign.
-    const std::string too_long = be32(0x00FFFFFF);
-    std::vector<double> framed;
-    std::vector<double> echoed;
-    for (int i = 0; i < cycles; ++i) {
-        framed.push_back(answer_time(switch_line, hand_sign, accepted));
-        framed.push_back(answer_time(switch_line, version, version));
-        framed.push_back(answer_time(switch_line, too_long, "\x14"));
-        for (int bytes = 0; bytes < 3; ++bytes) {
-            echoed.push_back(answer_time(echo_line, "E", "E"));
-        }
-    }
+    const both_sides both = alternate(
+        rounds,
+        [&] { return mean_of(cycles_of_sample, [&] { return framed_answer_time(switch_line); }); },
+        [&] {
+            return mean_of(cycles_of_sample * answers_of_cycle,
+                           [&] { return answer_time(echo_line, "E", "E"); });
+        });
     print({"Last byte in to answer out",
-           median(framed),
+           both.ours,
            "an echo program",
-           median(echoed),
+           both.other,
            "us",
            1,
            {wish::at_most, 2.0}});
@@ -193,27 +209,18 @@ void compare_latency(const std::filesystem::path &scratch)
 
 void compare_with_eeprom(const std::filesystem::path &scratch)
 {
-    constexpr int rounds = 5;
+    constexpr int rounds = 7;
     constexpr double pages = 32;
     constexpr double pause_ms = 10; // the program's pause for the write cycle of a page
     make_board(scratch);
-    std::vector<double> times;
+    samples ms;
     for (int i = 0; i < rounds; ++i) {
-        const line to(eeprom_receiver, scratch);
-        to.wait_for(ready);
-        const clock::time_point start = clock::now();
-        to.send(hand_sign);
-        to.wait_for(accepted);
-        to.send(version);
-        to.wait_for(version);
-        to.send(be32(4) + with_crc(""));
-        to.wait_for(applied);
-        times.push_back(since(start) / 1000);
+        ms.push_back(program_eeprom(scratch));
     }
     print({"System EEPROM received and written",
-           median(times),
+           ms,
            "32 pauses after pages",
-           pages * pause_ms,
+           {pages * pause_ms},
            "ms",
            1,
            {wish::at_most, 1.05}});

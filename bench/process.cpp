@@ -1,6 +1,5 @@
 #include "process.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -83,13 +82,6 @@ double instructions(const command &what, const std::filesystem::path &folder)
     counted.insert(counted.end(), what.begin(), what.end());
     run(counted, folder);
     return total_of(profile);
-}
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
 }
 
 } // namespace bench

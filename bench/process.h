@@ -31,7 +31,4 @@ double instructions(const command &what, const std::filesystem::path &folder);
 /** Becomes the program, on the board. Only in a forked process; does not come back. */
 [[noreturn]] void become(const command &what, const std::filesystem::path &folder);
 
-/** The middle one. */
-double median(std::vector<double> values);
-
 } // namespace bench

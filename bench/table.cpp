@@ -2,26 +2,43 @@
 
 #include <array>
 #include <cstdio>
+#include <optional>
 
 namespace bench {
 namespace {
 
-std::string figure(double value, int decimals)
+std::string digits(double value, int decimals)
 {
     std::array<char, 40> text{};
     std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
     return text.data();
 }
 
-/** "<= 1.00, yes" */
-std::string verdict(double ratio, const wish &wanted)
+/** "1.21 (1.19 to 1.25)", or without the spread where there is none to be seen. */
+std::string cell(const std::optional<figure> &value, int decimals)
+{
+    if (!value.has_value()) {
+        return "not measurable here";
+    }
+    const std::string lower = digits(value->lower, decimals);
+    const std::string upper = digits(value->upper, decimals);
+    const std::string spread = lower == upper ? "" : " (" + lower + " to " + upper + ")";
+    return digits(value->median, decimals) + spread;
+}
+
+/** "<= 1.00: yes" */
+std::string verdict(const std::optional<double> &ratio, const wish &wanted)
 {
     if (wanted.kind == wish::nothing) {
         return "-";
     }
     const bool at_most = wanted.kind == wish::at_most;
-    const bool met = at_most ? ratio <= wanted.ratio : ratio >= wanted.ratio;
-    return (at_most ? "<= " : ">= ") + figure(wanted.ratio, 2) + (met ? ": yes" : ": no");
+    const std::string limit = (at_most ? "<= " : ">= ") + digits(wanted.ratio, 2);
+    if (!ratio.has_value()) {
+        return limit;
+    }
+    const bool met = at_most ? *ratio <= wanted.ratio : *ratio >= wanted.ratio;
+    return limit + (met ? ": yes" : ": no");
 }
 
 } // namespace
@@ -34,10 +51,16 @@ void print_heads()
 
 void print(const comparison &row)
 {
-    const double ratio = row.ours / row.other;
-    std::printf("| %s | %s | %s | %s | %s | %.2f | %s |\n", row.what.c_str(),
-                figure(row.ours, row.decimals).c_str(), row.other_name.c_str(),
-                figure(row.other, row.decimals).c_str(), row.unit.c_str(), ratio,
+    const std::optional<figure> ours = figure_of(row.ours);
+    const std::optional<figure> other = figure_of(row.other);
+    std::optional<double> ratio;
+    if (ours.has_value() && other.has_value()) {
+        ratio = ours->median / other->median;
+    }
+    std::printf("| %s | %s | %s | %s | %s | %s | %s |\n", row.what.c_str(),
+                cell(ours, row.decimals).c_str(), row.other_name.c_str(),
+                cell(other, row.decimals).c_str(), row.unit.c_str(),
+                ratio.has_value() ? digits(*ratio, 2).c_str() : "-",
                 verdict(ratio, row.wanted).c_str());
     std::fflush(stdout);
 }

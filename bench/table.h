@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "samples.h"
+
 namespace bench {
 
 /** What a ratio should be. */
@@ -10,12 +12,12 @@ struct wish {
     double ratio = 0;
 };
 
-/** One comparison: both figures in the same unit. */
+/** One comparison, a row of the table: samples of both in the same unit. */
 struct comparison {
     std::string what;
-    double ours = 0;
+    samples ours;
     std::string other_name;
-    double other = 0;
+    samples other;
     std::string unit;
     int decimals = 0; // of the figures
     wish wanted = {};
@@ -24,7 +26,10 @@ struct comparison {
 /** Prints the heads of the columns. */
 void print_heads();
 
-/** Prints the row of a comparison, with its ratio and whether that is as wanted. */
+/**
+ * Prints the row of a comparison: medians with their spread, their ratio, and whether that is as
+ * wanted; or that it cannot be measured here.
+ */
 void print(const comparison &row);
 
 } // namespace bench

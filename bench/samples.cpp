@@ -1,0 +1,40 @@
+#include "samples.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace bench {
+
+std::optional<figure> figure_of(samples all)
+{
+    constexpr double widest = 1.0 / 3;
+    std::ranges::sort(all);
+    if (all.empty() || !(all.front() > 0)) {
+        return std::nullopt;
+    }
+    const std::size_t last = all.size() - 1;
+    const figure found = {all[last / 2], all[last / 4], all[last - last / 4]};
+    return found.upper - found.lower <= widest * found.median ? std::optional(found) : std::nullopt;
+}
+
+both_sides alternate(int rounds, const std::function<double()> &ours,
+                     const std::function<double()> &other)
+{
+    both_sides both;
+    for (int i = 0; i < rounds; ++i) {
+        both.ours.push_back(ours());
+        both.other.push_back(other());
+    }
+    return both;
+}
+
+double mean_of(int calls, const std::function<double()> &measure)
+{
+    double sum = 0;
+    for (int i = 0; i < calls; ++i) {
+        sum += measure();
+    }
+    return sum / calls;
+}
+
+} // namespace bench
