@@ -166,6 +166,27 @@ INSTANTIATE_TEST_SUITE_P(of_this_build, shipped_code, testing::ValuesIn(files_of
 
 #endif
 
+TEST(build, looks_for_libraries_in_folders_that_it_names_only)
+{
+    // An empty entry of the list, as a colon at its end makes one, is the current folder.
+    const std::regex empty_entry("^$|^:|::|:$");
+    std::size_t lists = 0;
+    for (const char *folder : {E2E_BIN_FOLDER, E2E_LIBRARY_FOLDER}) {
+        for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+            const auto file = entry.path();
+            if (!entry.is_regular_file() || entry.is_symlink() || file.extension() == ".a") {
+                continue;
+            }
+            for (const std::string &list : found_by({E2E_READELF, "-dW", file.string()},
+                                                    "\\((?:RPATH|RUNPATH)\\).*\\[(.*)\\]")) {
+                EXPECT_FALSE(std::regex_search(list, empty_entry)) << file << " in " << list;
+                ++lists;
+            }
+        }
+    }
+    EXPECT_GE(lists, 2U) << "both flavours of the switch program have one";
+}
+
 TEST(build, links_the_program_names_beside_the_executable)
 {
     for (const std::string &name : program_names) {
