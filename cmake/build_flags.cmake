@@ -3,7 +3,7 @@
 # indexes of the C++ library. FORTIFY wants an optimiser, so the other builds go without.
 set(hardened $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 add_compile_options(
-    $<$<AND:${hardened},$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>>>:-fPIE>
+    $<$<AND:${hardened},$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>,$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>>>:-fPIE>
     "$<${hardened}:SHELL:-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS>")
 add_link_options(
     $<$<AND:${hardened},$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-pie>
@@ -32,7 +32,8 @@ add_library(setmac_sanitizers INTERFACE)
 if(SETMAC_SANITIZE)
     target_compile_options(setmac_sanitizers INTERFACE
         -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
-        -fno-omit-frame-pointer)
+        -fno-omit-frame-pointer
+        -g1) # what their reports need; the debugger has a build of its own
     target_link_options(setmac_sanitizers INTERFACE
         -fsanitize=address,undefined $<$<CXX_COMPILER_ID:GNU>:-static-libasan;-static-libubsan>)
 endif()
@@ -50,3 +51,8 @@ target_compile_options(setmac_plain INTERFACE
     -fno-exceptions -fno-rtti -fvisibility=hidden -ffunction-sections -fdata-sections
     -U_GLIBCXX_ASSERTIONS)
 target_link_libraries(setmac_plain INTERFACE setmac_warnings setmac_sanitizers setmac_explored)
+
+# optimise_little(SOURCE...): those that read a command line, once, by a library of a thousand templates.
+function(optimise_little)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-O1>)
+endfunction()

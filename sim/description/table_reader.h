@@ -3,9 +3,7 @@
 #include "sim/base/operation.h"
 #include "sim/description/board_file.h"
 
-#define TOML_HEADER_ONLY 1
-#define TOML_ENABLE_FORMATTERS 0
-#include <toml++/toml.h>
+#include "sim/description/toml.h"
 
 #include <algorithm>
 #include <charconv>
