@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -24,6 +26,11 @@ using clock_type = std::chrono::steady_clock;
 inline int64_t elapsed_ms(clock_type::time_point start)
 {
     return std::chrono::duration_cast<std::chrono::milliseconds>(clock_type::now() - start).count();
+}
+
+inline bool ends_with(const std::vector<uint8_t> &all, std::string_view end)
+{
+    return all.size() >= end.size() && std::equal(end.rbegin(), end.rend(), all.rbegin());
 }
 
 /** A pseudo-terminal in the place of descriptors 0 and 1, with a PC at its other end. */
@@ -63,18 +70,24 @@ protected:
         ASSERT_EQ(write(pc_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
 
-    /** What the PC has got within a moment. */
+    /** All that was sent to the PC until now; a mark behind it tells where that ends. */
     std::vector<uint8_t> received() const
     {
+        const std::string_view mark = "<all that was sent>";
+        EXPECT_EQ(write(switch_, mark.data(), mark.size()), static_cast<ssize_t>(mark.size()));
         std::vector<uint8_t> all;
         std::array<uint8_t, 65536> part{};
         const auto start = clock_type::now();
-        while (elapsed_ms(start) < 50) {
+        while (!ends_with(all, mark)) {
             const ssize_t got = read(pc_, part.data(), part.size());
             if (got > 0) {
                 all.insert(all.end(), part.begin(), part.begin() + got);
+            } else if (elapsed_ms(start) > 10000) {
+                ADD_FAILURE() << "the mark has not come";
+                return all;
             }
         }
+        all.resize(all.size() - mark.size());
         return all;
     }
 

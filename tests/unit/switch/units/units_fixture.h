@@ -84,13 +84,13 @@ protected:
         return received();
     }
 
-    /** The same for a PC that falls silent for longer than any time limit before it goes on. */
+    /** The same for a PC that falls silent for much longer than any time limit. */
     byte_list run_with_pause(int32_t (*command)(), const byte_list &before, const byte_list &after)
     {
         const raw_mode raw;
         send(before);
         std::thread pc([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(800));
+            std::this_thread::sleep_for(std::chrono::milliseconds(1500));
             send(after);
         });
         EXPECT_EQ(command(), 0);
