@@ -11,3 +11,7 @@ foreach(program IN LISTS programs)
         file(RPATH_REMOVE FILE ${program})
     endif()
 endforeach()
+
+# A package keeps the times of its files.
+execute_process(COMMAND find ${CPACK_TEMPORARY_DIRECTORY} -exec touch --no-dereference
+    --date=@$ENV{SOURCE_DATE_EPOCH} {} + COMMAND_ERROR_IS_FATAL ANY)

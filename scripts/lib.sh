@@ -12,7 +12,7 @@ build_packages=(
 )
 style_packages=(clang-format clang-tidy mandoc git)
 fuzz_packages=(clang libclang-rt-14-dev llvm-14)
-package_packages=(lintian)
+package_packages=(lintian git)
 # The programs that ours are measured against, and what counts instructions.
 bench_packages=(libubootenv-tool lrzsz valgrind)
 # To build for the switch's processor, and to run what was built.

@@ -1,10 +1,18 @@
 #!/usr/bin/env bash
 # Makes the packages, in build/packages: three Debian packages for each architecture, and for switches
-# without a package manager an archive of the switch programs that runs from any folder.
+# without a package manager an archive of the switch programs that runs from any folder. The same sources
+# give the same bytes, wherever and whenever they are built.
 #   scripts/package.sh [amd64|arm64|all]    by default for this machine
+#   scripts/package.sh --switch             for this machine, what belongs on the switch only
 . "$(dirname "$0")/lib.sh"
 
 packages=build/packages
+components="switch;station;simboard"
+targets=("${shipped_targets[@]}")
+
+# All times in packages are that of the version.
+SOURCE_DATE_EPOCH=$(date --date="$(sed -n 's/^ -- .*>  //p' packaging/changelog.in | head -n 1)" +%s)
+export SOURCE_DATE_EPOCH
 
 # make_archive PRESET ARCHITECTURE
 make_archive() {
@@ -14,16 +22,16 @@ make_archive() {
     work=build/$1/archive
     rm -rf "$work"
     cmake --install "build/$1" --component switch --strip --prefix "$work/$name" >/dev/null
-    tar --create --gzip --file "$packages/$name.tar.gz" --directory "$work" \
-        --sort=name --owner=root:0 --group=root:0 "$name"
+    tar --create --use-compress-program="gzip -9n" --file "$packages/$name.tar.gz" --directory "$work" \
+        --sort=name --owner=root:0 --group=root:0 --mtime="@$SOURCE_DATE_EPOCH" --format=gnu "$name"
     rm -rf "$work"
 }
 
 # make_packages PRESET ARCHITECTURE
 make_packages() {
-    build "$1" "${shipped_targets[@]}"
+    build "$1" "${targets[@]}"
     mkdir -p "$packages"
-    cpack --config "build/$1/CPackConfig.cmake" -B "$PWD/$packages" >"build/$1-packages.log" 2>&1 || {
+    cpack --config "build/$1/CPackConfig.cmake" -D CPACK_COMPONENTS_ALL="$components" -B "$PWD/$packages" >"build/$1-packages.log" 2>&1 || {
         cat "build/$1-packages.log"
         exit 1
     }
@@ -33,6 +41,11 @@ make_packages() {
 }
 
 native=$(dpkg --print-architecture)
+if [ "${1-}" = --switch ]; then
+    components=switch
+    targets=(setmac setmac-tlv)
+    shift
+fi
 wanted=("${1:-$native}")
 [ "${wanted[0]}" != all ] || wanted=("$native" arm64)
 
@@ -44,7 +57,7 @@ for architecture in "${wanted[@]}"; do
         install_arm64_packages
         make_packages arm64 arm64
     else
-        echo "usage: scripts/package.sh [$native|arm64|all]" >&2
+        echo "usage: scripts/package.sh [--switch] [$native|arm64|all]" >&2
         exit 2
     fi
 done
