@@ -1,22 +1,65 @@
 #!/usr/bin/env bash
-# Checks format, includes, lint and manual pages. Wants a configured build/release for the lint.
+# Checks format, length, includes, lint and manual pages. Wants a configured build/release for the lint, which is of
+# the switch program only: that of the board and of the station, --lint-rest, reads the headers of the C++
+# library for minutes and is all that the option does.
 . "$(dirname "$0")/lib.sh"
 install_missing "${style_packages[@]}"
 
-scripts/check_layers.py
+longest_file=500
 
-mapfile -t sources < <(git ls-files '*.cpp' '*.h')
-clang-format --dry-run --Werror "${sources[@]}"
-
-mapfile -t linted < <(git ls-files 'src/*.cpp' 'sim/*.cpp' 'station/*.cpp')
-# To clang the checked functions of the C library and those of the simulated board are the same twice.
-run-clang-tidy -quiet -p build/release -extra-arg=-Wno-unknown-warning-option \
-    -extra-arg=-U_FORTIFY_SOURCE "${linted[@]}" >build/tidy.log 2>&1 || {
-    cat build/tidy.log
-    exit 1
+# lint PATTERN...
+lint() {
+    local files
+    mapfile -t files < <(git ls-files "$@")
+    # To clang the checked functions of the C library and those of the simulated board are the same twice.
+    run-clang-tidy -quiet -p build/release -extra-arg=-Wno-unknown-warning-option \
+        -extra-arg=-U_FORTIFY_SOURCE "${files[@]}" >build/tidy.log 2>&1 || {
+        cat build/tidy.log
+        exit 1
+    }
+    echo "Lint: ${#files[@]} files without findings"
 }
 
-mapfile -t pages < <(git ls-files 'man/*.[18]')
-# mandoc looks for the pages that a page refers to where it is started.
-(cd man && mandoc -T lint -W style "${pages[@]#man/}")
-echo "Style: ${#sources[@]} files well formed, ${#linted[@]} without findings, ${#pages[@]} manual pages"
+check_length() {
+    local file lines failed=0
+    while read -r file; do
+        lines=$(wc -l <"$file")
+        if [ "$lines" -gt $longest_file ]; then
+            echo "$file has $lines lines: split what is longer than $longest_file" >&2
+            failed=1
+        fi
+    done < <(git ls-files '*.cpp' '*.h' '*.c' '*.py' '*.sh')
+    return $failed
+}
+
+check_pages() {
+    local pages
+    mapfile -t pages < <(git ls-files 'man/*.[18]')
+    # mandoc looks for the pages that a page refers to where it is started.
+    (cd man && mandoc -T lint -W style "${pages[@]#man/}")
+    echo "Style: ${#pages[@]} manual pages well formed"
+}
+
+check_format() {
+    local sources
+    mapfile -t sources < <(git ls-files '*.cpp' '*.h')
+    clang-format --dry-run --Werror "${sources[@]}"
+    echo "Style: ${#sources[@]} files well formed"
+}
+
+case ${1-} in
+--lint-rest)
+    lint 'sim/*.cpp' 'station/*.cpp'
+    ;;
+"")
+    check_format
+    check_length
+    scripts/check_layers.py
+    check_pages
+    lint 'src/*.cpp'
+    ;;
+*)
+    echo "usage: scripts/check_style.sh [--lint-rest]" >&2
+    exit 2
+    ;;
+esac

@@ -1,23 +1,64 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and checks everything, and runs all tests: under both sanitizers, on
-# the executables as they ship, on all that is built for the switch's processor, under emulation, on the
-# packages, and on the kernel's own drivers, in an emulated machine.
+# Installs what is missing, builds, and tests. On its own it answers within minutes:
+#   - the style of all files, lint of the switch program, manual pages;
+#   - unit tests under AddressSanitizer and UndefinedBehaviorSanitizer;
+#   - the programs as they ship, over simulated boards and under programs that others wrote;
+#   - hostile bytes, a fixed number for each parser.
+# With --all it goes on, for everything that is built:
+#   - lint of the simulated board and the station;
+#   - the programs under both sanitizers;
+#   - every operation failing in turn, power cuts and bad lines (the sweeps);
+#   - all that is built for the switch's processor, under emulation;
+#   - the packages: installed, run, removed, and the same to the byte when they are built again;
+#   - the kernel's own drivers, in an emulated machine.
+# Parts of it:
 #   --arm64      only those for the switch's processor
 #   --packages   only the packages
 #   --kernel     only those on the kernel's drivers
 . "$(dirname "$0")/lib.sh"
 
+unit_tests='^(bench|sim|station|switch)_tests/'
+program_tests='^(e2e|third_party)_tests/|^packages/'
+sweeps='^sweep_tests/'
+
 # run_tests PRESET [OPTION...]: with options of ctest.
 run_tests() {
     say "Testing $1"
-    # More at once than there are cores: many wait for time limits to pass. Each is given a second try: they
-    # share the cores with programs that poll at top priority.
-    ctest --preset "$1" --parallel $((2 * $(nproc))) --repeat until-pass:2 --quiet --output-log "build/tests-$1.log" \
+    # More at once than there are cores: many wait for time limits to pass.
+    ctest --preset "$1" --parallel $((2 * $(nproc))) --quiet --output-log "build/tests-$1.log" \
         "${@:2}" || {
         cat "build/tests-$1.log"
         exit 1
     }
     tail -n 4 "build/tests-$1.log"
+}
+
+# The modules run under the sanitizers and the programs as they ship: no test is built twice.
+test_quickly() {
+    # What the build needs is there; the rest comes in while it runs.
+    install_missing "${style_packages[@]}" "${fuzz_packages[@]}" &
+    local installation=$!
+    build release "${shipped_targets[@]}" e2e_tests third_party_tests
+    run_tests release --tests-regex "$program_tests"
+    wait $installation
+    say "Checking style"
+    scripts/check_style.sh
+    build asan bench_tests sim_tests station_tests switch_tests
+    run_tests asan --tests-regex "$unit_tests"
+    say "Feeding hostile bytes"
+    scripts/fuzz.sh --quick
+}
+
+test_the_rest() {
+    say "Linting all programs"
+    scripts/check_style.sh --lint-rest
+    build release sweep_tests
+    run_tests release --tests-regex "$sweeps"
+    build asan
+    run_tests asan --exclude-regex "$unit_tests"
+    test_arm64
+    test_packages
+    test_kernel --cuts 10
 }
 
 test_arm64() {
@@ -33,6 +74,7 @@ test_packages() {
     scripts/package.sh all
     tests/packages/packages_test.sh "$(dpkg --print-architecture)"
     tests/packages/packages_test.sh arm64
+    tests/packages/reproducible_test.sh
 }
 
 test_kernel() {
@@ -40,32 +82,22 @@ test_kernel() {
     tests/kernel/run.sh "$@"
 }
 
-test_all() {
-    install_missing "${style_packages[@]}"
-    # Of the release, the programs and the tests of programs. The tests of modules run on the other builds,
-    # with the sanitizers and as optimised as here.
-    build release "${shipped_targets[@]}" e2e_tests third_party_tests sweep_tests
-    say "Checking style"
-    scripts/check_style.sh
-    build asan
-    run_tests asan
-    run_tests release --exclude-regex '^(sim|station|switch)_tests'
-    say "Feeding hostile bytes"
-    scripts/fuzz.sh --quick
-    test_arm64
-    test_packages
-    test_kernel --cuts 10
-    say "All tests pass"
-}
-
 install_missing "${build_packages[@]}"
 case ${1-} in
 --arm64) test_arm64 ;;
 --packages) test_packages ;;
 --kernel) test_kernel "${@:2}" ;;
-"") test_all ;;
+--all)
+    test_quickly
+    test_the_rest
+    say "All tests pass"
+    ;;
+"")
+    test_quickly
+    say "These tests pass; scripts/test.sh --all runs the rest"
+    ;;
 *)
-    echo "usage: scripts/test.sh [--arm64 | --packages | --kernel]" >&2
+    echo "usage: scripts/test.sh [--all | --arm64 | --packages | --kernel]" >&2
     exit 2
     ;;
 esac
