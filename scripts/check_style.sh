@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Checks format, length, includes, lint and manual pages. Wants a configured build/release for the lint, which is of
-# the switch program only: that of the board and of the station, --lint-rest, reads the headers of the C++
-# library for minutes and is all that the option does.
+# Checks format, length, includes, lint and manual pages. Wants a configured build/release for the lint,
+# which is of the switch program only: that of the board and of the station, --lint-rest, reads the headers
+# of the C++ library for minutes and is all that the option does.
 . "$(dirname "$0")/lib.sh"
 install_missing "${style_packages[@]}"
 
