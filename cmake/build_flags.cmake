@@ -45,11 +45,12 @@ if(SETMAC_FUZZ)
         $<IF:$<BOOL:${SETMAC_COVERAGE}>,-fprofile-instr-generate;-fcoverage-mapping,-fsanitize=fuzzer-no-link>)
 endif()
 
-# The C++ library's checks would bring all of its machinery for a program's last words along, 90 KB.
+# The C++ library's checks would bring all of its machinery for a program's last words along, 90 KB. The
+# fuzz targets have them.
 add_library(setmac_plain INTERFACE)
 target_compile_options(setmac_plain INTERFACE
     -fno-exceptions -fno-rtti -fvisibility=hidden -ffunction-sections -fdata-sections
-    -U_GLIBCXX_ASSERTIONS)
+    $<$<NOT:$<BOOL:${SETMAC_FUZZ}>>:-U_GLIBCXX_ASSERTIONS>)
 target_link_libraries(setmac_plain INTERFACE setmac_warnings setmac_sanitizers setmac_explored)
 
 # optimise_little(SOURCE...): those that read a command line, once, by a library of a thousand templates.
