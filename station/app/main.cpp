@@ -22,9 +22,9 @@ using std::chrono::milliseconds;
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
 
-// How long to listen once the exchange is over: to a console for its closing words, to a program
+// How long to listen once the exchange is over: to a console for its last words, to a program
 // until it ends.
-constexpr milliseconds closing_words = 1s;
+constexpr milliseconds last_words = 1s;
 constexpr milliseconds program_end = 10s;
 
 /** What the operator chose. */
@@ -135,10 +135,16 @@ display::style style_of(const choices &chosen)
 }
 
 /** Listens on after the exchange; what the console says reaches the listener. */
-void hear_out(conversation &talk, milliseconds quiet, milliseconds limit)
+void hear_out(conversation &talk, const choices &chosen, const outcome &result)
 {
     try {
-        talk.drain(quiet, limit);
+        if (!result.ok()) {
+            talk.drain(last_words, program_end);
+        } else if (!chosen.exec.empty()) {
+            talk.drain(program_end, program_end);
+        } else if (!chosen.tlv) { // that flavour says nothing more
+            hear_last_words(talk, last_words, program_end);
+        }
     } catch (const line_error &) {
         // The exchange is over: a program that ends now does what it should.
     }
@@ -147,7 +153,7 @@ void hear_out(conversation &talk, milliseconds quiet, milliseconds limit)
 /** How the program on the line came to its end, which becomes part of the outcome. */
 std::string end_of_program(pty_line &program, outcome &result)
 {
-    const auto status = program.wait_for_exit(closing_words);
+    const auto status = program.wait_for_exit(last_words);
     if (!status) {
         return "still running, ended by the station";
     }
@@ -179,11 +185,7 @@ report run(const prepared_job &job, const choices &chosen)
     told.command = std::string(chosen.chosen->name) + (chosen.tlv ? " --tlv" : "");
     told.result = job.run(talk, options_of(chosen));
     told.seconds = std::chrono::duration<double>(far.now() - start).count();
-    if (program && told.result.ok()) {
-        hear_out(talk, program_end, program_end);
-    } else {
-        hear_out(talk, closing_words, program_end);
-    }
+    hear_out(talk, chosen, told.result);
     if (program) {
         told.program = end_of_program(*program, told.result);
     }

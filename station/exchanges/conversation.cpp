@@ -68,6 +68,17 @@ std::optional<std::uint8_t> conversation::next_reply(time_point deadline)
     return byte;
 }
 
+std::optional<std::uint8_t> conversation::next_reply_or_text(time_point deadline)
+{
+    auto byte = next_byte(deadline);
+    while (byte && is_console_text(*byte)) {
+        keep_text(*byte);
+        byte = begin_ == end_ ? std::nullopt : next_byte(deadline);
+    }
+    show_text();
+    return byte;
+}
+
 std::optional<std::uint8_t>
 conversation::next_reply_at_line_start(std::span<const std::uint8_t> replies, time_point deadline)
 {
@@ -130,11 +141,6 @@ void conversation::drain(milliseconds quiet, milliseconds limit)
             return;
         }
     }
-}
-
-bool conversation::has_shown(std::string_view text) const
-{
-    return recent_.find(text) != std::string::npos;
 }
 
 } // namespace station

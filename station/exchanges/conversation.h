@@ -37,6 +37,12 @@ public:
     std::optional<std::uint8_t> next_reply(time_point deadline);
 
     /**
+     * The same, but none as soon as some text has come and nothing more of it is there: for whoever
+     * waits for a text.
+     */
+    std::optional<std::uint8_t> next_reply_or_text(time_point deadline);
+
+    /**
      * The next of these replies among lines of text that may hold any byte: one that begins a line,
      * or one that nothing follows. All that comes before goes to the listener.
      */
@@ -52,8 +58,12 @@ public:
     /** Takes all that comes until the line was quiet for so long, or the limit is over. */
     void drain(milliseconds quiet, milliseconds limit);
 
-    /** Whether the text was among the last that the console showed. */
-    bool has_shown(std::string_view text) const;
+    /** The last text that the console showed since forget_shown(), some lines of it. */
+    std::string_view shown() const { return recent_; }
+    bool has_shown(std::string_view text) const { return shown().find(text) != shown().npos; }
+
+    /** From here on only what comes later counts as shown. */
+    void forget_shown() { recent_.clear(); }
 
     /** When the last byte arrived or, when none has, when the conversation began. */
     time_point last_arrival() const { return last_arrival_; }

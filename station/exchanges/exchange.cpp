@@ -14,6 +14,14 @@ constexpr auto listening_step = 100ms;
 // Offering a byte to a console that still talks would only disturb it.
 constexpr auto quiet_before_probe = 1s;
 
+// How long the line is silent once nothing of what was sent before is on its way any more.
+constexpr auto quiet_line = 60ms;
+constexpr auto longest_wait_for_quiet = 1s;
+
+// In the flavour that keeps its identity in flash, whatever the operation was; the other is silent.
+constexpr std::string_view last_words[] = {"Save product info success.\r",
+                                           "Save product info failed.\r"};
+
 outcome without_answer(ending end, std::string reason)
 {
     outcome result;
@@ -34,6 +42,16 @@ bool any_shown(const conversation &talk, std::span<const std::string_view> texts
 {
     return std::any_of(texts.begin(), texts.end(),
                        [&](std::string_view text) { return talk.has_shown(text); });
+}
+
+/** Takes the rest of a banner of which a piece was seen. */
+void hear_banner_out(conversation &talk, std::string_view last)
+{
+    const auto end = talk.now() + longest_wait_for_quiet;
+    while (!talk.has_shown(last) && talk.now() < end &&
+           talk.now() - talk.last_arrival() < quiet_line) {
+        talk.next_reply_or_text(std::min(end, talk.last_arrival() + quiet_line));
+    }
 }
 
 } // namespace
@@ -76,7 +94,7 @@ found find_by_banner(conversation &talk, search &looking, const banner_signs &si
     auto quiet_since = talk.now();
     bool probed = false;
     while (looking.goes_on()) {
-        const auto byte = talk.next_reply(talk.now() + listening_step);
+        const auto byte = talk.next_reply_or_text(talk.now() + listening_step);
         if (probed && byte == signs.answer) {
             return found::hand_shaken;
         }
@@ -85,6 +103,12 @@ found find_by_banner(conversation &talk, search &looking, const banner_signs &si
             continue;
         }
         if (any_shown(talk, signs.own)) {
+            // A program that started after the probe may have taken that, too, and answer it.
+            if (probed) {
+                wait_for_quiet(talk);
+            } else {
+                hear_banner_out(talk, signs.last);
+            }
             return found::ready;
         }
         if (any_shown(talk, signs.others)) {
@@ -98,6 +122,28 @@ found find_by_banner(conversation &talk, search &looking, const banner_signs &si
         }
     }
     return found::nothing;
+}
+
+void wait_for_quiet(conversation &talk)
+{
+    talk.drain(quiet_line, longest_wait_for_quiet);
+}
+
+bool holds_last_words(std::string_view text)
+{
+    return std::any_of(std::begin(last_words), std::end(last_words), [&](std::string_view words) {
+        return text.find(words) != std::string_view::npos;
+    });
+}
+
+void hear_last_words(conversation &talk, exchange_options::milliseconds quiet,
+                     exchange_options::milliseconds limit)
+{
+    const auto end = talk.now() + limit;
+    while (!holds_last_words(talk.shown()) && talk.now() < end &&
+           talk.now() - talk.last_arrival() < quiet) {
+        talk.next_reply_or_text(std::min(end, talk.last_arrival() + quiet));
+    }
 }
 
 outcome joined(const outcome &earlier, const outcome &later, int attempts)

@@ -55,14 +55,31 @@ std::pair<found, outcome> find_switch(conversation &talk, const finder &how,
 
 /** What shows that a switch is ready which tells by a banner what it waits for. */
 struct banner_signs {
-    std::span<const std::string_view> own;    // texts of its banner; each is enough
+    std::span<const std::string_view> own; // texts of its banner; each is enough
+    std::string_view last; // text after which nothing of the banner can pass for an answer
     std::span<const std::string_view> others; // texts of banners that it must not be
     bytes probe;             // offered where the banner was printed before the station came
     std::uint8_t answer = 0; // to that
 };
 
-/** Searches for a banner; where the line stays silent, for an answer to the probe. */
+/**
+ * Searches for a banner; where the line stays silent, for an answer to the probe. A switch that is
+ * ready has said all of its banner, or the line has been quiet since.
+ */
 found find_by_banner(conversation &talk, search &looking, const banner_signs &signs);
+
+/** After an attempt that failed, or bytes that were not answered: takes what is left of it. */
+void wait_for_quiet(conversation &talk);
+
+/** Whether a text holds what a switch says when the program of an operation ends. */
+bool holds_last_words(std::string_view text);
+
+/**
+ * Listens until a switch has said that, has been quiet for so long, or the limit is over. Throws
+ * line_error.
+ */
+void hear_last_words(conversation &talk, exchange_options::milliseconds quiet,
+                     exchange_options::milliseconds limit);
 
 /**
  * What the operator should read of two attempts: where the later one got no answer at all, that is

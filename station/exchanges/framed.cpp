@@ -19,8 +19,6 @@ enum reply_byte : std::uint8_t {
     not_for_this_board = 0x19,
 };
 
-constexpr auto quiet_before_attempt = 60ms;
-constexpr auto longest_drain = 1s;
 constexpr auto value_limit_a_byte = 50ms;
 constexpr std::size_t piece_size = 256;
 
@@ -63,14 +61,11 @@ bytes hand_sign_block(const std::array<std::uint8_t, 4> &hand_sign)
     return with_crc(hand_sign);
 }
 
-outcome framed_attempt::run(bool hand_shaken)
+outcome framed_attempt::run(attempt_start from)
 {
+    talk_.forget_shown();
     try {
-        if (hand_shaken) {
-            record(message_.hand_sign[0]);
-        }
-        if ((hand_shaken || offer_hand_sign()) && agree_on_version() && send_value() &&
-            hear_result()) {
+        if (offer_hand_sign(from) && agree_on_version() && send_value() && hear_result()) {
             result_.end = ending::stored;
         }
     } catch (const line_error &error) {
@@ -79,13 +74,16 @@ outcome framed_attempt::run(bool hand_shaken)
     return result_;
 }
 
-bool framed_attempt::offer_hand_sign()
+bool framed_attempt::offer_hand_sign(attempt_start from)
 {
+    if (from == attempt_start::hand_shaken) {
+        record(message_.hand_sign[0]);
+        return true;
+    }
     const auto block = hand_sign_block(message_.hand_sign);
-    const bool in_a_hurry = message_.hand_sign_offers == 1;
     for (int offer = 0; offer < message_.hand_sign_offers; ++offer) {
-        if (!in_a_hurry) {
-            talk_.drain(quiet_before_attempt, longest_drain);
+        if (offer > 0 || from == attempt_start::failure) {
+            wait_for_quiet(talk_);
         }
         talk_.send(block);
         const auto deadline = talk_.now() + limits_.hand_sign;

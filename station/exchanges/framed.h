@@ -31,6 +31,13 @@ struct framed_limits {
     milliseconds echo{2000};      // each byte of an echo
 };
 
+/** What precedes an attempt. */
+enum class attempt_start {
+    ready,       // the switch has shown that it waits for the hand sign
+    hand_shaken, // it has already accepted one
+    failure      // another attempt, of which bytes may be left on the line
+};
+
 /** One attempt at a framed exchange, from the hand sign to the last reply. */
 class framed_attempt : private attempt {
 public:
@@ -40,16 +47,13 @@ public:
     {
     }
 
-    /**
-     * Runs the attempt, without the hand sign where the switch has already accepted one. The count
-     * of attempts is left to the caller.
-     */
-    outcome run(bool hand_shaken);
+    /** The count of attempts is left to the caller. */
+    outcome run(attempt_start from);
 
 private:
     using time_point = conversation::time_point;
 
-    bool offer_hand_sign();
+    bool offer_hand_sign(attempt_start from);
     bool agree_on_version();
     bool send_value();
     bool hear_result();

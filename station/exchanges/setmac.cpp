@@ -15,10 +15,13 @@ constexpr std::string_view banner_pieces[] = {
     "perform Setmac Operation ...",
 };
 
+constexpr std::string_view banner_end = "perform Setmac Operation ...\r\n";
+
 found find_setmac(conversation &talk, search &looking)
 {
-    return find_by_banner(talk, looking,
-                          {banner_pieces, {}, hand_sign_block(hand_sign), hand_sign.front()});
+    return find_by_banner(
+        talk, looking,
+        {banner_pieces, banner_end, {}, hand_sign_block(hand_sign), hand_sign.front()});
 }
 
 framed_kind exchange_of(bytes payload)

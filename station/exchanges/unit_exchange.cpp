@@ -31,9 +31,6 @@ constexpr int start_offers = 3;
 constexpr auto quiet_before_list = 20ms;
 constexpr auto longest_drain_before_list = 200ms;
 
-constexpr auto quiet_before_attempt = 60ms;
-constexpr auto longest_drain = 1s;
-
 // The switch looks for the acknowledgement 20 times, which takes it longer than this.
 constexpr auto acknowledge_limit = 1s;
 constexpr int acknowledge_offers = 3;
@@ -87,7 +84,11 @@ found find_operation(conversation &talk, search &looking, const unit_operation &
     std::remove_copy(std::begin(banners), std::end(banners), std::back_inserter(others),
                      operation.banner);
     return find_by_banner(talk, looking,
-                          {{&operation.banner, 1}, others, {operation.start}, acknowledge});
+                          {{&operation.banner, 1},
+                           operation.banner, // only dots or an end of line follow
+                           others,
+                           {operation.start},
+                           acknowledge});
 }
 
 /** One attempt at one list, from the start byte to the last reply. */
@@ -103,11 +104,14 @@ public:
     {
     }
 
-    /** The count of attempts is left to the caller. */
-    outcome run();
+    /**
+     * Begins with a switch that is ready or, after a failure, on a line on which bytes may be left.
+     * The count of attempts is left to the caller.
+     */
+    outcome run(bool after_failure);
 
 private:
-    bool offer_start();
+    bool offer_start(bool after_failure);
     void send_list();
     bool hear_verdict();
     bool ask_for_list();
@@ -123,10 +127,11 @@ private:
     std::uint8_t &sum_;
 };
 
-outcome unit_attempt::run()
+outcome unit_attempt::run(bool after_failure)
 {
+    talk_.forget_shown();
     try {
-        if (offer_start()) {
+        if (offer_start(after_failure)) {
             send_list();
             const bool listed = operation_.report == unit_report::list;
             if (listed ? hear_verdict() && ask_for_list() && hear_list() : hear_statuses()) {
@@ -139,10 +144,12 @@ outcome unit_attempt::run()
     return result_;
 }
 
-bool unit_attempt::offer_start()
+bool unit_attempt::offer_start(bool after_failure)
 {
     for (int offer = 0; offer < start_offers; ++offer) {
-        talk_.drain(quiet_before_attempt, longest_drain);
+        if (offer > 0 || after_failure) {
+            wait_for_quiet(talk_);
+        }
         talk_.send(bytes{operation_.start});
         const auto deadline = talk_.now() + start_limit;
         while (const auto byte = talk_.next_reply(deadline)) {
@@ -267,7 +274,8 @@ bool unit_attempt::hear_list()
 
 bool unit_attempt::hear_statuses()
 {
-    auto heard = status_report(talk_).hear(operation_.start, store_);
+    status_report report(talk_);
+    auto heard = report.hear(operation_.start, store_);
     if (heard.empty()) {
         return end_with(ending::silent, "the switch does not answer the list");
     }
@@ -281,7 +289,7 @@ bool unit_attempt::hear_statuses()
     for (const auto status : std::span(heard).first(heard.size() - 1)) {
         note(status, "a unit could not be written");
     }
-    if (heard.size() == 1 && waits_for_list()) {
+    if (heard.size() == 1 && !report.program_has_ended() && waits_for_list()) {
         return end_with(ending::unexpected, "the switch seemed to have taken the list, but waits "
                                             "for one again");
     }
@@ -326,7 +334,7 @@ outcome carry_out(conversation &talk, const unit_operation &operation, const uni
     outcome result;
     for (int number = 1; number <= options.attempts; ++number) {
         talk.observer().attempt(number, options.attempts);
-        const auto latest = unit_attempt(talk, operation, list, options.store, sum).run();
+        const auto latest = unit_attempt(talk, operation, list, options.store, sum).run(number > 1);
         result = joined(result, latest, number);
         if (is_final(operation, latest)) {
             return result;

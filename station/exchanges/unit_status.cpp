@@ -1,12 +1,15 @@
 #include "station/exchanges/unit_status.h"
 
+#include "station/exchanges/exchange.h"
+
 namespace station {
 
 namespace {
 
 using namespace std::chrono_literals;
 
-// The switch gives the second unit up after half a second.
+// A unit that is stuck takes the switch about a second. What it says later than this meets the
+// start byte that it is asked with then.
 constexpr auto settling_time = 1s;
 
 } // namespace
@@ -23,6 +26,10 @@ bytes status_report::hear(std::uint8_t asks_again, conversation::milliseconds li
                 break;
             }
             take(*byte);
+            if (*byte == '\r' && last_words_stand_behind_the_06()) {
+                program_has_ended_ = true;
+                break;
+            }
             if (*byte == units_over || heard_.size() == 1) {
                 settled = talk_.now() + settling_time;
             }
@@ -33,11 +40,18 @@ bytes status_report::hear(std::uint8_t asks_again, conversation::milliseconds li
         if (over_ == 0) {
             throw;
         }
+        program_has_ended_ = true;
     }
     if (over_ != 0) {
         show(over_);
     }
     return heard_;
+}
+
+bool status_report::last_words_stand_behind_the_06() const
+{
+    const std::string behind(heard_.begin() + static_cast<std::ptrdiff_t>(over_), heard_.end());
+    return over_ != 0 && holds_last_words(behind);
 }
 
 void status_report::take(std::uint8_t byte)

@@ -10,7 +10,8 @@ constexpr std::uint8_t units_over = 0x06;
 /**
  * Hears a switch that reports by status bytes: one of any value but 0 for each unit that it could
  * not write, then 0x06; or the byte that asks for everything once more. Since a status may be each
- * of these two, they only count as what they are once nothing follows for a while.
+ * of these two, they only count as what they are once nothing follows for a while, or the words
+ * with which the switch's program ends.
  */
 class status_report {
 public:
@@ -23,7 +24,11 @@ public:
      */
     bytes hear(std::uint8_t asks_again, conversation::milliseconds limit);
 
+    /** Whether the switch's program was heard to end behind the 0x06. */
+    bool program_has_ended() const { return program_has_ended_; }
+
 private:
+    bool last_words_stand_behind_the_06() const;
     void take(std::uint8_t byte);
     void show(std::size_t from);
 
@@ -31,6 +36,7 @@ private:
     bytes heard_;
     std::size_t line_ = 0; // where a line of text may have begun
     std::size_t over_ = 0; // behind the last 0x06
+    bool program_has_ended_ = false;
 };
 
 } // namespace station

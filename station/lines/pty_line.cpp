@@ -7,9 +7,9 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <termios.h>
-#include <thread>
 #include <unistd.h>
 
 namespace station {
@@ -18,13 +18,27 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto exit_poll = 2ms;
 constexpr auto exit_after_close = 2s;
 constexpr auto exit_after_sigterm = 2s;
 
 std::string system_error(const char *what)
 {
     return std::string(what) + ": " + std::strerror(errno);
+}
+
+/** Whether one of the events comes within the limit. */
+bool wait_for(int descriptor, short events, line::milliseconds limit)
+{
+    using clock = std::chrono::steady_clock;
+    const auto deadline = clock::now() + limit;
+    pollfd wanted{descriptor, events, 0};
+    while (true) {
+        const auto left = std::chrono::ceil<line::milliseconds>(deadline - clock::now());
+        const int ready = poll(&wanted, 1, static_cast<int>(std::max(left, 0ms).count()));
+        if (ready >= 0 || errno != EINTR) {
+            return ready > 0;
+        }
+    }
 }
 
 [[noreturn]] void become(const std::string &command)
@@ -56,6 +70,12 @@ pty_line::pty_line(const std::string &command)
     if (child_ == 0) {
         become(command);
     }
+    // The C library's own function for it is not declared for C++ everywhere.
+    end_ = static_cast<int>(syscall(SYS_pidfd_open, child_, 0));
+    if (end_ < 0) {
+        close(master_); // which hangs up on the program
+        throw line_error(system_error("cannot watch the program on the pseudo-terminal"));
+    }
     fcntl(master_, F_SETFD, FD_CLOEXEC);
     fcntl(master_, F_SETFL, fcntl(master_, F_GETFL) | O_NONBLOCK);
 }
@@ -70,20 +90,8 @@ pty_line::~pty_line()
             waitpid(child_, nullptr, 0);
         }
     }
+    close(end_);
     close(master_);
-}
-
-bool pty_line::wait_for(short events, milliseconds limit) const
-{
-    const auto deadline = now() + limit;
-    pollfd wanted{master_, events, 0};
-    while (true) {
-        const auto left = std::chrono::ceil<milliseconds>(deadline - now());
-        const int ready = poll(&wanted, 1, static_cast<int>(std::max(left, 0ms).count()));
-        if (ready >= 0 || errno != EINTR) {
-            return ready > 0;
-        }
-    }
 }
 
 void pty_line::report_closed()
@@ -95,7 +103,7 @@ void pty_line::report_closed()
 
 std::size_t pty_line::read(std::span<std::uint8_t> buffer, milliseconds limit)
 {
-    if (!wait_for(POLLIN, limit)) {
+    if (!wait_for(master_, POLLIN, limit)) {
         return 0;
     }
     const ssize_t got = ::read(master_, buffer.data(), buffer.size());
@@ -114,7 +122,7 @@ void pty_line::write(std::span<const std::uint8_t> data, milliseconds limit)
     const auto deadline = now() + limit;
     while (!data.empty()) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - now());
-        if (left <= 0ms || !wait_for(POLLOUT, left)) {
+        if (left <= 0ms || !wait_for(master_, POLLOUT, left)) {
             throw line_error("the program does not take the bytes sent to it");
         }
         const ssize_t put = ::write(master_, data.data(), data.size());
@@ -137,16 +145,9 @@ bool pty_line::raw() const
 
 std::optional<int> pty_line::wait_for_exit(milliseconds limit)
 {
-    const auto deadline = now() + limit;
-    while (!status_) {
-        int status = 0;
-        if (waitpid(child_, &status, WNOHANG) == child_) {
-            status_ = status;
-        } else if (now() >= deadline) {
-            break;
-        } else {
-            std::this_thread::sleep_for(exit_poll);
-        }
+    int status = 0;
+    if (!status_ && wait_for(end_, POLLIN, limit) && waitpid(child_, &status, WNOHANG) == child_) {
+        status_ = status;
     }
     return status_;
 }

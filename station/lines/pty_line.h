@@ -28,11 +28,11 @@ public:
     std::optional<int> wait_for_exit(milliseconds limit);
 
 private:
-    bool wait_for(short events, milliseconds limit) const;
     [[noreturn]] void report_closed();
 
     int master_ = -1;
     pid_t child_ = -1;
+    int end_ = -1; // readable once the program has ended
     std::optional<int> status_;
 };
 

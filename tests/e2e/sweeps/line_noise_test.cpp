@@ -2,12 +2,8 @@
 #include <cstdlib>
 #include <iostream>
 #include <map>
-#include <stdexcept>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
+#include "life_line.h"
 #include "sweep_boards.h"
 #include "sweep_unit_boards.h"
 #include "sweep_words.h"
@@ -126,35 +122,6 @@ const noisy_case cases[] = {
      .others = {{"mtd1.bin", nor_content(old_serial_records)}}},
 };
 
-/** Is open for as long as one of the programs is that were started since. */
-class life_line {
-public:
-    life_line()
-    {
-        if (pipe(ends_) != 0) {
-            throw std::runtime_error("no pipe");
-        }
-        fcntl(ends_[0], F_SETFD, FD_CLOEXEC);
-    }
-    life_line(const life_line &) = delete;
-    life_line &operator=(const life_line &) = delete;
-    ~life_line() { close(ends_[0]); }
-
-    /** Waits for the end of all of them. */
-    void await_end() const
-    {
-        close(ends_[1]);
-        pollfd end = {.fd = ends_[0], .events = POLLIN, .revents = 0};
-        const auto limit = static_cast<int>(std::chrono::milliseconds(patience).count());
-        if (poll(&end, 1, limit) <= 0) {
-            throw std::runtime_error("a program of the line has not ended");
-        }
-    }
-
-private:
-    int ends_[2] = {-1, -1};
-};
-
 std::string quoted(const std::string &word)
 {
     return "'" + word + "'";
@@ -188,7 +155,7 @@ outcome run_station(const noisy_case &which, const board_folder &board, const li
     const life_line all;
     const outcome end = run(
         station, {{"LD_PRELOAD", E2E_PRESSURE}, {"PRESSURE_SPEED", std::to_string(kind.speed)}});
-    all.await_end();
+    all.await_end(patience);
     return end;
 }
 

@@ -52,16 +52,26 @@ public:
         return *this;
     }
 
+    /** The console shows a point after every such pause in which the script has nothing to say. */
+    scripted_line &chatters(milliseconds pause)
+    {
+        chatter_ = pause;
+        return *this;
+    }
+
     /** Nothing is left; a closed line stays closed. */
     bool finished() const { return script_.empty() || script_.front().what == step::close; }
     milliseconds elapsed() const { return clock_; }
+    milliseconds last_write_limit() const { return last_write_limit_; }
 
     std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override
     {
         EXPECT_GE(limit.count(), 0);
         if (script_.empty() || script_.front().what == step::expect) {
-            clock_ += limit;
-            return 0;
+            const bool talks = chatter_ > milliseconds(0) && chatter_ <= limit;
+            clock_ += talks ? chatter_ : limit;
+            buffer[0] = '.';
+            return talks ? 1 : 0;
         }
         auto &next = script_.front();
         if (next.after > limit) {
@@ -82,8 +92,9 @@ public:
         return take(next.data, buffer);
     }
 
-    void write(std::span<const std::uint8_t> data, milliseconds /*limit*/) override
+    void write(std::span<const std::uint8_t> data, milliseconds limit) override
     {
+        last_write_limit_ = limit;
         for (const auto byte : data) {
             if (!script_.empty() && script_.front().what == step::close) {
                 throw station::line_closed("the program ended with exit status 5");
@@ -124,6 +135,8 @@ private:
 
     std::deque<step> script_;
     milliseconds clock_{0};
+    milliseconds chatter_{0};
+    milliseconds last_write_limit_{0};
     bool raw_ = true;
 };
 

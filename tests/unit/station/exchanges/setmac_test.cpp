@@ -15,6 +15,9 @@ const bytes payload_crc{0xC3, 0x63, 0xB9, 0x95};
 
 const char banner[] = "Setmac Model setup ...\r\nDisconnect your console terminal first \r\n Using "
                       "your PC SetMac program to perform Setmac Operation ...\r\n";
+const char broken_banner[] =
+    "Setmac Model setup ...\r\nDisconnect your console terminal first \r\n "
+    "Using[ 3.1] usb 1-1: new\r\n your PC SetMac pro";
 
 class setmac_run : public testing::Test {
 protected:
@@ -120,6 +123,13 @@ TEST_F(setmac_run, ends_when_no_switch_shows_up_in_time)
     EXPECT_GE(observer.waited, 20);
 }
 
+TEST_F(setmac_run, is_not_held_up_by_a_console_that_never_stops_talking)
+{
+    far.chatters(10ms).shows(banner).expects(hand_sign).expects(hand_sign).expects(hand_sign);
+    EXPECT_EQ(run().reason, "the switch does not answer the hand sign");
+    EXPECT_EQ(far.elapsed(), 5s); // three offers of a second, with another one to get quiet between
+}
+
 TEST_F(setmac_run, skips_console_text_between_replies)
 {
     far.shows(banner)
@@ -136,11 +146,70 @@ TEST_F(setmac_run, skips_console_text_between_replies)
     EXPECT_EQ(observer.text, banner + std::string("[ 4.0] hub!\r\nab"));
 }
 
-TEST_F(setmac_run, drains_stale_bytes_before_the_hand_sign)
+TEST_F(setmac_run, waits_for_nothing_with_a_switch_that_has_said_its_banner)
 {
-    far.shows(banner).answers({0x14, 0x06, 0x01}, 20ms);
+    far.shows(banner);
+    expect_attempt().answers({0x07}).answers({0x06});
+    EXPECT_TRUE(run().ok());
+    EXPECT_EQ(far.elapsed(), 0ms);
+}
+
+TEST_F(setmac_run, waits_for_the_end_of_a_banner_that_comes_slowly)
+{
+    const std::string whole = banner;
+    far.shows(whole.substr(0, 60)).answers(bytes(whole.begin() + 60, whole.end()), 50ms);
+    expect_attempt().answers({0x07}).answers({0x06});
+    EXPECT_TRUE(run().ok());
+    EXPECT_EQ(far.elapsed(), 50ms);
+}
+
+TEST_F(setmac_run, drains_stale_bytes_behind_a_banner_whose_end_does_not_come)
+{
+    far.shows(broken_banner).answers({0x14, 0x06, 0x01}, 20ms);
     expect_attempt().answers({0x07}).answers({0x06});
     EXPECT_EQ(reply_bytes(run()), (bytes{0x15, 0x01, 0x07, 0x06}));
+    EXPECT_EQ(far.elapsed(), 80ms);
+}
+
+TEST_F(setmac_run, waits_no_longer_than_a_second_for_the_end_of_a_banner)
+{
+    far.chatters(10ms).shows(broken_banner);
+    expect_attempt().answers({0x07}).answers({0x06});
+    EXPECT_TRUE(run().ok());
+    EXPECT_EQ(far.elapsed(), 1s);
+}
+
+TEST_F(setmac_run, drains_answers_to_what_it_sent_before_the_banner)
+{
+    far.expects(hand_sign).shows(banner).answers({0x15}, 50ms);
+    expect_attempt().answers({0x07}).answers({0x06});
+    EXPECT_EQ(reply_bytes(run()), (bytes{0x15, 0x01, 0x07, 0x06}));
+    EXPECT_EQ(far.elapsed(), 1110ms);
+}
+
+TEST_F(setmac_run, leaves_the_words_of_an_earlier_program_out)
+{
+    far.shows(std::string("Save product info success.\r\n") + banner);
+    expect_attempt().answers({0x07}).answers({0x06});
+    conversation talk(far, observer);
+    EXPECT_TRUE(run_framed(talk, setmac_exchange(payload), options).ok());
+    EXPECT_EQ(talk.shown(), "");
+}
+
+TEST_F(setmac_run, drains_stale_bytes_before_another_attempt)
+{
+    options.attempts = 2;
+    far.shows(banner);
+    expect_attempt().answers({0x07}).answers({0x12}).answers({0x15}, 50ms);
+    expect_attempt().answers({0x07}).answers({0x06});
+    EXPECT_EQ(reply_bytes(run()), (bytes{0x15, 0x01, 0x07, 0x06}));
+}
+
+TEST_F(setmac_run, drains_stale_bytes_before_another_hand_sign)
+{
+    far.shows(banner).expects(hand_sign).answers({0x14}, 990ms).answers({0x15}, 50ms);
+    expect_attempt().answers({0x07}).answers({0x06});
+    EXPECT_EQ(reply_bytes(run()), (bytes{0x14, 0x15, 0x01, 0x07, 0x06}));
 }
 
 TEST_F(setmac_run, starts_again_from_the_hand_sign_after_a_failure_of_the_handler)
@@ -220,6 +289,7 @@ TEST_F(setmac_run, gives_up_on_a_switch_that_no_longer_answers_the_hand_sign)
     EXPECT_EQ(result.end, ending::silent);
     EXPECT_EQ(result.reason, "the switch does not answer the hand sign");
     EXPECT_EQ(result.attempts, 1);
+    EXPECT_EQ(far.elapsed(), 3120ms);
 }
 
 TEST_F(setmac_run, goes_on_after_other_answers_to_the_hand_sign)

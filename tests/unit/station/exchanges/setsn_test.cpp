@@ -144,6 +144,22 @@ TEST_F(setsn_run, tells_a_serial_that_comes_back_changed)
     EXPECT_EQ(result.reason, "the switch holds \"ABCDEFGHJ1235\", but \"ABCDEFGHJ1234\" was sent");
 }
 
+TEST_F(setsn_run, waits_for_nothing_with_a_switch_that_answers)
+{
+    call_and_answer();
+    expect_attempt().answers({0x06, 13}).answers(serial).answers({0x06});
+    EXPECT_TRUE(run().ok());
+    EXPECT_EQ(far.elapsed(), 0ms);
+}
+
+TEST_F(setsn_run, gives_the_switch_2_s_for_each_byte_that_it_sends_back)
+{
+    call_and_answer();
+    expect_attempt().answers({0x06}).answers({13}, 1990ms).answers({serial.front()}, 1990ms);
+    far.answers(bytes(serial.begin() + 1, serial.end()), 1990ms).answers({0x06});
+    EXPECT_TRUE(run().ok());
+}
+
 TEST_F(setsn_run, takes_any_bytes_as_the_serial_sent_back)
 {
     call_and_answer();

@@ -1,12 +1,13 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sys/wait.h>
-
 #include <thread>
+
+#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
+#include "life_line.h"
 #include "station/base/bytes.h"
 #include "station/lines/pty_line.h"
 
@@ -190,4 +191,57 @@ TEST(pty_line, ends_a_program_that_ignores_sigterm_too)
         ASSERT_EQ(kill(child, 0), 0);
     }
     EXPECT_EQ(kill(child, 0), -1);
+}
+
+TEST(pty_line, ends_what_the_program_has_started_too)
+{
+    life_line all;
+    {
+        pty_line program("trap '' TERM HUP; sleep 30 & printf R; wait; wait");
+        ASSERT_EQ(read_text(program, 1), "R");
+    }
+    EXPECT_NO_THROW(all.await_end(patience));
+}
+
+TEST(pty_line, lets_what_the_program_has_started_tidy_up_too)
+{
+    const auto mark = std::filesystem::path(testing::TempDir()) / "station_pty_line_child_tidied";
+    std::filesystem::remove(mark);
+    life_line all;
+    {
+        pty_line program("trap '' HUP; (trap 'echo tidied > \"" + mark.string() +
+                         "\"; exit' TERM; printf R; for i in $(seq 500); do sleep 0.02; done) & "
+                         "wait");
+        ASSERT_EQ(read_text(program, 1), "R");
+    }
+    EXPECT_NO_THROW(all.await_end(patience));
+    EXPECT_TRUE(std::filesystem::exists(mark));
+    std::filesystem::remove(mark);
+}
+
+TEST(pty_line, lets_a_program_tidy_up_for_a_second)
+{
+    const auto mark = std::filesystem::path(testing::TempDir()) / "station_pty_line_tidied";
+    std::filesystem::remove(mark);
+    {
+        pty_line program("trap 'sleep 1; echo tidied > \"" + mark.string() +
+                         "\"; exit' TERM; printf R; while :; do sleep 0.02; done");
+        ASSERT_EQ(read_text(program, 1), "R");
+    }
+    EXPECT_TRUE(std::filesystem::exists(mark));
+    std::filesystem::remove(mark);
+}
+
+TEST(pty_line, tells_a_program_that_lets_go_of_its_terminal_and_runs_on)
+{
+    pty_line program("trap '' HUP; exec sleep 30 </dev/null >/dev/null 2>&1");
+    std::string text;
+    EXPECT_EQ(read_to_close(program, text), "the program closed its terminal");
+}
+
+TEST(pty_line, waits_for_the_end_of_a_program_behind_the_end_of_its_terminal)
+{
+    pty_line program("exec </dev/null >/dev/null 2>&1; sleep 0.3; exit 4");
+    std::string text;
+    EXPECT_EQ(read_to_close(program, text), "the program ended with exit status 4");
 }

@@ -24,6 +24,7 @@ protected:
         return read_as(read_backplane_job, text);
     }
     static std::string told(const std::string &text) { return told_by(read_backplane_job, text); }
+    static bytes text(const std::string &shown) { return {shown.begin(), shown.end()}; }
 
     static std::string changed(const std::string &from, const std::string &to)
     {
@@ -177,14 +178,42 @@ TEST_F(backplane_exchange, takes_text_for_a_status_unless_it_is_a_line)
 TEST_F(backplane_exchange, passes_on_what_the_console_shows_afterwards)
 {
     begin();
-    expect_list(short_sum)
-        .answers({0x06})
-        .shows("Save product info success.\r\n# ")
-        .expects({0x15})
-        .answers({0x07});
+    expect_list(short_sum).answers({0x06}).shows("login: \r\n# ").expects({0x15}).answers({0x07});
     EXPECT_TRUE(run(job()).ok());
-    EXPECT_EQ(observer.text, "Disconnect your console terminal first ...\r\n"
-                             "Save product info success.\r\n# ");
+    EXPECT_EQ(observer.text, "Disconnect your console terminal first ...\r\nlogin: \r\n# ");
+}
+
+TEST_F(backplane_exchange, is_over_at_once_when_the_program_of_the_switch_says_so)
+{
+    begin();
+    expect_list(short_sum).answers({0x06}).shows("Save product info ").shows("success.\r");
+    EXPECT_TRUE(run(job()).ok());
+    EXPECT_EQ(observer.text,
+              "Disconnect your console terminal first ...\r\nSave product info success.\r");
+    EXPECT_EQ(far.elapsed(), 20ms);
+}
+
+TEST_F(backplane_exchange, tells_its_statuses_also_when_the_program_of_the_switch_has_ended)
+{
+    EXPECT_EQ(results_of(joint({{0x01, 0x06}, text("Save product info failed.\r")})),
+              (words{"not known: one of the two is not written, status 0x01",
+                     "not known: one of the two is not written, status 0x01"}));
+}
+
+TEST_F(backplane_exchange, leaves_the_words_of_an_earlier_program_out)
+{
+    far.shows("Save product info success.\r\n");
+    begin();
+    expect_list(short_sum).answers({0x06}).expects({0x15});
+    conversation talk(far, observer);
+    EXPECT_TRUE(run_unit_job(talk, job(), options).ok());
+    EXPECT_EQ(talk.shown(), "");
+}
+
+TEST_F(backplane_exchange, is_not_over_by_words_before_the_06)
+{
+    EXPECT_EQ(results_at_end(joint({text("Save product info success.\r\n"), {0x06}})),
+              (words{"written", "written"}));
 }
 
 TEST_F(backplane_exchange, is_over_when_the_line_closes_behind_the_06)

@@ -190,6 +190,18 @@ TEST_F(device_exchange, sends_a_record_again_whose_outcome_was_damaged)
     EXPECT_TRUE(run(job()).ok());
 }
 
+TEST_F(device_exchange, starts_the_sum_anew_after_a_list_that_was_taken)
+{
+    options.attempts = 3;
+    begins(banner, 0x20);
+    expect_list(0x8F).answers({0x20}).expects({0x20}).answers({0x06});
+    expect_list(0x1E).answers({0x06, 0x20}).expects({0x06});
+    far.answers(joint({{0x01}, one_length, one_list, {0x00}})); // damaged on the way
+    far.expects({0x20}).answers({0x06});
+    expect_taken(one_list, 0x8F).expects({0x03});
+    EXPECT_TRUE(run(job()).ok());
+}
+
 TEST_F(device_outcome, tells_each_flag)
 {
     const std::vector<std::pair<std::uint8_t, std::string>> flags{

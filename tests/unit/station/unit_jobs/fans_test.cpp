@@ -128,6 +128,58 @@ TEST_F(fan_exchange, goes_on_with_the_sum_when_the_switch_asks_for_the_list_agai
     EXPECT_EQ(result.attempts, 3);
 }
 
+TEST_F(fan_exchange, waits_for_nothing_but_a_repeated_acknowledgement)
+{
+    expect_taken().answers(joint({{0x01, 0x1C}, one_list, {0xB8}})).expects({0x06});
+    EXPECT_TRUE(run(job()).ok());
+    EXPECT_EQ(far.elapsed(), 20ms);
+}
+
+TEST_F(fan_exchange, does_not_take_a_late_06_for_the_answer_to_another_start_byte)
+{
+    far.shows(banner).expects({0x20}).answers({0x06}, 650ms);
+    // The switch waits for a header now: it takes the next start byte for a wrong one.
+    far.expects({0x20}).expects({0x20}).answers({0x06});
+    expect_list(0xB8).answers({0x06, 0x20}).expects({0x06});
+    far.answers(joint({{0x01, 0x1C}, one_list, {0xB8}})).expects({0x06});
+    EXPECT_TRUE(run(job()).ok());
+}
+
+TEST_F(fan_exchange, does_not_take_a_06_left_of_one_attempt_for_an_answer_in_the_next)
+{
+    options.attempts = 2;
+    begin();
+    expect_list(0xB8).answers({0x20}).answers({0x06}, 50ms).expects({0x20}).answers({0x06});
+    expect_list(0x70).answers({0x06, 0x20}).expects({0x06});
+    far.answers(joint({{0x01, 0x1C}, one_list, {0xB8}})).expects({0x06});
+    EXPECT_TRUE(run(job()).ok());
+}
+
+TEST_F(fan_exchange, takes_a_start_byte_that_is_answered_late_but_in_time)
+{
+    far.shows(banner).expects({0x20}).answers({0x06}, 590ms);
+    expect_list(0xB8).answers({0x06, 0x20}).expects({0x06});
+    far.answers(joint({{0x01, 0x1C}, one_list, {0xB8}})).expects({0x06});
+    EXPECT_TRUE(run(job()).ok());
+}
+
+TEST_F(fan_exchange, sends_the_list_in_time_though_the_console_never_stops_talking)
+{
+    far.chatters(10ms);
+    expect_taken().answers(joint({{0x01, 0x1C}, one_list, {0xB8}})).expects({0x06});
+    EXPECT_TRUE(run(job()).ok());
+    EXPECT_EQ(far.elapsed(), 200ms);
+}
+
+TEST_F(fan_exchange, gives_the_switch_time_to_offer_and_to_send_the_list)
+{
+    begin();
+    expect_list(0xB8).answers({0x06}).answers({0x20}, 900ms).expects({0x06});
+    far.answers({0x01}, 900ms).answers({0x1C}, 900ms).answers(one_list, 900ms);
+    far.answers({0xB8}, 900ms).expects({0x06});
+    EXPECT_TRUE(run(job()).ok());
+}
+
 TEST_F(fan_exchange, leaves_a_list_without_answer_out_of_the_sum)
 {
     options.attempts = 2;
@@ -154,6 +206,13 @@ TEST_F(fan_exchange, says_what_to_do_when_no_list_is_taken)
               "byte was lost or changed on the way, it takes no list until its operation is "
               "started again");
     EXPECT_EQ(results(result), (std::vector<std::string>{"not written"}));
+}
+
+TEST_F(fan_exchange, says_no_more_than_it_knows_after_a_single_attempt)
+{
+    begin();
+    expect_list(0xB8).answers({0x20});
+    EXPECT_EQ(run(job()).reason, "the list did not reach the switch intact");
 }
 
 TEST_F(fan_exchange, offers_the_start_byte_three_times)

@@ -8,9 +8,6 @@
 // kind. Ends with the program, or ends it (SIGTERM, or the end of the other side).
 
 #include <array>
-#include <cerrno>
-#include <csignal>
-#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -19,18 +16,14 @@
 #include <string_view>
 
 #include <poll.h>
-#include <pty.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
+
+#include "far_program.h"
 
 namespace {
 
-constexpr int cannot_be_run = 127;
 constexpr int first_program_word = 4;
-
-volatile std::sig_atomic_t is_ended = 0;
+constexpr std::size_t most_at_once = 4096;
 
 /** One direction of the line. */
 class noise {
@@ -92,57 +85,28 @@ private:
     std::size_t place_ = 0;
 };
 
-/** Bytes that are there; false at the end of that side. */
-bool take(int from, std::string &bytes)
-{
-    std::array<char, 4096> part{};
-    const ssize_t count = read(from, part.data(), part.size());
-    bytes.assign(part.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-    return count > 0;
-}
-
-void give(int to, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t count = write(to, bytes.data(), bytes.size());
-        if (count <= 0) {
-            return;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-}
-
 void carry(int program, noise &to_program, noise &from_program)
 {
-    std::string bytes;
-    while (is_ended == 0) {
+    while (!line::is_to_end()) {
+        std::string bytes;
         std::array<pollfd, 2> sides{{{STDIN_FILENO, POLLIN, 0}, {program, POLLIN, 0}}};
         if (poll(sides.data(), sides.size(), -1) < 0) {
             continue; // by a signal
         }
         if (sides[1].revents != 0) {
-            if (!take(program, bytes)) {
+            if (!line::take(program, bytes, most_at_once)) {
                 return;
             }
-            give(STDOUT_FILENO, from_program.harm(bytes));
+            line::give(STDOUT_FILENO, from_program.harm(bytes));
         }
         if (sides[0].revents != 0) {
-            if (!take(STDIN_FILENO, bytes)) {
+            bytes.clear();
+            if (!line::take(STDIN_FILENO, bytes, most_at_once)) {
                 return;
             }
-            give(program, to_program.harm(bytes));
+            line::give(program, to_program.harm(bytes));
         }
     }
-}
-
-void catch_end()
-{
-    struct sigaction action {};
-    action.sa_handler = [](int) { is_ended = 1; };
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGHUP, &action, nullptr);
-    // The program's keys come through its own terminal.
-    signal(SIGINT, SIG_IGN);
 }
 
 } // namespace
@@ -157,25 +121,9 @@ int main(int argc, char **argv)
     const auto mean = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
     std::ofstream report(argv[3]);
 
-    termios raw{};
-    tcgetattr(STDIN_FILENO, &raw);
-    cfmakeraw(&raw);
-    tcsetattr(STDIN_FILENO, TCSANOW, &raw);
-
-    int master = -1;
-    const pid_t program = forkpty(&master, nullptr, nullptr, nullptr);
-    if (program == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        execvp(argv[first_program_word], argv + first_program_word);
-        _exit(cannot_be_run);
-    }
-    catch_end();
+    line::far_program program(argv + first_program_word);
     noise to_program("to", 2 * seed, mean, report);
     noise from_program("from", 2 * seed + 1, mean, report);
-    carry(master, to_program, from_program);
-    close(master); // which hangs up
-    int status = 0;
-    while (waitpid(program, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    carry(program.descriptor(), to_program, from_program);
+    return program.finish();
 }
