@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "framed.h"
+#include "station.h"
 #include "table.h"
 
 namespace {
@@ -37,6 +38,7 @@ int main(int argc, char **argv)
         bench::compare_throughput(scratch);
         bench::compare_latency(scratch);
         bench::compare_with_eeprom(scratch);
+        bench::compare_station(scratch);
         print_size(argv[2]);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "bench: %s\n", error.what());
