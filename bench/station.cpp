@@ -7,7 +7,6 @@
 #include <map>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include <fcntl.h>
 #include <pty.h>
@@ -182,17 +181,17 @@ void make_board(const std::filesystem::path &folder)
 void compare(const std::string &name, const operation &what, const std::filesystem::path &folder,
              run_times (*run_one)(const operation &, const std::filesystem::path &))
 {
-    std::vector<double> whole;
-    std::vector<double> floor;
+    samples whole;
+    samples floor;
     for (int i = 0; i < rounds; ++i) {
         const run_times one = run_one(what, folder);
         whole.push_back(one.whole);
         floor.push_back(one.floor);
     }
     print({"Station at 115200 baud, " + name,
-           median(whole),
+           whole,
            "bytes and the switch's pauses",
-           median(floor),
+           floor,
            "ms",
            1,
            {wish::at_most, 1.15}});
