@@ -26,16 +26,23 @@ std::string kind_name(toml::node_type type)
         return "a list";
     case toml::node_type::floating_point:
         return "a number with a point";
-    case toml::node_type::boolean:
-        return "true or false";
     default:
         return "a date or time";
     }
 }
 
-bool is_list_of_tables(const toml::array &array)
+bool is_list_of(toml::node_type type, const toml::array *array)
 {
-    return !array.empty() && array.is_homogeneous(toml::node_type::table);
+    return array != nullptr && !array->empty() && array->is_homogeneous(type);
+}
+
+text_list texts_of(const toml::array &array)
+{
+    text_list texts;
+    for (const auto &element : array) {
+        texts.push_back(element.as_string()->get());
+    }
+    return texts;
 }
 
 job_value converted(const toml::node &node)
@@ -46,7 +53,11 @@ job_value converted(const toml::node &node)
         value.what = text->get();
     } else if (const auto *number = node.as_integer()) {
         value.what = number->get();
-    } else if (const auto *array = node.as_array(); array && is_list_of_tables(*array)) {
+    } else if (const auto *flag = node.as_boolean()) {
+        value.what = flag->get();
+    } else if (const auto *array = node.as_array(); is_list_of(toml::node_type::string, array)) {
+        value.what = texts_of(*array);
+    } else if (is_list_of(toml::node_type::table, array)) {
         std::vector<job_table> tables;
         for (const auto &element : *array) {
             tables.push_back(converted(*element.as_table()));
@@ -93,6 +104,11 @@ std::optional<kind> value_of(const job_table &table, std::string_view key,
     }
     if (const auto *value = std::get_if<kind>(&found->second.what)) {
         return *value;
+    }
+    if constexpr (std::is_same_v<kind, std::int64_t>) {
+        if (found->second.number) {
+            return found->second.number;
+        }
     }
     wrong.add(found->second.line, "\"" + std::string(key) + "\" is " + found->second.kind() +
                                       ": expected " + std::string(expected));
@@ -160,6 +176,12 @@ std::string job_value::kind() const
     if (std::holds_alternative<single_table>(what)) {
         return "a table";
     }
+    if (std::holds_alternative<bool>(what)) {
+        return "true or false";
+    }
+    if (std::holds_alternative<text_list>(what)) {
+        return "a list";
+    }
     const auto *other = std::get_if<other_value>(&what);
     return other ? other->kind : "a list of tables";
 }
@@ -180,6 +202,25 @@ std::optional<std::int64_t> job_table::number(std::string_view key, std::string_
                                               mistakes &wrong) const
 {
     return value_of<std::int64_t>(*this, key, expected, wrong);
+}
+
+std::string job_table::text_or(std::string_view key, std::string_view otherwise,
+                               mistakes &wrong) const
+{
+    return has(key) ? text(key, "a text", wrong).value_or("") : std::string(otherwise);
+}
+
+bool job_table::flag_or(std::string_view key, bool otherwise, mistakes &wrong) const
+{
+    return has(key) ? value_of<bool>(*this, key, "true or false", wrong).value_or(otherwise)
+                    : otherwise;
+}
+
+text_list job_table::texts(std::string_view key, mistakes &wrong) const
+{
+    return has(key)
+               ? value_of<text_list>(*this, key, "a list of texts", wrong).value_or(text_list())
+               : text_list();
 }
 
 std::span<const job_table> job_table::tables(std::string_view key, mistakes &wrong) const

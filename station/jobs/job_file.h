@@ -40,14 +40,20 @@ struct job_table;
 /** A table on its own, as in [key]. */
 using single_table = std::shared_ptr<const job_table>;
 
+/** Texts, as in ["a", "b"]. */
+using text_list = std::vector<std::string>;
+
 /** A value of a kind that no job uses, as in "a date". */
 struct other_value {
     std::string kind;
 };
 
 struct job_value {
-    std::variant<std::string, std::int64_t, std::vector<job_table>, single_table, other_value> what;
+    std::variant<std::string, std::int64_t, std::vector<job_table>, single_table, other_value,
+                 text_list, bool>
+        what;
     int line = 1;
+    std::optional<std::int64_t> number; // of a text that may also stand for one
 
     /** "a text", "a whole number", ... */
     std::string kind() const;
@@ -72,6 +78,13 @@ struct job_table {
                                     mistakes &wrong) const;
     std::optional<std::int64_t> number(std::string_view key, std::string_view expected,
                                        mistakes &wrong) const;
+
+    /** The text or true or false of a key that may be missing: then the one given here. */
+    std::string text_or(std::string_view key, std::string_view otherwise, mistakes &wrong) const;
+    bool flag_or(std::string_view key, bool otherwise, mistakes &wrong) const;
+
+    /** The texts of a key that may be missing. */
+    text_list texts(std::string_view key, mistakes &wrong) const;
 
     /** The tables of a list, as in [[key]]; empty, and a mistake, where there are none. */
     std::span<const job_table> tables(std::string_view key, mistakes &wrong) const;

@@ -40,6 +40,12 @@ public:
     /** Writes all bytes. Throws line_error when they are not taken within limit. */
     virtual void write(std::span<const std::uint8_t> data, milliseconds limit) = 0;
 
+    /** Writes a password: as write(), but nobody who notes the line may note it or its echo. */
+    virtual void write_secret(std::span<const std::uint8_t> data, milliseconds limit)
+    {
+        write(data, limit);
+    }
+
     /**
      * Whether every byte reaches the far side as data. A terminal that its program has not yet
      * switched to raw mode takes some as keys: 0x03 would interrupt the program.
