@@ -1,33 +1,12 @@
 #include <string>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include "input.h"
-#include "station/app/commands.h"
+#include "memory_file.h"
 #include "station/jobs/product_info.h"
+#include "station/product/operations.h"
 
 // Job files of any content, for every command in each flavour.
 
 namespace {
-
-/** A file in memory, by whose path it can be opened. */
-class memory_file {
-public:
-    explicit memory_file(const fuzz::byte_list &content) : number_(memfd_create("job", MFD_CLOEXEC))
-    {
-        const auto written = write(number_, content.data(), content.size());
-        fuzz::require(written == static_cast<ssize_t>(content.size()), "the job file is written");
-    }
-    memory_file(const memory_file &) = delete;
-    memory_file &operator=(const memory_file &) = delete;
-    ~memory_file() { close(number_); }
-
-    std::string path() const { return "/proc/self/fd/" + std::to_string(number_); }
-
-private:
-    int number_;
-};
 
 /** Prepares the job as a command of the station, and requires what holds for all that are right. */
 void prepare(const station::command &command, bool tlv, const station::job_table &job,
@@ -59,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz::input in(data, size);
     const uint8_t choice = in.choice();
     const bool tlv = fuzz::chosen(choice, 7);
-    const memory_file file(in.rest());
+    const fuzz::memory_file file(in.rest());
     const auto commands = station::all_commands();
     const size_t which = choice % 8;
     try {

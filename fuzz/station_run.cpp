@@ -19,6 +19,7 @@ using namespace std::chrono_literals;
 // Longer than the pauses between two bytes of a switch, shorter than the wait for an answer.
 constexpr auto silence_length = 300ms;
 constexpr auto search_limit = 4000ms;
+constexpr auto console_limit = 20000ms;
 constexpr int attempts = 3;
 
 /** A line to a switch that says what the fuzzer wants, whatever the station sends. */
@@ -148,6 +149,26 @@ station::outcome run_station(const station_job &job, input &in)
     if (in.tells_much()) {
         tell({std::string(job.command), run.items(result), result, 1.5, {}, {}});
     }
+    return result;
+}
+
+station::run_result run_product(const char *example, input &in)
+{
+    static const auto what = station::make_plan(
+        station::read_product(std::string(FUZZ_EXAMPLES) + "/" + example),
+        {{"serial", "ABCDEFGHJ1234"}, {"mac", "00:1A:2B:3C:4D:40"}}, "2024-01-31");
+    const uint8_t choice = in.choice();
+    const auto stream = in.rest();
+    hostile_line line(choice, stream);
+    station::run_observer observer;
+    station::run_options options;
+    options.wait = console_limit;
+    options.password = "secret";
+    options.only_check = chosen(choice, 7);
+    auto result = station::provision(line, what, options, observer, {});
+    require((result.end == station::run_end::verified) == result.advice.empty(),
+            "whatever is not verified has an advice");
+    require(!result.reason.empty(), "every end has a reason");
     return result;
 }
 

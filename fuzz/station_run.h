@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "input.h"
-#include "station/app/commands.h"
+#include "station/product/run.h"
 
 namespace fuzz {
 
@@ -20,6 +20,9 @@ struct station_job {
  * for all of them, and tells it in both forms of a report.
  */
 station::outcome run_station(const station_job &job, input &in);
+
+/** The same with a run of a product, whose file is in the folder of examples. */
+station::run_result run_product(const char *example, input &in);
 
 /** The results of the items of a job, in the last column of their table. */
 std::vector<std::string> item_results(const station_job &job, const station::outcome &result);

@@ -91,6 +91,13 @@ void display::retrying(std::string_view reason)
     put_line("  " + std::string(reason));
 }
 
+void display::tell(const std::string &text)
+{
+    waits_ = false;
+    put_console_line();
+    put_line(text);
+}
+
 void display::finish()
 {
     put_console_line();

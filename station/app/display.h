@@ -28,6 +28,9 @@ public:
     void console(std::string_view text) override;
     void retrying(std::string_view reason) override;
 
+    /** Shows a line of its own. */
+    void tell(const std::string &text);
+
     /** Ends what is still unfinished: a changing line, a line of the console without its end. */
     void finish();
 

@@ -7,11 +7,13 @@
 
 #include <CLI/CLI.hpp>
 
-#include "station/app/commands.h"
 #include "station/app/display.h"
+#include "station/app/provision.h"
+#include "station/app/stop_on_signals.h"
 #include "station/lines/pty_line.h"
 #include "station/lines/serial_line.h"
 #include "station/lines/traced_line.h"
+#include "station/product/operations.h"
 
 namespace {
 
@@ -29,7 +31,8 @@ constexpr milliseconds program_end = 10s;
 
 /** What the operator chose. */
 struct choices {
-    const command *chosen = nullptr; // none: a preview
+    const command *chosen = nullptr; // none: a preview, or a product's run
+    bool provision = false;
     std::string job;
     bool tlv = false;
     std::string port;
@@ -41,6 +44,9 @@ struct choices {
     bool json = false;
     bool quiet = false;
     bool trace = false;
+    std::vector<std::string> values;
+    bool replace = false;
+    bool only_check = false;
 };
 
 constexpr double longest_wait = 1e6; // seconds
@@ -68,12 +74,53 @@ void add_tlv(CLI::App &sub, choices &chosen)
     sub.add_flag("--tlv", chosen.tlv, "For a switch that keeps its identity in the system EEPROM");
 }
 
+void add_values(CLI::App &sub, choices &chosen)
+{
+    sub.add_option("--value", chosen.values, "A value of a product, as in serial=ABCDEFGHJ1234")
+        ->allow_extra_args(false)
+        ->type_name("NAME=TEXT");
+}
+
 void add_preview(CLI::App &app, choices &chosen)
 {
     auto *sub = app.add_subcommand(
-        "preview", "print what a switch holds after a setmac job, without a switch");
+        "preview", "print what a switch holds after a setmac job or a product, without a switch");
     add_job(*sub, chosen);
     add_tlv(*sub, chosen);
+    add_values(*sub, chosen);
+}
+
+/** The options of all that talks to a switch. */
+void add_line(CLI::App &sub, choices &chosen)
+{
+    auto *port = sub.add_option("--port", chosen.port, "Serial port, as in /dev/ttyUSB0");
+    port->type_name("DEV");
+    sub.add_option("--exec", chosen.exec, "Program to run on a pseudo-terminal instead")
+        ->excludes(port)
+        ->type_name("COMMAND");
+    sub.add_option("--baud", chosen.baud, "Speed of the serial port")
+        ->check(CLI::PositiveNumber.description(""))
+        ->capture_default_str()
+        ->type_name("N");
+    sub.add_option("--store-limit", chosen.store_limit, "How long the switch may take to store")
+        ->check(check_seconds)
+        ->capture_default_str()
+        ->type_name("SECONDS");
+    sub.add_flag("--json", chosen.json, "Print the outcome as JSON");
+    sub.add_flag("--quiet", chosen.quiet, "Do not show the steps");
+    sub.add_flag("--trace", chosen.trace, "Show every byte in both directions");
+}
+
+void require_line(const choices &chosen)
+{
+    if (chosen.port.empty() && chosen.exec.empty()) {
+        throw CLI::RequiredError("--port or --exec");
+    }
+}
+
+void add_wait(CLI::App &sub, choices &chosen, const std::string &what)
+{
+    sub.add_option("--wait", chosen.wait, what)->check(check_seconds)->type_name("SECONDS");
 }
 
 void add_command(CLI::App &app, const command &each, choices &chosen)
@@ -81,37 +128,35 @@ void add_command(CLI::App &app, const command &each, choices &chosen)
     auto *sub = app.add_subcommand(each.name, each.summary);
     sub->callback([&] {
         chosen.chosen = &each;
-        if (chosen.port.empty() && chosen.exec.empty()) {
-            throw CLI::RequiredError("--port or --exec");
-        }
+        require_line(chosen);
     });
     add_job(*sub, chosen);
     if (each.prepare_tlv != nullptr) {
         add_tlv(*sub, chosen);
     }
-    auto *port = sub->add_option("--port", chosen.port, "Serial port, as in /dev/ttyUSB0");
-    port->type_name("DEV");
-    sub->add_option("--exec", chosen.exec, "Program to run on a pseudo-terminal instead")
-        ->excludes(port)
-        ->type_name("COMMAND");
-    sub->add_option("--baud", chosen.baud, "Speed of the serial port")
-        ->check(CLI::PositiveNumber.description(""))
-        ->capture_default_str()
-        ->type_name("N");
-    sub->add_option("--wait", chosen.wait, "How long to wait for the switch (for ever)")
-        ->check(check_seconds)
-        ->type_name("SECONDS");
+    add_line(*sub, chosen);
+    add_wait(*sub, chosen, "How long to wait for the switch (for ever)");
     sub->add_option("--attempts", chosen.attempts, "How often to try")
         ->check(CLI::Range(1, 1000).description(""))
         ->default_str(std::to_string(each.attempts))
         ->type_name("N");
-    sub->add_option("--store-limit", chosen.store_limit, "How long the switch may take to store")
-        ->check(check_seconds)
-        ->capture_default_str()
-        ->type_name("SECONDS");
-    sub->add_flag("--json", chosen.json, "Print the outcome as JSON");
-    sub->add_flag("--quiet", chosen.quiet, "Do not show the steps");
-    sub->add_flag("--trace", chosen.trace, "Show every byte in both directions");
+}
+
+void add_provision(CLI::App &app, choices &chosen)
+{
+    auto *sub = app.add_subcommand("provision", "take a switch from power-on to verified");
+    sub->callback([&] {
+        chosen.provision = true;
+        require_line(chosen);
+    });
+    sub->add_option("PRODUCT", chosen.job, "The product: a TOML file")
+        ->required()
+        ->type_name("FILE");
+    add_values(*sub, chosen);
+    add_line(*sub, chosen);
+    add_wait(*sub, chosen, "How long to wait for a prompt (as the product says)");
+    sub->add_flag("--replace", chosen.replace, "Overwrite the identity of another unit");
+    sub->add_flag("--only-check", chosen.only_check, "Write nothing, only read what is stored");
 }
 
 exchange_options options_of(const choices &chosen)
@@ -165,20 +210,33 @@ std::string end_of_program(pty_line &program, outcome &result)
     return text;
 }
 
+/** The line that the operator chose. */
+struct chosen_line {
+    explicit chosen_line(const choices &chosen)
+    {
+        if (chosen.exec.empty()) {
+            port = std::make_unique<serial_line>(chosen.port, chosen.baud);
+        } else {
+            program = std::make_unique<pty_line>(chosen.exec);
+        }
+        line &direct = program ? static_cast<line &>(*program) : *port;
+        traced = std::make_unique<traced_line>(direct, stderr);
+        far = chosen.trace ? traced.get() : &direct;
+        place = program ? "" : " on " + chosen.port;
+    }
+
+    std::unique_ptr<pty_line> program;
+    std::unique_ptr<serial_line> port;
+    std::unique_ptr<traced_line> traced;
+    line *far = nullptr;
+    std::string place;
+};
+
 report run(const prepared_job &job, const choices &chosen)
 {
-    std::unique_ptr<pty_line> program;
-    std::unique_ptr<line> port;
-    if (chosen.exec.empty()) {
-        port = std::make_unique<serial_line>(chosen.port, chosen.baud);
-    } else {
-        program = std::make_unique<pty_line>(chosen.exec);
-    }
-    line &direct = program ? *program : *port;
-    traced_line traced(direct, stderr);
-    line &far = chosen.trace ? traced : direct;
-
-    display shown(stderr, style_of(chosen), program ? "" : " on " + chosen.port);
+    chosen_line used(chosen);
+    line &far = *used.far;
+    display shown(stderr, style_of(chosen), used.place);
     conversation talk(far, shown);
     const auto start = far.now();
     report told;
@@ -186,8 +244,8 @@ report run(const prepared_job &job, const choices &chosen)
     told.result = job.run(talk, options_of(chosen));
     told.seconds = std::chrono::duration<double>(far.now() - start).count();
     hear_out(talk, chosen, told.result);
-    if (program) {
-        told.program = end_of_program(*program, told.result);
+    if (used.program) {
+        told.program = end_of_program(*used.program, told.result);
     }
     shown.finish();
     if (!chosen.quiet) {
@@ -196,6 +254,33 @@ report run(const prepared_job &job, const choices &chosen)
     told.console = shown.console_text();
     told.items = job.items(told.result);
     return told;
+}
+
+/** Provisions a switch; the exit status. Throws job_error and line_error before the first byte. */
+int run_product(const choices &chosen)
+{
+    const auto described = read_product(chosen.job);
+    const auto what = make_plan(described, given_by(chosen.values), date_of_today());
+    run_options options;
+    options.password = password_of(described);
+    if (chosen.wait > 0) {
+        options.wait = seconds(chosen.wait);
+    }
+    options.store = seconds(chosen.store_limit);
+    options.replace = chosen.replace;
+    options.only_check = chosen.only_check;
+    options.log_ending = fresh_log_ending();
+
+    chosen_line used(chosen);
+    run_display shown(stderr, style_of(chosen), used.place);
+    const stop_on_signals stop;
+    const auto result = provision(*used.far, what, options, shown, stop.token());
+    shown.finish();
+    if (!chosen.quiet) {
+        std::fputs("\n", stderr);
+    }
+    (chosen.json ? print_run_json : print_run_text)(stdout, what, result);
+    return exit_status_of(result.end);
 }
 
 /** The job as a command of the station needs it. Throws job_error when there are mistakes in it. */
@@ -208,9 +293,22 @@ auto read_job(const std::string &file, reader read)
     return job;
 }
 
+preview preview_chosen(const choices &chosen)
+{
+    if (is_product(read_job_file(chosen.job))) {
+        auto what = make_plan(read_product(chosen.job), given_by(chosen.values), date_of_today());
+        return {std::move(what.lines), std::move(what.not_listed)};
+    }
+    if (!chosen.values.empty()) {
+        throw job_error(chosen.job +
+                        ":1: a job has no values: expected a product file, or no --value");
+    }
+    return read_job(chosen.job, chosen.tlv ? preview_of_tlv : preview_of);
+}
+
 void print_preview(const choices &chosen)
 {
-    const auto shown = read_job(chosen.job, chosen.tlv ? preview_of_tlv : preview_of);
+    const auto shown = preview_chosen(chosen);
     for (const auto &text : shown.lines) {
         std::fwrite(text.data(), 1, text.size(), stdout);
         std::fputc('\n', stdout);
@@ -233,6 +331,10 @@ bool output_written()
 int run_station(const choices &chosen)
 {
     try {
+        if (chosen.provision) {
+            const int status = run_product(chosen);
+            return output_written() ? status : exit_failed;
+        }
         if (chosen.chosen == nullptr) {
             print_preview(chosen);
             return output_written() ? EXIT_SUCCESS : exit_failed;
@@ -261,6 +363,7 @@ int main(int argc, char **argv)
     for (const auto &each : all_commands()) {
         add_command(app, each, chosen);
     }
+    add_provision(app, chosen);
     add_preview(app, chosen);
     try {
         app.parse(argc, argv);

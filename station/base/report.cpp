@@ -41,6 +41,21 @@ void print_row(std::FILE *out, const std::vector<std::string> &cells,
     std::fprintf(out, "%s\n", text.c_str());
 }
 
+std::string result_sentence(const outcome &result)
+{
+    return result.ok() ? "Stored: the switch has confirmed it." : "Failed: " + result.reason + ".";
+}
+
+std::string attempts_made(int count)
+{
+    if (count == 0) {
+        return "";
+    }
+    return std::to_string(count) + (count == 1 ? " attempt, " : " attempts, ");
+}
+
+} // namespace
+
 void print_table(std::FILE *out, const table &items)
 {
     const auto widths = column_widths(items);
@@ -53,8 +68,7 @@ void print_table(std::FILE *out, const table &items)
     }
 }
 
-/** A JSON string; the text must be ASCII or UTF-8. */
-std::string quoted(std::string_view text)
+std::string json_text(std::string_view text)
 {
     std::string out = "\"";
     for (const char character : text) {
@@ -81,7 +95,7 @@ std::string json_items(const table &items)
         for (std::size_t at = 0; at < row.size(); ++at) {
             auto key = items.columns[at];
             std::replace(key.begin(), key.end(), ' ', '_');
-            out += (at == 0 ? "" : ", ") + quoted(key) + ": " + quoted(row[at]);
+            out += (at == 0 ? "" : ", ") + json_text(key) + ": " + json_text(row[at]);
         }
         out += "}";
     }
@@ -94,25 +108,10 @@ std::string json_replies(const std::vector<reply> &replies)
     for (const auto &each : replies) {
         out += out.empty() ? "\n    {" : ",\n    {";
         out += R"("byte": ")" + to_hex({&each.byte, 1}) + R"(", "meaning": )" +
-               quoted(each.meaning) + "}";
+               json_text(each.meaning) + "}";
     }
     return "[" + out + (out.empty() ? "]" : "\n  ]");
 }
-
-std::string result_sentence(const outcome &result)
-{
-    return result.ok() ? "Stored: the switch has confirmed it." : "Failed: " + result.reason + ".";
-}
-
-std::string attempts_made(int count)
-{
-    if (count == 0) {
-        return "";
-    }
-    return std::to_string(count) + (count == 1 ? " attempt, " : " attempts, ");
-}
-
-} // namespace
 
 std::string_view word_for_items(const outcome &result)
 {
@@ -144,7 +143,7 @@ void print_text(std::FILE *out, const report &told)
 void print_json(std::FILE *out, const report &told)
 {
     const auto &result = told.result;
-    const auto program = told.program ? quoted(*told.program) : "null";
+    const auto program = told.program ? json_text(*told.program) : "null";
     std::fprintf(out,
                  "{\n"
                  "  \"command\": %s,\n"
@@ -158,10 +157,10 @@ void print_json(std::FILE *out, const report &told)
                  "  \"console\": %s,\n"
                  "  \"program\": %s\n"
                  "}\n",
-                 quoted(told.command).c_str(), result.ok() ? "true" : "false",
-                 quoted(name_of(result.end)).c_str(), quoted(result.reason).c_str(),
+                 json_text(told.command).c_str(), result.ok() ? "true" : "false",
+                 json_text(name_of(result.end)).c_str(), json_text(result.reason).c_str(),
                  result.attempts, told.seconds, json_replies(result.replies).c_str(),
-                 json_items(told.items).c_str(), quoted(told.console).c_str(), program.c_str());
+                 json_items(told.items).c_str(), json_text(told.console).c_str(), program.c_str());
 }
 
 } // namespace station

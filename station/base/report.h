@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "station/base/outcome.h"
@@ -27,6 +28,18 @@ struct report {
     std::string console;                // what the switch's console showed
     std::optional<std::string> program; // how the program on the line ended
 };
+
+/** An aligned table. */
+void print_table(std::FILE *out, const table &items);
+
+/** A JSON string; the text must be ASCII or UTF-8. */
+std::string json_text(std::string_view text);
+
+/** The rows as a JSON list of objects. */
+std::string json_items(const table &items);
+
+/** Reply bytes as a JSON list of objects. */
+std::string json_replies(const std::vector<reply> &replies);
 
 /** An aligned table and the result in a sentence, for people. */
 void print_text(std::FILE *out, const report &told);

@@ -186,7 +186,7 @@ void unit_attempt::send_list()
 bool unit_attempt::ask_again(std::uint8_t byte)
 {
     note(byte, meaning_of_verdict(request));
-    sum_ = static_cast<std::uint8_t>(sum_ + sum_of(list_.payload));
+    sum_ = static_cast<std::uint8_t>(sum_ + sum_of(list_.payload) + operation_.guess);
     result_.taken = false;
     return end_with(ending::damaged, "the list did not reach the switch intact");
 }

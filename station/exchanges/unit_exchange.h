@@ -35,6 +35,11 @@ struct unit_operation {
     unit_report report = unit_report::list;
     bool ended_by_station = false; // the switch takes list after list until it is told to end
     std::vector<unit_list> lists;
+    /**
+     * Added to the sum with every list that the switch asks for again: where it had added up
+     * something unknown before the station came, 256 attempts with 1 are sure to meet it.
+     */
+    std::uint8_t guess = 0;
 };
 
 /**

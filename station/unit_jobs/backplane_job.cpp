@@ -1,5 +1,6 @@
 #include "station/unit_jobs/backplane_job.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "station/unit_jobs/unit_reader.h"
@@ -69,16 +70,19 @@ std::string hex_text(std::uint32_t number)
     return digits.substr(std::min(digits.find_first_not_of('0'), digits.size() - 2));
 }
 
-void read_settings(unit_reader &unit, element_list &elements)
+void read_settings(unit_reader &unit, element_list &elements, logged_job &logged)
 {
     auto type = static_cast<std::uint8_t>(element_serial_0);
     for (const auto key : serial_settings) {
+        const auto value = unit.has(key) ? unit.byte(key) : std::uint8_t(0);
         if (unit.has(key)) {
-            elements.add(type, hex_text(unit.byte(key)));
+            elements.add(type, hex_text(value));
         }
+        logged.lines.push_back("BP " + std::string(key) + " " + std::to_string(value) + " .");
         ++type;
     }
     if (unit.has("type9_value")) {
+        logged.not_logged = "type9_value";
         elements.add(
             element_type9_value,
             hex_text(unit.number("type9_value", 0, std::numeric_limits<std::uint32_t>::max())));
@@ -126,7 +130,13 @@ unit_job read_backplane_job(const job_table &job, mistakes &wrong)
     elements.add(element_serial, serial);
     elements.add(element_type_byte, hex_text(type));
     elements.add(element_version, version);
-    read_settings(unit, elements);
+    const auto mac_bytes = bytes_of_hex(mac).value_or(bytes());
+    found.logged.lines = {
+        "BP type " + std::to_string(type) + " .",
+        // a version that fills its field runs on into the serial number
+        "BP version " + version + (version.size() == most_of_version ? serial : "") + " .",
+        "BP serial_no " + serial + " .", "BP mac_addr " + to_hex(mac_bytes, ":") + " ."};
+    read_settings(unit, elements, found.logged);
 
     found.operation.banner = unit_banner::backplane;
     found.operation.start = start_byte;

@@ -15,12 +15,19 @@ struct unit_result {
     std::string words;
 };
 
+/** What the log of an operation has to hold of a job, where the switch sends nothing back. */
+struct logged_job {
+    std::vector<std::string> lines; // in their order, each once
+    std::string not_logged; // what the log does not tell, in words; empty where it tells all
+};
+
 /** A job for units, found right. */
 struct unit_job {
     unit_operation operation;
     table units; // what the job says of each unit, without how it came out
     /** The results of all units that the switch has answered for, in the order of the rows. */
     std::function<std::vector<unit_result>(const outcome &)> judge;
+    logged_job logged;
 };
 
 /** Runs the job; the outcome is a success only where each unit is well. */

@@ -1,13 +1,16 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "station/base/report.h"
 #include "station/exchanges/exchange.h"
 #include "station/jobs/job_file.h"
+#include "station/unit_jobs/unit_job.h"
 
 namespace station {
 
@@ -15,6 +18,12 @@ namespace station {
 struct prepared_job {
     std::function<outcome(conversation &, const exchange_options &)> run;
     std::function<table(const outcome &)> items;
+    /**
+     * Of the operation of which the switch sends nothing back: the same with a switch that waits in
+     * it and has added up something unknown already.
+     */
+    std::function<outcome(conversation &, const exchange_options &)> run_blindly;
+    logged_job logged;
 };
 
 /** A command of the station: the other side of the command of that name on the switch. */
@@ -28,6 +37,9 @@ struct command {
 };
 
 std::span<const command> all_commands();
+
+/** The station's commands by the operations of the switch whose other side they are. */
+std::map<std::string_view, const command *> operations_of(bool tlv);
 
 /** What a switch lists of its identity after a setmac job. */
 struct preview {

@@ -1,4 +1,7 @@
-#include "station/app/commands.h"
+#include "station/product/operations.h"
+
+#include <algorithm>
+#include <iterator>
 
 #include "station/exchanges/setmac.h"
 #include "station/exchanges/setsn.h"
@@ -39,7 +42,7 @@ prepared_job prepare_setmac(const job_table &job, mistakes &wrong)
         return run_framed(talk, setmac_exchange(product_info_payload(properties)), options);
     };
     const auto items = [=](const outcome &result) { return property_table(properties, result); };
-    return {run, items};
+    return {run, items, {}, {}};
 }
 
 table node_table(const std::vector<eeprom_part> &parts, const outcome &result)
@@ -62,7 +65,7 @@ prepared_job prepare_setmac_tlv(const job_table &job, mistakes &wrong)
         return run_framed(talk, setmac_eeprom_exchange(eeprom_payload(parts)), options);
     };
     const auto items = [=](const outcome &result) { return node_table(parts, result); };
-    return {run, items};
+    return {run, items, {}, {}};
 }
 
 prepared_job prepared_serial(const job_table &job, mistakes &wrong,
@@ -77,7 +80,7 @@ prepared_job prepared_serial(const job_table &job, mistakes &wrong,
             {"serial", "sent back", "result"},
             {{printable(serial), printable(result.echo), std::string(word_for_items(result))}}};
     };
-    return {run, items};
+    return {run, items, {}, {}};
 }
 
 prepared_job prepare_setsn(const job_table &job, mistakes &wrong)
@@ -97,7 +100,15 @@ prepared_job prepared_units(unit_job job)
         return run_unit_job(talk, *shared, options);
     };
     const auto items = [=](const outcome &result) { return unit_table(*shared, result); };
-    return {run, items};
+    prepared_job prepared{run, items, {}, shared->logged};
+    if (!shared->logged.lines.empty()) {
+        prepared.run_blindly = [=](conversation &talk, const exchange_options &options) {
+            auto guessing = shared->operation;
+            guessing.guess = 1;
+            return run_units(talk, guessing, options);
+        };
+    }
+    return prepared;
 }
 
 template <unit_job (*read)(const job_table &, mistakes &)>
@@ -124,6 +135,23 @@ constexpr command commands[] = {
 std::span<const command> all_commands()
 {
     return commands;
+}
+
+std::map<std::string_view, const command *> operations_of(bool tlv)
+{
+    constexpr std::string_view legacy_only[] = {"setpoesn", "setpwrsn"};
+    std::map<std::string_view, const command *> found;
+    for (const auto &each : commands) {
+        const bool missing = std::find(std::begin(legacy_only), std::end(legacy_only),
+                                       std::string_view(each.name)) != std::end(legacy_only);
+        if (!tlv || !missing) {
+            found.emplace(each.name, &each);
+        }
+    }
+    if (!tlv) {
+        found.emplace("setdevice_zk80chassis", found.at("setdevice"));
+    }
+    return found;
 }
 
 preview preview_of(const job_table &job, mistakes &wrong)

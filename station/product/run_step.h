@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "station/product/run.h"
+
+namespace station {
+
+/** One step of a product on a console that is at its prompt. Throws line_error, as the line does.
+ */
+class operation_run {
+public:
+    /** All must outlive this. */
+    operation_run(line &far, console &shell, run_observer &observer,
+                  std::chrono::milliseconds store)
+        : far_(far), shell_(shell), observer_(observer), store_(store)
+    {
+    }
+
+    /**
+     * Starts the operation on the switch and does its exchange, again where it went wrong on the
+     * line; fetches and compares the operation's log where the switch sends nothing back. reach
+     * brings the console back to its prompt, or throws. The record tells what became of it.
+     */
+    void carry_out(const product &what, const planned_step &step, const std::string &log_ending,
+                   const std::function<void()> &reach, step_record &record);
+
+    /** Satisfies a switch that waits in the step's operation and has added up something unknown. */
+    void end_blindly(const planned_step &step);
+
+private:
+    outcome exchange(const planned_step &step, bool blindly);
+    std::string compare_log(const std::string &log, const std::vector<std::string> &expected,
+                            std::size_t columns);
+
+    line &far_;
+    console &shell_;
+    run_observer &observer_;
+    std::chrono::milliseconds store_;
+};
+
+} // namespace station
