@@ -29,39 +29,51 @@ compare() {
     echo "Stored as in the job: $(wc -l <"$demo/wanted.txt") values."
 }
 
+# provision BOARD PRODUCT OPTION...: takes a switch from power-on to verified, over its console.
+provision() {
+    "$bin/setmac-station" provision "examples/products/$2/product.toml" --value serial=ABCDEFGHJ1234 \
+        --exec "$bin/simboard console $demo/$1" "${@:3}"
+}
+
 title "A fresh simulated switch that keeps its identity in flash"
 "$bin/simboard" new "$demo/flash"
 
-title "Provisioning it with examples/switch.toml"
-"$bin/setmac-station" setmac examples/switch.toml \
-    --exec "$bin/simboard run $demo/flash -- prov_setmac setmac $demo/flash.log"
-
-title "What the switch has stored"
-on_board flash prodinfo
-
-title "Its trace log, first lines"
-head -n 12 "$demo/flash.log" | tr -d '\r'
+title "Taking it from power-on to verified with examples/products/sw-48x6q"
+flash_mac=mac=00:1A:2B:3C:4D:40
+provision flash sw-48x6q --value $flash_mac
 
 title "Its flash image, first lines"
 od -A x -t x1z -N 160 "$demo/flash/mtd2.bin"
 
-title "Comparing the stored identity with the job"
-compare flash prodinfo examples/switch.toml
+title "Comparing the stored identity with the product"
+compare flash prodinfo examples/products/sw-48x6q/product.toml --value serial=ABCDEFGHJ1234 --value $flash_mac
+
+title "Another unit's label on that switch is noticed"
+status=0
+provision flash sw-48x6q --value mac=00:1A:2B:3C:4D:80 --quiet --only-check || status=$?
+test "$status" -eq 4
 
 title "A fresh simulated switch that keeps its identity in the system EEPROM"
 "$bin/simboard" new "$demo/eeprom" --like tlv
 
-title "Provisioning it with examples/eeprom.toml"
-"$bin/setmac-station" setmac --tlv examples/eeprom.toml --quiet \
-    --exec "$bin/simboard run $demo/eeprom -- $bin/tlv/prov_setmac setmac $demo/eeprom.log"
+title "Taking it from power-on to verified with examples/products/sw-48x6q-tlv"
+eeprom_mac=mac=00:1A:2B:3C:4E:80
+provision eeprom sw-48x6q-tlv --value $eeprom_mac --quiet
 
 title "What its memories hold"
 "$bin/simboard" show "$demo/eeprom" | sed -n '/^EEPROM 0x56/,/CRC-32/p'
 
-title "Comparing the stored identity with the job"
-compare eeprom setmac-tlv --tlv examples/eeprom.toml
+title "Comparing the stored identity with the product"
+compare eeprom setmac-tlv examples/products/sw-48x6q-tlv/product.toml --value serial=ABCDEFGHJ1234 \
+    --value $eeprom_mac
 
-title "A simulated chassis whose second power supply is missing"
+title "A chassis with all of its units, of which the second power supply is missing"
+"$bin/simboard" new "$demo/whole" --like chassis
+sed -i '/^address = 0x59/a present = false' "$demo/whole/board.toml"
+provision whole chassis-8 --value mac=00:1A:2B:3C:4F:00 --value fan0=FANA000000001 --value fan1=FANA000000002 \
+    --value psu0=PSUA000000001 --value psu1=PSUA000000002 --value card=CARD000000000003 --quiet
+
+title "Single operations on a simulated chassis whose second power supply is missing"
 "$bin/simboard" new "$demo/chassis" --like chassis
 sed -i '/^address = 0x59/a present = false' "$demo/chassis/board.toml"
 
