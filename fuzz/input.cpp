@@ -13,6 +13,24 @@ extern "C" const char *__asan_default_options()
            "max_malloc_fill_size=64";
 }
 
+extern "C" {
+
+size_t LLVMFuzzerMutate(uint8_t *data, size_t size, size_t max_size);
+
+// The choices in front of an input lead to code that is reached anyhow, only under other
+// circumstances: nothing tells the fuzzer that one is worth trying, so it is made to.
+size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed)
+{
+    constexpr unsigned choices = 2;
+    constexpr unsigned one_of = 8;
+    if (size < choices || seed % one_of != 0) {
+        return LLVMFuzzerMutate(data, size, max_size);
+    }
+    data[seed / one_of % choices] = static_cast<uint8_t>(seed / (one_of * choices));
+    return size;
+}
+}
+
 namespace fuzz {
 
 std::span<const uint8_t> next_piece(std::span<const uint8_t> stream)
