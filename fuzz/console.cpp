@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <ctime>
 
@@ -79,6 +80,7 @@ extern "C" {
 ssize_t __real_read(int fd, void *buffer, size_t count);
 int __real_clock_gettime(clockid_t clock, timespec *now);
 int __real_select(int count, fd_set *in, fd_set *out, fd_set *except, timeval *limit);
+int __real_sigaction(int signal, const struct sigaction *action, struct sigaction *before);
 
 ssize_t __wrap_read(int fd, void *buffer, size_t count)
 {
@@ -121,6 +123,18 @@ int __wrap_select(int count, fd_set *in, fd_set *out, fd_set *except, timeval *l
 int __wrap_usleep(useconds_t us)
 {
     clock_ns += int64_t{us} * 1000;
+    return 0;
+}
+
+// The fuzzer's own handlers stay in place: they keep the input of what they catch.
+int __wrap_sigaction(int signal, const struct sigaction *action, struct sigaction *before)
+{
+    if (!far.there) {
+        return __real_sigaction(signal, action, before);
+    }
+    if (before != nullptr) {
+        *before = {};
+    }
     return 0;
 }
 

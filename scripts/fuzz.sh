@@ -54,18 +54,19 @@ run_quickly() {
 # campaign_target TARGET RUNS: one target's part of a campaign, and its row: target, runs, seconds of the
 # processor (which it may share), inputs in its corpus, findings.
 campaign_target() {
-    local target=$1 log=$folder/campaign/$1 user system
+    local target=$1 log=$folder/campaign/$1 user system failed=0 findings
     local TIMEFORMAT='%U %S'
     touch "$log.started"
-    # A finding ends the target, and is counted.
+    # A finding ends the target, and is counted, also where its input could not be kept.
     { time run "$target" "$folder/corpus/$target" -runs="$2" -print_final_stats=1 >"$log.log" 2>&1; } \
-        2>"$log.time" || true
+        2>"$log.time" || failed=1
+    findings=$(find "$folder/findings" -name "$target-*" -newer "$log.started" | wc -l)
     read -r user system < <(tail -n 1 "$log.time")
     printf '%s %s %s %s %s\n' "$target" \
         "$(awk '/^stat::number_of_executed_units/ { runs = $2 } END { print runs + 0 }' "$log.log")" \
         "$(awk -v user="$user" -v system_="$system" 'BEGIN { print user + system_ }')" \
         "$(find "$folder/corpus/$target" -type f | wc -l)" \
-        "$(find "$folder/findings" -name "$target-*" -newer "$log.started" | wc -l)" | tee "$log.row"
+        "$((findings > failed ? findings : failed))" | tee "$log.row"
 }
 
 # campaign_table ROW...: the rows as a table, and their sum; fails where something was found.
