@@ -3,7 +3,7 @@
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(packages_components switch)
 if(SETMAC_SIMULATION)
-    list(APPEND packages_components station simboard)
+    list(APPEND packages_components station simboard ledger)
 endif()
 
 # package_documents(COMPONENT PACKAGE): what every package holds about itself.
@@ -26,8 +26,10 @@ endfunction()
 if(SETMAC_SIMULATION)
     package_documents(station setmac-station)
     package_documents(simboard setmac-simboard)
+    package_documents(ledger setmac-ledger)
     package_completions(station setmac-station)
     package_completions(simboard simboard)
+    package_completions(ledger setmac-ledger)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/setmac-station/examples COMPONENT station)
 endif()
@@ -90,5 +92,18 @@ Makes simulated switch boards and runs unmodified programs on them: flash,
 EEPROMs, an FPGA with the units behind its bridge, and stand-ins for the
 libraries of the switch's maker. A board is a folder that can be looked at,
 and that keeps a log of what programs did on it.")
+
+set(CPACK_DEBIAN_LEDGER_PACKAGE_NAME setmac-ledger)
+set(CPACK_DEBIAN_LEDGER_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_LEDGER_PACKAGE_DEPENDS
+    "libc6 (>= 2.36), libgcc-s1 (>= 12), libpq5 (>= 15), libsqlite3-0 (>= 3.40), libssl3 (>= 3.0), libstdc++6 (>= 12)")
+set(CPACK_DEBIAN_LEDGER_PACKAGE_SUGGESTS "setmac-station, postgresql")
+set(CPACK_COMPONENT_LEDGER_DESCRIPTION
+"identities of network switches, handed out once
+Gives each label a serial number and MAC addresses that no other label gets,
+keeps what became of them and what was read back, and finds a switch by its
+label, serial number or any of its addresses.
+
+A ledger is a file, or a PostgreSQL database that several stations share.")
 
 include(CPack)

@@ -8,8 +8,11 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(
     g++ cmake ninja-build pkg-config
     zlib1g-dev libcli11-dev libtomlplusplus-dev libserialport-dev libgtest-dev
+    libsqlite3-dev libpq-dev nlohmann-json3-dev libssl-dev
     mtd-utils libubootenv-tool i2c-tools python3-minimal zsh
 )
+# The server that the tests of the ledger start.
+test_packages=(postgresql)
 style_packages=(clang-format clang-tidy mandoc git)
 fuzz_packages=(clang libclang-rt-14-dev llvm-14)
 package_packages=(lintian git)
@@ -19,13 +22,14 @@ bench_packages=(libubootenv-tool lrzsz valgrind)
 arm64_packages=(
     g++-aarch64-linux-gnu qemu-user-static
     zlib1g-dev:arm64 libtomlplusplus-dev:arm64 libserialport-dev:arm64 libgtest-dev:arm64
+    libsqlite3-dev:arm64 libpq5:arm64 libssl-dev:arm64
 )
 # The emulated machine of tests/kernel, and what builds its modules.
 kernel_packages=(qemu-system-arm make libelf1 patch cpio xz-utils kmod python3)
 
 # What an installation consists of.
 shipped_targets=(
-    setmac setmac-tlv setmac-station simboard simboard_preload dev_drv_standin setmac_fallback_standin
+    setmac setmac-tlv setmac-station setmac-ledger simboard simboard_preload dev_drv_standin setmac_fallback_standin
 )
 
 # say TEXT...: what is done now, with the seconds since the script began.

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the packages, in build/packages: three Debian packages for each architecture, and for switches
+# Makes the packages, in build/packages: four Debian packages for each architecture, and for switches
 # without a package manager an archive of the switch programs that runs from any folder. The same sources
 # give the same bytes, wherever and whenever they are built.
 #   scripts/package.sh [amd64|arm64|all]    by default for this machine

@@ -5,7 +5,7 @@
 #   - the programs as they ship, over simulated boards and under programs that others wrote;
 #   - hostile bytes, a fixed number for each parser.
 # With --all it goes on, for everything that is built:
-#   - lint of the simulated board and the station;
+#   - lint of the simulated board, the station and the ledger;
 #   - the programs under both sanitizers;
 #   - every operation failing in turn, power cuts and bad lines (the sweeps);
 #   - all that is built for the switch's processor, under emulation;
@@ -17,8 +17,8 @@
 #   --kernel     only those on the kernel's drivers
 . "$(dirname "$0")/lib.sh"
 
-unit_tests='^(bench|sim|station|switch)_tests/'
-program_tests='^(console|e2e|line|third_party)_tests/|^packages/'
+unit_tests='^(bench|ledger|sim|station|switch)_tests/'
+program_tests='^(console|e2e|ledger_e2e|line|third_party)_tests/|^packages/'
 sweeps='^sweep_tests/'
 
 # run_tests PRESET [OPTION...]: with options of ctest.
@@ -38,12 +38,12 @@ test_quickly() {
     # What the build needs is there; the rest comes in while it runs.
     install_missing "${style_packages[@]}" "${fuzz_packages[@]}" &
     local installation=$!
-    build release "${shipped_targets[@]}" console_tests e2e_tests line_tests third_party_tests
+    build release "${shipped_targets[@]}" console_tests e2e_tests ledger_e2e_tests line_tests third_party_tests
     run_tests release --tests-regex "$program_tests"
     wait $installation
     say "Checking style"
     scripts/check_style.sh
-    build asan bench_tests sim_tests station_tests switch_tests
+    build asan bench_tests ledger_tests sim_tests station_tests switch_tests
     run_tests asan --tests-regex "$unit_tests"
     say "Feeding hostile bytes"
     scripts/fuzz.sh --quick
@@ -82,7 +82,7 @@ test_kernel() {
     tests/kernel/run.sh "$@"
 }
 
-install_missing "${build_packages[@]}"
+install_missing "${build_packages[@]}" "${test_packages[@]}"
 case ${1-} in
 --arm64) test_arm64 ;;
 --packages) test_packages ;;

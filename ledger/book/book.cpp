@@ -1,0 +1,95 @@
+#include "ledger/book/book.h"
+
+#include <array>
+
+#include <nlohmann/json.hpp>
+#include <openssl/rand.h>
+
+#include "ledger/book/rows.h"
+#include "ledger/witness/witness.h"
+
+namespace ledger {
+
+namespace {
+
+constexpr std::int64_t schema_number = 1;
+
+std::string random_id()
+{
+    std::array<unsigned char, 32> bytes{};
+    if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1) {
+        throw error(trouble::unusable, "there are no random numbers");
+    }
+    const std::string_view text(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+    return sha256_of(text).substr(0, 32);
+}
+
+void check_schema(std::int64_t number)
+{
+    if (number > schema_number) {
+        throw error(trouble::unusable, "the ledger has schema " + std::to_string(number) +
+                                           ", and this program knows only up to " +
+                                           std::to_string(schema_number) +
+                                           ": use a newer setmac-ledger");
+    }
+}
+
+bool has_ledger(database &in)
+{
+    return in.first("has_ledger")->number(0) != 0;
+}
+
+/** The schema and the ledger's row, in the transaction that runs. */
+void make_ledger(database &in, const std::string &at)
+{
+    in.run_script("schema_1");
+    const auto id = random_id();
+    in.run("ledger_add", {id, schema_number, no_entry_hash});
+    const json content{{"id", id}, {"schema", schema_number}};
+    journal_entry entry{1, at, "ledger", id, "init", content.dump(), no_entry_hash};
+    entry.hash = hash_of(entry);
+    in.run("journal_add", row_of(entry));
+    in.run("ledger_advance", {entry.number, entry.hash});
+}
+
+} // namespace
+
+bool book::init(const ledger_place &place)
+{
+    const auto made = open_database(place.url, true);
+    try {
+        made->begin_write();
+        const bool is_new = !has_ledger(*made);
+        if (is_new) {
+            make_ledger(*made, time_text(place.clock()));
+        } else {
+            check_schema(made->first("ledger_row")->number(1));
+        }
+        made->commit();
+        return is_new;
+    } catch (const database_error &failed) {
+        made->rollback();
+        throw error(trouble::unusable, failed.what());
+    } catch (...) {
+        made->rollback();
+        throw;
+    }
+}
+
+book::book(ledger_place place)
+    : place_(std::move(place)), database_(open_database(place_.url, false))
+{
+    try {
+        if (!has_ledger(*database_)) {
+            throw error(trouble::unusable,
+                        place_.url + " holds no ledger: setmac-ledger init makes one");
+        }
+        check_schema(database_->first("ledger_row")->number(1));
+    } catch (const database_error &failed) {
+        throw error(trouble::unusable, failed.what());
+    }
+}
+
+book::~book() = default;
+
+} // namespace ledger

@@ -1,0 +1,237 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ledger/model/error.h"
+#include "ledger/model/journal_entry.h"
+#include "ledger/model/records.h"
+#include "ledger/model/time.h"
+#include "ledger/store/database.h"
+
+namespace ledger {
+
+class witness;
+struct witnessed;
+
+/** Where a ledger is. */
+struct ledger_place {
+    std::string url = {};     // "sqlite:FILE" or "postgresql://..."
+    std::string witness = {}; // where this machine has the witness; empty: where the ledger says
+    std::function<time_point()> clock = std::chrono::system_clock::now;
+};
+
+/** What a label asks for. */
+struct reservation {
+    std::string label = {};
+    std::string product = {};
+    std::string serial = {}; // of a product whose serial number is scanned; empty: the label is it
+    std::string mac = {};    // the same for its first MAC address
+};
+
+/** The identity of a label, and what else there is to know of it. */
+struct reserved {
+    unit identity = {};
+    bool is_new = false;
+    std::vector<std::string> warnings = {}; // of pools that come to their end
+};
+
+/** How much of a pool is used, and how long the rest lasts. */
+struct pool_state {
+    pool of = {};
+    std::int64_t units = 0; // that it can give numbers to in all
+    std::int64_t units_left = 0;
+    std::int64_t voided = 0;  // units whose numbers are lost
+    int used_percent = 0;     // of its numbers, rounded down
+    double units_a_day = 0;   // of the last seven days
+    std::string warning = {}; // empty below 80 per cent
+};
+
+/** What to tell people of a pool that comes to its end, from 80 per cent on; empty below. */
+std::string warning_of(const pool &of);
+
+enum class search { any, label, serial, mac };
+
+/** Which units an export shows; what is empty does not narrow it. */
+struct unit_filter {
+    std::string product = {};
+    std::string state = {};
+    std::string since = {}; // reserved from this time on, "2026-11-21" or longer
+    std::string until = {}; // and before this one
+};
+
+/** A line of identities that were given out before there was a ledger. */
+struct imported_line {
+    std::int64_t line = 0; // in its file
+    std::string label = {};
+    std::string product = {};
+    std::string serial = {};
+    std::string mac = {};
+    std::string mac_count = {};             // empty: that of the product
+    std::string state = {};                 // empty: stored
+    std::vector<std::string> mistakes = {}; // found while it was read
+};
+
+/** Something that does not fit; entry is 0 where no entry can be named. */
+struct finding {
+    std::int64_t entry = 0;
+    std::string what = {};
+};
+
+struct check_result {
+    std::vector<finding> findings = {}; // in the order in which they were found
+    std::int64_t entries = 0;
+    std::int64_t units = 0;
+    bool has_witness = false;
+};
+
+/** How far a witness and its ledger are. */
+struct witness_state {
+    std::string path = {}; // empty: there is none
+    std::int64_t witnessed = 0;
+    std::int64_t entries = 0;
+    std::string trouble = {};                // empty: they fit together
+    std::vector<journal_entry> missing = {}; // entries of the witness that the ledger lacks
+};
+
+/**
+ * A ledger: identities that are handed out once. Each function is one transaction; when it returns,
+ * what it did is durable, in the database and in the witness. All of them throw error. An object is
+ * for one thread at a time.
+ */
+class book {
+public:
+    /** Makes a ledger, or brings the schema of one up to date. True: it was made. */
+    static bool init(const ledger_place &place);
+
+    /** Opens a ledger; its schema must be the one of this program. */
+    explicit book(ledger_place place);
+    ~book();
+
+    void add_pool(pool wanted);
+    void close_pool(const std::string &name);
+    std::vector<pool_state> pools();
+
+    void add_product(product wanted);
+    std::vector<product> products();
+
+    /**
+     * The identity of a label: the one that it has, or a new one, which is durable then and stays
+     * the label's whatever happens. Without doubt: a connection that is lost at its commit is
+     * answered by looking the label up.
+     */
+    reserved reserve(const reservation &wanted);
+
+    std::optional<unit> find(const std::string &text, search by = search::any);
+    std::vector<attempt> attempts_of(const unit &of);
+    std::vector<journal_entry> history(const std::string &label);
+
+    /**
+     * Before an identity is written to a switch: the unit is "writing" from here on. An attempt of
+     * the same station and slot whose end nobody told is in doubt by that. Returns the attempt's
+     * number.
+     */
+    std::int64_t begin_attempt(const std::string &label, const attempt_start &start);
+    /** The switch has said that it has stored what was sent; the attempt goes on. */
+    void record_stored(std::int64_t attempt, const std::string &sent);
+    /** How it ended, and what was seen. Empty texts leave what was recorded before. */
+    void end_attempt(std::int64_t attempt, attempt_outcome outcome, const std::string &reason,
+                     const attempt_evidence &evidence);
+
+    /** Ends an identity; its numbers are never used again. */
+    unit void_unit(const std::string &label, const std::string &reason, const std::string &by);
+
+    /** All or nothing: mistakes, one for each bad line, or nothing and all is there. */
+    std::vector<std::string> import_units(const std::vector<imported_line> &lines);
+
+    /** Hands on every unit that the filter lets through, in the order of their reservation. */
+    void export_units(const unit_filter &filter, const std::function<void(const unit &)> &take);
+
+    check_result check();
+
+    /** Copies the ledger as it is at one moment to another place, where there is none yet. */
+    void copy_to(const std::string &url);
+
+    /**
+     * Gives the ledger a witness, or another one. lost: the present one cannot be asked any more,
+     * which reason and by answer for.
+     */
+    void set_witness(const std::string &path, bool lost, const std::string &reason,
+                     const std::string &by);
+    witness_state look_at_witness();
+
+    /**
+     * Lets a ledger that is behind its witness go on: the numbers of each entry that it lacks are
+     * burned. Returns what was burned, in words; nothing where the ledger was not behind.
+     */
+    std::vector<std::string> reconcile(const std::string &reason, const std::string &by);
+
+private:
+    /** The end of the journal. */
+    struct head {
+        std::string ledger = {};
+        std::int64_t number = 0;
+        std::string hash = {};
+        std::string witness = {};
+    };
+
+    // write.cpp: what every change goes through
+    enum class gate { witness, none };
+    void write(const std::function<void()> &work, gate by = gate::witness);
+    bool try_write(const std::function<void()> &work, gate by);
+    bool was_committed(const database_error &doubt, gate by);
+    void read(const std::function<void()> &work);
+    head read_head(std::string_view statement);
+    void finish(gate by);
+    void check_against(const witnessed &last);
+    void bring_up(witness &held);
+    std::string witness_path(const head &of) const;
+    std::int64_t next_entry() const { return head_.number + 1; }
+    void add_entry(const std::string &topic, const std::string &subject, const std::string &kind,
+                   const json &content);
+    std::string now() const { return time_text(place_.clock()); }
+
+    pool pool_named(const std::string &name);
+    product product_named(const std::string &name);
+    unit unit_labelled(const std::string &label);
+    attempt attempt_with(std::int64_t id);
+
+    // reserve.cpp
+    unit make_unit(const reservation &wanted, std::vector<pool> &used);
+    void issue_mac(unit &made, const std::string &from, std::vector<pool> &used);
+    void issue_serial(unit &made, const std::string &from, std::vector<pool> &used);
+    void take_scanned_mac(unit &made, const number_source &source, const std::string &scanned);
+    void take_scanned_serial(unit &made, const number_source &source, const std::string &scanned);
+    void insert_unit(unit &made, const std::string &kind, const std::vector<pool> &used);
+    void check_free(const unit &wanted);
+    std::optional<unit> overlapping(mac_address first, mac_address last);
+
+    void change_unit(unit &changed, const std::string &kind, attempt *with);
+    void end_open_attempts(unit &of, const std::string &reason);
+    pool_state state_of(const pool &of);
+    unit unit_of_line(const imported_line &line);
+
+    // reconcile.cpp
+    std::int64_t first_missing(const witness &held);
+    void burn_pool(const journal_entry &lost, std::vector<std::string> &told);
+    void burn_unit(const journal_entry &lost, const std::string &reason, const std::string &by,
+                   std::vector<std::string> &told);
+    void follow_lost(const journal_entry &lost, const std::string &by);
+    bool is_reconciled(const std::string &hash);
+
+    void check_journal(check_result &result);
+    void check_rows(check_result &result);
+    void check_pools(check_result &result);
+    void check_witness(check_result &result, const witnessed &last);
+
+    ledger_place place_;
+    std::unique_ptr<database> database_;
+    head start_;                       // of the transaction that runs, as it found it
+    head head_;                        // and as it leaves it
+    std::vector<journal_entry> added_; // by it
+    bool committing_ = false;
+};
+
+} // namespace ledger

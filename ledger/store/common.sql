@@ -1,0 +1,174 @@
+-- The statements that are the same words for both databases.
+
+-- name: ledger_row
+SELECT id, schema_number, entries, head, witness FROM ledger;
+
+-- name: ledger_add
+INSERT INTO ledger (one, id, schema_number, entries, head) VALUES (1, $1, $2, 0, $3);
+
+-- name: ledger_advance
+UPDATE ledger SET entries = $1, head = $2;
+
+-- name: ledger_set_witness
+UPDATE ledger SET witness = $1;
+
+-- name: journal_add
+INSERT INTO journal (number, at, topic, subject, kind, content, previous, hash)
+VALUES ($1, $2, $3, $4, $5, $6, $7, $8);
+
+-- name: journal_entry
+SELECT number, at, topic, subject, kind, content, previous, hash FROM journal WHERE number = $1;
+
+-- name: journal_after
+SELECT number, at, topic, subject, kind, content, previous, hash FROM journal
+WHERE number > $1 ORDER BY number;
+
+-- name: journal_page
+SELECT number, at, topic, subject, kind, content, previous, hash FROM journal
+WHERE number > $1 ORDER BY number LIMIT 1000;
+
+-- name: journal_about
+SELECT number, at, topic, subject, kind, content, previous, hash FROM journal
+WHERE topic = $1 AND subject = $2 ORDER BY number;
+
+-- name: pool_by_name
+SELECT name, kind, first, last, count, align, pattern, next, issued, open, entry FROM pool
+WHERE name = $1;
+
+-- name: pools
+SELECT name, kind, first, last, count, align, pattern, next, issued, open, entry FROM pool
+ORDER BY kind, first, name;
+
+-- name: pool_overlapping
+SELECT name FROM pool WHERE kind = 'mac' AND first <= $2 AND last >= $1 ORDER BY first LIMIT 1;
+
+-- name: pool_of_address
+SELECT name, kind, first, last, count, align, pattern, next, issued, open, entry FROM pool
+WHERE kind = 'mac' AND first <= $2 AND last >= $1 ORDER BY first LIMIT 1;
+
+-- name: pool_add
+INSERT INTO pool (name, kind, first, last, count, align, pattern, next, issued, open, entry)
+VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11);
+
+-- name: pool_advance
+UPDATE pool SET next = $2, issued = issued + $3, entry = $4 WHERE name = $1;
+
+-- name: pool_close
+UPDATE pool SET open = 0, entry = $2 WHERE name = $1;
+
+-- name: pool_use
+SELECT count(*), min(reserved_at), coalesce(sum(CASE WHEN state = 'void' THEN 1 ELSE 0 END), 0)
+FROM unit WHERE (mac_pool = $1 OR serial_pool = $1) AND reserved_at >= $2;
+
+-- name: product_by_name
+SELECT name, mac_source, serial_source, mac_count, entry FROM product WHERE name = $1;
+
+-- name: products
+SELECT name, mac_source, serial_source, mac_count, entry FROM product ORDER BY name;
+
+-- name: product_add
+INSERT INTO product (name, mac_source, serial_source, mac_count, entry) VALUES ($1, $2, $3, $4, $5);
+
+-- name: unit_by_label
+SELECT id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool, reserved_at,
+    changed_at, void_reason, void_by, entry
+FROM unit WHERE label = $1;
+
+-- name: unit_by_serial
+SELECT id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool, reserved_at,
+    changed_at, void_reason, void_by, entry
+FROM unit WHERE serial = $1;
+
+-- name: unit_by_id
+SELECT id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool, reserved_at,
+    changed_at, void_reason, void_by, entry
+FROM unit WHERE id = $1;
+
+-- The last unit that begins at that address or before it. Ranges do not overlap: where this one ends
+-- before a range begins, all do.
+-- name: unit_beginning_before
+SELECT id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool, reserved_at,
+    changed_at, void_reason, void_by, entry
+FROM unit WHERE mac_first <= $1 ORDER BY mac_first DESC LIMIT 1;
+
+-- name: units_page
+SELECT id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool, reserved_at,
+    changed_at, void_reason, void_by, entry
+FROM unit
+WHERE id > $1
+    AND product = coalesce(CAST($2 AS TEXT), product)
+    AND state = coalesce(CAST($3 AS TEXT), state)
+    AND reserved_at >= coalesce(CAST($4 AS TEXT), reserved_at)
+    AND reserved_at < coalesce(CAST($5 AS TEXT), '9999')
+ORDER BY id LIMIT 1000;
+
+-- name: unit_add
+INSERT INTO unit (id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool,
+    reserved_at, changed_at, void_reason, void_by, entry)
+VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14);
+
+-- name: unit_change
+UPDATE unit SET state = $2, changed_at = $3, void_reason = $4, void_by = $5, entry = $6 WHERE id = $1;
+
+-- name: attempt_add
+INSERT INTO attempt (id, unit, number, station, slot, operator, product_file, product_sha256,
+    program_version, started_at, stored_at, ended_at, outcome, reason, sent, read_back, transcript, entry)
+VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15, $16, $17, $18);
+
+-- name: attempt_change
+UPDATE attempt SET stored_at = $2, ended_at = $3, outcome = $4, reason = $5, sent = $6, read_back = $7,
+    transcript = $8, entry = $9
+WHERE id = $1;
+
+-- name: attempt_by_id
+SELECT id, unit, number, station, slot, operator, product_file, product_sha256, program_version,
+    started_at, stored_at, ended_at, outcome, reason, sent, read_back, transcript, entry
+FROM attempt WHERE id = $1;
+
+-- name: attempts_of_unit
+SELECT id, unit, number, station, slot, operator, product_file, product_sha256, program_version,
+    started_at, stored_at, ended_at, outcome, reason, sent, read_back, transcript, entry
+FROM attempt WHERE unit = $1 ORDER BY number;
+
+-- name: check_units
+SELECT u.id, u.label, u.product, u.serial, u.mac_first, u.mac_last, u.state, u.mac_pool, u.serial_pool,
+    u.reserved_at, u.changed_at, u.void_reason, u.void_by, u.entry, j.content,
+    (SELECT max(l.number) FROM journal l WHERE l.topic = 'unit' AND l.subject = u.label)
+FROM unit u LEFT JOIN journal j ON j.number = u.entry AND j.topic = 'unit' AND j.subject = u.label
+ORDER BY u.id;
+
+-- name: check_attempts
+SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
+    a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, a.sent, a.read_back,
+    a.transcript, a.entry, j.content
+FROM attempt a LEFT JOIN journal j ON j.number = a.entry AND j.topic = 'unit'
+ORDER BY a.id;
+
+-- name: check_addresses
+SELECT label, mac_first, mac_last, entry FROM unit WHERE mac_first IS NOT NULL ORDER BY mac_first;
+
+-- name: check_labels
+SELECT label, count(*), max(entry) FROM unit GROUP BY label HAVING count(*) > 1 ORDER BY max(entry);
+
+-- name: check_serials
+SELECT serial, count(*), max(entry) FROM unit WHERE serial IS NOT NULL
+GROUP BY serial HAVING count(*) > 1 ORDER BY max(entry);
+
+-- name: check_pool_issues
+SELECT count(*), max(mac_last) FROM unit WHERE mac_pool = $1 OR serial_pool = $1;
+
+-- name: count_units
+SELECT count(*) FROM unit;
+
+-- name: count_attempts
+SELECT count(*), coalesce(sum(CASE WHEN ended_at IS NULL THEN 0 ELSE 1 END), 0) FROM attempt;
+
+-- name: all_units
+SELECT id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool, reserved_at,
+    changed_at, void_reason, void_by, entry
+FROM unit ORDER BY id;
+
+-- name: all_attempts
+SELECT id, unit, number, station, slot, operator, product_file, product_sha256, program_version,
+    started_at, stored_at, ended_at, outcome, reason, sent, read_back, transcript, entry
+FROM attempt ORDER BY id;

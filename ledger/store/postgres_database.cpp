@@ -1,0 +1,299 @@
+#include "ledger/store/postgres_database.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <memory>
+
+namespace ledger {
+
+namespace {
+
+struct result_deleter {
+    void operator()(PGresult *result) const { PQclear(result); }
+};
+using result_pointer = std::unique_ptr<PGresult, result_deleter>;
+
+// The URL may say otherwise. A peer that is silent for half a minute is gone.
+constexpr std::array default_keywords{
+    "connect_timeout",     "tcp_user_timeout", "keepalives_idle",
+    "keepalives_interval", "client_encoding",  "application_name",
+};
+constexpr std::array default_values{"10", "30000", "10", "5", "UTF8", "setmac-ledger"};
+
+std::string message_of(const char *text)
+{
+    std::string message = text == nullptr ? "" : text;
+    while (!message.empty() && message.back() == '\n') {
+        message.pop_back();
+    }
+    std::replace(message.begin(), message.end(), '\n', ' ');
+    return message;
+}
+
+failure kind_of(std::string_view state)
+{
+    constexpr std::string_view serialization = "40001";
+    constexpr std::string_view deadlock = "40P01";
+    if (state == serialization || state == deadlock) {
+        return failure::again;
+    }
+    if (state.starts_with("08") || state.starts_with("57P")) {
+        return failure::lost;
+    }
+    return state.starts_with("23") ? failure::constraint : failure::unusable;
+}
+
+std::string replaced(std::string text, std::string_view what, std::string_view with)
+{
+    return text.replace(text.find(what), what.size(), with);
+}
+
+row row_of(const PGresult *result, int number)
+{
+    std::vector<std::optional<std::string>> fields;
+    for (int at = 0; at < PQnfields(result); ++at) {
+        if (PQgetisnull(result, number, at) != 0) {
+            fields.emplace_back(std::nullopt);
+            continue;
+        }
+        const auto size = static_cast<std::size_t>(PQgetlength(result, number, at));
+        fields.emplace_back(std::in_place, PQgetvalue(result, number, at), size);
+    }
+    return row(std::move(fields));
+}
+
+} // namespace
+
+postgres_database::postgres_database(std::string url) : url_(std::move(url))
+{
+    try {
+        connect();
+    } catch (...) {
+        PQfinish(connection_);
+        throw;
+    }
+}
+
+postgres_database::~postgres_database()
+{
+    PQfinish(connection_);
+}
+
+void postgres_database::connect()
+{
+    std::vector<const char *> keywords(default_keywords.begin(), default_keywords.end());
+    std::vector<const char *> given(default_values.begin(), default_values.end());
+    keywords.insert(keywords.end(), {"dbname", nullptr});
+    given.insert(given.end(), {url_.c_str(), nullptr});
+    connection_ = PQconnectdbParams(keywords.data(), given.data(), 1);
+    if (PQstatus(connection_) != CONNECTION_OK) {
+        throw database_error(failure::lost, message_of(PQerrorMessage(connection_)));
+    }
+    PQsetNoticeProcessor(
+        connection_, [](void *, const char *) {}, nullptr);
+    check_settings();
+}
+
+void postgres_database::check_settings()
+{
+    execute("SET search_path = ledger");
+    // A station that loses its network in a transaction lets go of the lock before others give up.
+    execute("SET idle_in_transaction_session_timeout = '30s'");
+    execute("SET lock_timeout = '60s'");
+    if (setting("fsync") != "on") {
+        throw database_error(failure::unusable, "the server runs with fsync off: what it has "
+                                                "committed does not survive a power cut");
+    }
+    if (setting("synchronous_commit") == "off") {
+        execute("SET synchronous_commit = on");
+    }
+    if (setting("synchronous_commit") == "off") {
+        throw database_error(failure::unusable, "the server keeps synchronous_commit off");
+    }
+}
+
+std::string postgres_database::setting(const std::string &name)
+{
+    const result_pointer result(PQexec(connection_, ("SHOW " + name).c_str()));
+    if (PQresultStatus(result.get()) != PGRES_TUPLES_OK) {
+        fail(result.get());
+    }
+    return PQgetvalue(result.get(), 0, 0);
+}
+
+void postgres_database::reconnect()
+{
+    PQfinish(connection_);
+    connection_ = nullptr;
+    prepared_.clear();
+    connect();
+}
+
+void postgres_database::fail(const PGresult *result)
+{
+    const auto *field = result == nullptr ? nullptr : PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    const std::string state = field == nullptr ? "" : field;
+    const auto *primary =
+        result == nullptr ? nullptr : PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
+    const auto why = message_of(primary == nullptr ? PQerrorMessage(connection_) : primary);
+    if (PQstatus(connection_) == CONNECTION_BAD) {
+        throw database_error(failure::lost, "the connection to the database broke: " + why);
+    }
+    throw database_error(kind_of(state), "the database: " + why);
+}
+
+void postgres_database::execute(const std::string &sql)
+{
+    const result_pointer result(PQexec(connection_, sql.c_str()));
+    const auto status = PQresultStatus(result.get());
+    if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
+        fail(result.get());
+    }
+}
+
+void postgres_database::begin_write()
+{
+    execute("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE");
+}
+
+void postgres_database::begin_read()
+{
+    execute("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+}
+
+void postgres_database::commit()
+{
+    const result_pointer result(PQexec(connection_, "COMMIT"));
+    if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
+        fail(result.get());
+    }
+    if (std::string_view(PQcmdStatus(result.get())) != "COMMIT") {
+        throw database_error(failure::again, "the database has undone the transaction");
+    }
+}
+
+void postgres_database::rollback() noexcept
+{
+    if (PQtransactionStatus(connection_) != PQTRANS_IDLE) {
+        PQclear(PQexec(connection_, "ROLLBACK"));
+    }
+}
+
+void postgres_database::prepare(std::string_view name)
+{
+    if (prepared_.contains(name)) {
+        return;
+    }
+    const std::string key(name);
+    const result_pointer result(
+        PQprepare(connection_, key.c_str(), texts_.text(name).c_str(), 0, nullptr));
+    if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
+        fail(result.get());
+    }
+    prepared_.insert(key);
+}
+
+void postgres_database::each(std::string_view name, const values &given,
+                             const std::function<void(const row &)> &take)
+{
+    prepare(name);
+    std::vector<std::optional<std::string>> texts;
+    for (const auto &each : given) {
+        if (const auto *number = std::get_if<std::int64_t>(&each)) {
+            texts.emplace_back(std::to_string(*number));
+        } else if (const auto *text = std::get_if<std::string>(&each)) {
+            texts.emplace_back(*text);
+        } else {
+            texts.emplace_back(std::nullopt);
+        }
+    }
+    std::vector<const char *> pointers;
+    for (const auto &each : texts) {
+        pointers.push_back(each ? each->c_str() : nullptr);
+    }
+    const int sent = PQsendQueryPrepared(connection_, std::string(name).c_str(),
+                                         static_cast<int>(pointers.size()), pointers.data(),
+                                         nullptr, nullptr, 0);
+    if (sent != 1) {
+        fail(nullptr);
+    }
+    // A row at a time: an answer may be larger than memory.
+    PQsetSingleRowMode(connection_);
+    take_rows(take);
+}
+
+void postgres_database::take_rows(const std::function<void(const row &)> &take)
+{
+    result_pointer failed;
+    std::exception_ptr thrown;
+    // All results are fetched whatever happens: the connection is of no use before that.
+    while (auto result = result_pointer(PQgetResult(connection_))) {
+        const auto status = PQresultStatus(result.get());
+        if (status == PGRES_SINGLE_TUPLE && !thrown) {
+            try {
+                take(row_of(result.get(), 0));
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+        } else if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK &&
+                   status != PGRES_COMMAND_OK) {
+            failed = std::move(result);
+        }
+        if (PQstatus(connection_) == CONNECTION_BAD && !failed) {
+            break;
+        }
+    }
+    if (failed || PQstatus(connection_) == CONNECTION_BAD) {
+        fail(failed.get());
+    }
+    if (thrown) {
+        std::rethrow_exception(thrown);
+    }
+}
+
+void postgres_database::run_script(std::string_view name)
+{
+    execute(texts_.text(name));
+}
+
+std::vector<std::string> postgres_database::schema_objects(const std::string &schema)
+{
+    std::vector<std::string> all;
+    each("schema_objects", {schema}, [&](const row &one) { all.push_back(one.text(0)); });
+    return all;
+}
+
+std::vector<std::string> postgres_database::schema_differences()
+{
+    // A second schema, made for the comparison by a transaction that is undone.
+    const auto is = schema_objects("ledger");
+    execute("BEGIN");
+    auto script =
+        replaced(texts_.text("schema_1"), "CREATE SCHEMA ledger", "CREATE SCHEMA ledger_model");
+    script = replaced(script, "search_path = ledger", "search_path = ledger_model");
+    std::vector<std::string> wanted;
+    try {
+        execute(script);
+        wanted = schema_objects("ledger_model");
+    } catch (...) {
+        rollback();
+        throw;
+    }
+    rollback();
+    std::vector<std::string> told;
+    for (const auto &each : wanted) {
+        if (std::find(is.begin(), is.end(), each) == is.end()) {
+            told.push_back("the rule " + each.substr(0, each.find(' ')) +
+                           " is missing, switched off, or another one");
+        }
+    }
+    return told;
+}
+
+std::vector<std::string> postgres_database::damages()
+{
+    return {}; // the server's own tools look for it, pg_amcheck for one
+}
+
+} // namespace ledger

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include <libpq-fe.h>
+
+#include "ledger/store/database.h"
+#include "ledger/store/statements.h"
+
+namespace ledger {
+
+/** A ledger in the schema "ledger" of a PostgreSQL database that several stations share. */
+class postgres_database : public database {
+public:
+    explicit postgres_database(std::string url);
+    ~postgres_database() override;
+    postgres_database(const postgres_database &) = delete;
+    postgres_database &operator=(const postgres_database &) = delete;
+
+    void begin_write() override;
+    void begin_read() override;
+    void commit() override;
+    void rollback() noexcept override;
+    void each(std::string_view statement, const values &given,
+              const std::function<void(const row &)> &take) override;
+    void reconnect() override;
+    void run_script(std::string_view name) override;
+    std::vector<std::string> schema_differences() override;
+    std::vector<std::string> damages() override;
+
+private:
+    void connect();
+    void check_settings();
+    void execute(const std::string &sql);
+    std::string setting(const std::string &name);
+    std::vector<std::string> schema_objects(const std::string &schema);
+    void prepare(std::string_view name);
+    void take_rows(const std::function<void(const row &)> &take);
+    [[noreturn]] void fail(const PGresult *result);
+
+    std::string url_;
+    PGconn *connection_ = nullptr;
+    std::set<std::string, std::less<>> prepared_;
+    statements texts_{postgres_sql};
+};
+
+} // namespace ledger

@@ -1,0 +1,85 @@
+#include <filesystem>
+#include <fstream>
+
+#include "unit/ledger/support/ledger_test.h"
+#include "unit/ledger/support/postgres_server.h"
+
+namespace {
+
+using namespace ledger;
+using namespace ledger_tests;
+
+class keeping : public ledger_test {};
+ON_BOTH_DATABASES(keeping);
+
+TEST_P(keeping, a_ledger_that_is_there_is_left_by_init)
+{
+    auto in = open();
+    add_office(in);
+    const auto a = text_of(reserved(in, "A"));
+    EXPECT_FALSE(book::init(place));
+    EXPECT_EQ(text_of(reserved(in, "A")), a);
+}
+
+TEST_P(keeping, a_schema_from_the_future_is_refused)
+{
+    EXPECT_EQ(sql_error(place.url, "UPDATE ledger SET schema_number = 2"), "");
+    const std::string why =
+        "unusable: the ledger has schema 2, and this program knows only up to 1: "
+        "use a newer setmac-ledger";
+    EXPECT_EQ(error_of([&] { open(); }), why);
+    EXPECT_EQ(error_of([&] { book::init(place); }), why);
+}
+
+TEST_P(keeping, a_copy_is_the_same_ledger_on_either_database)
+{
+    auto in = open();
+    add_office(in);
+    reserved(in, "A");
+    const auto id = in.begin_attempt("A", {.station = "line-1"});
+    in.end_attempt(id, attempt_outcome::verified, "", {.sent = "s", .read_back = "r"});
+    in.void_unit("A", "why", "Ada");
+    reserved(in, "B");
+    for (const auto &url : {"sqlite:" + path("copy.db"), postgres_server::only().new_database()}) {
+        in.copy_to(url);
+        auto there = place;
+        there.url = url;
+        book copy(there);
+        EXPECT_EQ(findings_of(copy), "") << url;
+        EXPECT_EQ(copy.check().entries, in.check().entries);
+        EXPECT_EQ(text_of(*copy.find("B")), text_of(*in.find("B")));
+        EXPECT_EQ(copy.attempts_of(*copy.find("A")).at(0).evidence.read_back, "r");
+        EXPECT_EQ(text_of(reserved(copy, "C")), "C ABCD264700003 00:1A:2B:00:00:80/64 reserved");
+        EXPECT_EQ(error_of([&] { in.copy_to(url); }),
+                  "refused: " + url + " holds a ledger already");
+    }
+    EXPECT_FALSE(in.find("C"));
+}
+
+TEST(sqlite, that_holds_no_ledger_is_refused)
+{
+    const auto folder = std::filesystem::temp_directory_path() / "ledger-no-ledger";
+    std::filesystem::create_directories(folder);
+    const auto file = (folder / "file").string();
+    EXPECT_TRUE(error_of([&] { book({.url = "sqlite:" + file}); }).starts_with("unusable: "));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    std::ofstream(file) << "";
+    EXPECT_EQ(error_of([&] { book({.url = "sqlite:" + file}); }),
+              "unusable: sqlite:" + file + " holds no ledger: setmac-ledger init makes one");
+    std::ofstream(file) << std::string(5000, 'x');
+    EXPECT_EQ(error_of([&] { book({.url = "sqlite:" + file}); }),
+              "unusable: " + file + " is damaged, or is no ledger: file is not a database");
+    EXPECT_EQ(error_of([&] { book({.url = "sqlite:" + file}); }),
+              error_of([&] { book::init({.url = "sqlite:" + file}); }));
+    EXPECT_TRUE(error_of([&] { book({.url = file}); }).starts_with("refused: "));
+    std::filesystem::remove_all(folder);
+}
+
+TEST(postgres_server_gone, is_told)
+{
+    EXPECT_TRUE(error_of([&] {
+                    book({.url = "postgresql:///x?host=/nonexistent"});
+                }).starts_with("unusable: connection to server on socket"));
+}
+
+} // namespace
