@@ -220,6 +220,7 @@ void book::check_witness(check_result &result, const witnessed &last)
 check_result book::check()
 {
     check_result result;
+    read([] {}); // over a connection that holds
     try {
         for (const auto &each : database_->damages()) {
             result.findings.push_back({0, "the database is damaged: " + each});

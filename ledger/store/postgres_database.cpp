@@ -137,7 +137,8 @@ void postgres_database::fail(const PGresult *result)
     const auto *primary =
         result == nullptr ? nullptr : PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
     const auto why = message_of(primary == nullptr ? PQerrorMessage(connection_) : primary);
-    if (PQstatus(connection_) == CONNECTION_BAD) {
+    // What has no state was not said by the server: it is the connection's own trouble.
+    if (PQstatus(connection_) == CONNECTION_BAD || state.empty()) {
         throw database_error(failure::lost, "the connection to the database broke: " + why);
     }
     throw database_error(kind_of(state), "the database: " + why);
