@@ -7,7 +7,7 @@
 # With --all it goes on, for everything that is built:
 #   - lint of the simulated board, the station and the ledger;
 #   - the programs under both sanitizers;
-#   - every operation failing in turn, power cuts and bad lines (the sweeps);
+#   - every operation failing in turn, power cuts and bad lines (the sweeps), and the same for the ledger;
 #   - all that is built for the switch's processor, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
 #   - the kernel's own drivers, in an emulated machine.
@@ -19,7 +19,7 @@
 
 unit_tests='^(bench|ledger|sim|station|switch)_tests/'
 program_tests='^(console|e2e|ledger_e2e|line|third_party)_tests/|^packages/'
-sweeps='^sweep_tests/'
+sweeps='^(ledger_proofs|sweep_tests)/'
 
 # run_tests PRESET [OPTION...]: with options of ctest.
 run_tests() {
@@ -52,7 +52,7 @@ test_quickly() {
 test_the_rest() {
     say "Linting all programs"
     scripts/check_style.sh --lint-rest
-    build release sweep_tests
+    build release ledger_proofs sweep_tests
     run_tests release --tests-regex "$sweeps"
     build asan
     run_tests asan --exclude-regex "$unit_tests"
