@@ -12,8 +12,9 @@ namespace {
 constexpr std::string_view restart_message = "\r\nreboot: Restarting system\r\n";
 constexpr std::string_view poweroff_message = "\r\nreboot: Power down\r\n";
 
-/** What ends the banners of all operations. */
-constexpr std::string_view waiting_message = " Operation ...";
+/** What the banners of all operations begin with, and how long after its last byte one is over. */
+constexpr std::string_view waiting_message = "Disconnect your console terminal first";
+constexpr int64_t banner_quiet_us = 20'000;
 
 } // namespace
 
@@ -101,6 +102,7 @@ void session::end_shell()
     keys_.clear();
     awaited_.clear();
     unheard_.clear();
+    start_over_us_.reset();
 }
 
 void session::after_boot()
@@ -240,18 +242,19 @@ void session::hear_shell(std::string text)
         return;
     }
     unheard_ += text;
-    const std::size_t found = unheard_.find(awaited_);
-    const bool is_banner = awaited_ == waiting_message;
-    const std::size_t end = is_banner ? unheard_.find('\n', found) : found + awaited_.size();
-    if (found == std::string::npos || end == std::string::npos) {
+    if (unheard_.find(awaited_) == std::string::npos) {
+        return;
+    }
+    if (awaited_ == waiting_message) {
+        start_over_us_ = now_us_ + banner_quiet_us;
         return;
     }
     awaited_.clear();
-    if (!is_banner && !console_.running.empty()) {
+    unheard_.clear();
+    if (!console_.running.empty()) {
         keys_ = console_.running + "\r";
         awaited_ = waiting_message;
     }
-    unheard_.clear();
 }
 
 void session::serve_end(int64_t now_us)
@@ -296,8 +299,10 @@ void session::lose_power(int64_t now_us)
 std::optional<int64_t> session::next_us() const
 {
     auto next = kernel_.next_us();
-    if (refusal_us_) {
-        next = std::min(next.value_or(*refusal_us_), *refusal_us_);
+    for (const auto one : {refusal_us_, start_over_us_}) {
+        if (one) {
+            next = std::min(next.value_or(*one), *one);
+        }
     }
     if (state_ == states::booting) {
         next = std::min(next.value_or(boot_.next_us()), boot_.next_us());
@@ -317,6 +322,11 @@ void session::tick(int64_t now_us)
     if (refusal_us_ && *refusal_us_ <= now_us) {
         refusal_us_.reset();
         say(login_.refuse());
+    }
+    if (start_over_us_ && *start_over_us_ <= now_us) {
+        start_over_us_.reset();
+        awaited_.clear();
+        unheard_.clear();
     }
     send(kernel_.take(now_us));
 }

@@ -93,6 +93,7 @@ private:
     std::string output_;  // on its way to the PC
     std::string awaited_; // of the shell's output: all up to it was said before the PC came
     std::string unheard_; // of that
+    std::optional<int64_t> start_over_us_; // when the operation has said all that it said before
 };
 
 } // namespace sim

@@ -199,11 +199,16 @@ TEST(console, can_begin_with_an_operation_that_waits)
 
 TEST(console, can_begin_with_an_operation_for_units_that_waits)
 {
-    const board_folder board(nor_board);
-    console_session session(board, with(at_prompt, {"--set", "running=prov_setmac setfansn"}));
-    session.line().expect_silence(50);
-    session.send("\x03"); // a byte like any other: the terminal is raw
-    session.line().expect_silence(50);
+    const std::pair<std::string, const char *> starts[] = {{"setfansn", "\x20"},
+                                                           {"setbackplane", "\x15"}};
+    for (const auto &[operation, start] : starts) {
+        const board_folder board(nor_board);
+        console_session session(board,
+                                with(at_prompt, {"--set", "running=prov_setmac " + operation}));
+        session.send("\x03"); // a byte like any other: the terminal is raw
+        session.send(start);
+        session.expect("\x06");
+    }
 }
 
 TEST(console, finds_the_programs_of_the_boards_flavour)
