@@ -18,7 +18,7 @@
 . "$(dirname "$0")/lib.sh"
 
 unit_tests='^(bench|ledger|sim|station|switch)_tests/'
-program_tests='^(console|e2e|ledger_e2e|line|third_party)_tests/|^packages/'
+program_tests='^(console|e2e|ledger_e2e|line|provision|third_party)_tests/|^packages/'
 sweeps='^(ledger_proofs|sweep_tests)/'
 
 # run_tests PRESET [OPTION...]: with options of ctest.
@@ -38,7 +38,8 @@ test_quickly() {
     # What the build needs is there; the rest comes in while it runs.
     install_missing "${style_packages[@]}" "${fuzz_packages[@]}" &
     local installation=$!
-    build release "${shipped_targets[@]}" console_tests e2e_tests ledger_e2e_tests line_tests third_party_tests
+    build release "${shipped_targets[@]}" console_tests e2e_tests ledger_e2e_tests line_tests provision_tests \
+        third_party_tests
     run_tests release --tests-regex "$program_tests"
     wait $installation
     say "Checking style"
