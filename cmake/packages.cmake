@@ -3,7 +3,10 @@
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(packages_components switch)
 if(SETMAC_SIMULATION)
-    list(APPEND packages_components station simboard ledger)
+    list(APPEND packages_components station simboard)
+endif()
+if(TARGET setmac-ledger)
+    list(APPEND packages_components ledger)
 endif()
 
 # package_documents(COMPONENT PACKAGE): what every package holds about itself.
@@ -26,12 +29,14 @@ endfunction()
 if(SETMAC_SIMULATION)
     package_documents(station setmac-station)
     package_documents(simboard setmac-simboard)
-    package_documents(ledger setmac-ledger)
     package_completions(station setmac-station)
     package_completions(simboard simboard)
-    package_completions(ledger setmac-ledger)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/setmac-station/examples COMPONENT station)
+endif()
+if(TARGET setmac-ledger)
+    package_documents(ledger setmac-ledger)
+    package_completions(ledger setmac-ledger)
 endif()
 
 set(CPACK_GENERATOR DEB)

@@ -22,15 +22,16 @@ bench_packages=(libubootenv-tool lrzsz valgrind)
 arm64_packages=(
     g++-aarch64-linux-gnu qemu-user-static
     zlib1g-dev:arm64 libtomlplusplus-dev:arm64 libserialport-dev:arm64 libgtest-dev:arm64
-    libsqlite3-dev:arm64 libpq5:arm64 libssl-dev:arm64
 )
 # The emulated machine of tests/kernel, and what builds its modules.
 kernel_packages=(qemu-system-arm make libelf1 patch cpio xz-utils kmod python3)
 
 # What an installation consists of.
 shipped_targets=(
-    setmac setmac-tlv setmac-station setmac-ledger simboard simboard_preload dev_drv_standin setmac_fallback_standin
+    setmac setmac-tlv setmac-station simboard simboard_preload dev_drv_standin setmac_fallback_standin
 )
+# What PCs have beside it.
+pc_targets=(setmac-ledger)
 
 # say TEXT...: what is done now, with the seconds since the script began.
 say() {

@@ -8,6 +8,7 @@
 
 packages=build/packages
 components="switch;station;simboard"
+pc_components=";ledger"
 targets=("${shipped_targets[@]}")
 
 # All times in packages are that of the version.
@@ -27,11 +28,12 @@ make_archive() {
     rm -rf "$work"
 }
 
-# make_packages PRESET ARCHITECTURE
+# make_packages PRESET ARCHITECTURE [COMPONENTS TARGET...]: those, too.
 make_packages() {
-    build "$1" "${targets[@]}"
+    build "$1" "${targets[@]}" "${@:4}"
     mkdir -p "$packages"
-    cpack --config "build/$1/CPackConfig.cmake" -D CPACK_COMPONENTS_ALL="$components" -B "$PWD/$packages" >"build/$1-packages.log" 2>&1 || {
+    cpack --config "build/$1/CPackConfig.cmake" -D CPACK_COMPONENTS_ALL="$components${3-}" \
+        -B "$PWD/$packages" >"build/$1-packages.log" 2>&1 || {
         cat "build/$1-packages.log"
         exit 1
     }
@@ -44,6 +46,8 @@ native=$(dpkg --print-architecture)
 if [ "${1-}" = --switch ]; then
     components=switch
     targets=(setmac setmac-tlv)
+    pc_components=
+    pc_targets=()
     shift
 fi
 wanted=("${1:-$native}")
@@ -52,7 +56,7 @@ wanted=("${1:-$native}")
 install_missing "${build_packages[@]}"
 for architecture in "${wanted[@]}"; do
     if [ "$architecture" = "$native" ]; then
-        make_packages release "$architecture"
+        make_packages release "$architecture" "$pc_components" "${pc_targets[@]}"
     elif [ "$architecture" = arm64 ]; then
         install_arm64_packages
         make_packages arm64 arm64

@@ -38,7 +38,7 @@ test_quickly() {
     # What the build needs is there; the rest comes in while it runs.
     install_missing "${style_packages[@]}" "${fuzz_packages[@]}" &
     local installation=$!
-    build release "${shipped_targets[@]}" console_tests e2e_tests ledger_e2e_tests line_tests provision_tests \
+    build release "${shipped_targets[@]}" "${pc_targets[@]}" console_tests e2e_tests ledger_e2e_tests line_tests provision_tests \
         third_party_tests
     run_tests release --tests-regex "$program_tests"
     wait $installation

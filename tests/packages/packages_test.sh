@@ -74,6 +74,7 @@ check_programs() {
 
 # check_ledger PROGRAM: it gives the same label the same identity.
 check_ledger() {
+    expect "version of setmac-ledger" "setmac-ledger $version" "$("$1" --version)"
     export SETMAC_LEDGER=sqlite:$tools/line.db
     "$1" init >/dev/null
     "$1" pool add serial numbers --pattern 'ABC{n:5}'
@@ -82,7 +83,12 @@ check_ledger() {
     "$1" check >/dev/null || fail "the ledger does not fit together"
 }
 
-packages=(build/packages/setmac{,-station,-ledger,-simboard}_*_"$architecture".deb)
+names=(setmac setmac-station setmac-simboard)
+[ "$architecture" = arm64 ] || names+=(setmac-ledger) # which is for PCs
+packages=()
+for package in "${names[@]}"; do
+    packages+=(build/packages/"$package"_*_"$architecture".deb)
+done
 [ -e "${packages[0]}" ] || fail "there are none: run scripts/package.sh $architecture first"
 [ "$architecture" = "$(dpkg --print-architecture)" ] || register_arm64_emulator
 
@@ -94,15 +100,13 @@ touch "$root/var/lib/dpkg/status"
 before=$(files_on_root)
 dpkg_on_root --install "${packages[@]}"
 simboard=$root/usr/bin/simboard
-for package in setmac setmac-station setmac-ledger setmac-simboard; do
+for package in "${names[@]}"; do
     check_dependencies $package
 done
 
 version=$(dpkg-query --admindir="$root/var/lib/dpkg" --show --showformat='${Version}' setmac)
 expect "version of simboard" "simboard $version" "$("$simboard" --version)"
 expect "version of setmac-station" "setmac-station $version" "$("$root/usr/bin/setmac-station" --version)"
-
-expect "version of setmac-ledger" "setmac-ledger $version" "$("$root/usr/bin/setmac-ledger" --version)"
 
 # The maker's libraries are not in the package; without them nothing starts.
 "$root/usr/bin/setsn" >"$tools/alone.txt" 2>&1 && fail "setsn starts without the maker's libraries"
@@ -113,7 +117,7 @@ for program in "$root"/usr/bin/*; do
     zcat "$page" | grep -q '^\.Nm '"${program##*/}" || fail "no manual page of ${program##*/}"
 done
 check_programs "$root/usr"
-check_ledger "$root/usr/bin/setmac-ledger"
+[ "$architecture" = arm64 ] || check_ledger "$root/usr/bin/setmac-ledger"
 
 archive=$(realpath build/packages/setmac-*-linux-"$architecture".tar.gz)
 mkdir "$tools/elsewhere"
@@ -129,6 +133,6 @@ env LD_PRELOAD="$root/usr/lib/setmac-simboard/libsimboard.so" SIMBOARD_DIR="$too
     "$tools/moved/bin/setmac-tlv" >"$tools/stored.txt"
 grep -q SerialNO=ABCDEFGHJ1234 "$tools/stored.txt" || fail "the archive's lib is not searched"
 
-dpkg_on_root --purge setmac setmac-station setmac-ledger setmac-simboard
+dpkg_on_root --purge "${names[@]}"
 expect "what is left after the removal" "$before" "$(files_on_root)"
 echo "Packages for $architecture: installed, run and removed; archive unpacked and run"
