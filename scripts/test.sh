@@ -8,7 +8,7 @@
 #   - lint of the simulated board, the station and the ledger;
 #   - the programs under both sanitizers;
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), and the same for the ledger;
-#   - all that is built for the switch's processor, under emulation;
+#   - what is built for the switch's processor, and its tests, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
 #   - the kernel's own drivers, in an emulated machine.
 # Parts of it:
@@ -20,6 +20,9 @@
 unit_tests='^(bench|ledger|sim|station|switch)_tests/'
 program_tests='^(console|e2e|ledger_e2e|line|provision|third_party)_tests/|^packages/'
 sweeps='^(ledger_proofs|sweep_tests)/'
+# Of what a switch runs, and of the board that it is tested on; the station's programs are for PCs.
+arm64_tests=(e2e_tests sim_tests switch_tests third_party_tests)
+arm64_pattern='^(e2e|sim|switch|third_party)_tests/'
 
 # run_tests PRESET [OPTION...]: with options of ctest.
 run_tests() {
@@ -65,8 +68,8 @@ test_the_rest() {
 test_arm64() {
     install_arm64_packages
     register_arm64_emulator
-    build arm64
-    run_tests arm64
+    build arm64 "${shipped_targets[@]}" "${arm64_tests[@]}"
+    run_tests arm64 --tests-regex "$arm64_pattern"
 }
 
 test_packages() {

@@ -9,7 +9,7 @@ namespace ledger {
 
 namespace {
 
-constexpr int octets = 6;
+constexpr std::size_t octets = 6;
 
 // Boards that nobody has provisioned show these.
 constexpr std::array default_addresses{
@@ -59,11 +59,11 @@ std::string mac_text(mac_address address)
 {
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string text;
-    for (int shift = 8 * (octets - 1); shift >= 0; shift -= 8) {
-        const auto octet = static_cast<unsigned>(address >> shift) & 0xFFU;
+    for (std::size_t left = octets; left-- > 0;) {
+        const auto octet = static_cast<unsigned>(address >> (8 * left)) & 0xFFU;
         text += digits[octet >> 4];
         text += digits[octet & 0xFU];
-        text += shift > 0 ? ":" : "";
+        text += left > 0 ? ":" : "";
     }
     return text;
 }

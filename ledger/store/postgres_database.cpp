@@ -210,6 +210,7 @@ void postgres_database::each(std::string_view name, const values &given,
         }
     }
     std::vector<const char *> pointers;
+    pointers.reserve(texts.size());
     for (const auto &each : texts) {
         pointers.push_back(each ? each->c_str() : nullptr);
     }

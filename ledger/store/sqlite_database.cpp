@@ -287,7 +287,7 @@ std::vector<std::string> sqlite_database::damages()
     if (found.size() == 1 && found[0] == "ok") {
         found = column_of("PRAGMA foreign_key_check");
         for (auto &table : found) {
-            table = "a row of the table " + table + " refers to one that is not there";
+            table.insert(0, "a row of the table ").append(" refers to one that is not there");
         }
     }
     return found;

@@ -220,7 +220,7 @@ void witness::entries_after(std::int64_t number,
 
 std::string witness::start_anew(const witnessed &start)
 {
-    const auto aside = path_ + ".until-" + std::to_string(last_.number);
+    auto aside = path_ + ".until-" + std::to_string(last_.number);
     const auto fresh = path_ + ".new";
     ::unlink(fresh.c_str());
     create(fresh, start);

@@ -25,7 +25,7 @@ static_assert(status_for_reboot == 79 && status_for_poweroff == 78);
 /** The folder that the shell begins in, with what the shell reads first. */
 fs::path make_home(const fs::path &folder)
 {
-    const fs::path home = fs::canonical(folder) / "home";
+    fs::path home = fs::canonical(folder) / "home";
     fs::create_directories(home);
     std::ofstream file(home / ".shrc", std::ios::binary);
     file << shell_commands;

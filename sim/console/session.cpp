@@ -235,7 +235,7 @@ void session::serve_terminal(int64_t now_us)
     hear_shell(shell_->read());
 }
 
-void session::hear_shell(std::string text)
+void session::hear_shell(std::string_view text)
 {
     if (awaited_.empty()) {
         say(text);
@@ -267,7 +267,7 @@ void session::serve_end(int64_t now_us)
     const uint64_t boots = boots_;
     for (std::string rest = shell_->read(); !rest.empty() && boots == boots_;
          rest = shell_ ? shell_->read() : "") {
-        hear_shell(std::move(rest));
+        hear_shell(rest);
     }
     if (boots != boots_ || is_over()) {
         return;

@@ -71,7 +71,7 @@ private:
     void type_to_login(char key);
     void type_to_shell(char key);
     bool begins_command(char key);
-    void hear_shell(std::string text);
+    void hear_shell(std::string_view text);
 
     console_description console_;
     shell_start start_;

@@ -97,6 +97,7 @@ template <class range, class text_of>
 std::vector<std::string> each_of(const range &elements, text_of text)
 {
     std::vector<std::string> out;
+    out.reserve(elements.size());
     for (const auto &each : elements) {
         out.push_back(text(each));
     }

@@ -65,8 +65,7 @@ given_values checked_values(const product &what, const given_values &given, mist
         values.emplace(form.name, text);
     }
     for (const auto &[name, text] : given) {
-        if (std::none_of(what.values.begin(), what.values.end(),
-                         [&](const value_form &form) { return form.name == name; })) {
+        if (std::ranges::find(what.values, name, &value_form::name) == what.values.end()) {
             wrong.add(1, "the product has no value \"" + printable(name) + "\": expected " +
                              names_of(what.values));
         }
