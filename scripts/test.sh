@@ -6,7 +6,7 @@
 #   - hostile bytes, a fixed number for each parser.
 # With --all it goes on, for everything that is built:
 #   - lint of the simulated board, the station and the ledger;
-#   - the programs under both sanitizers;
+#   - the programs of the switch and the station under both sanitizers;
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), and the same for the ledger;
 #   - what is built for the switch's processor, and its tests, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
@@ -20,6 +20,7 @@
 unit_tests='^(bench|ledger|sim|station|switch)_tests/'
 program_tests='^(console|e2e|ledger_e2e|line|provision|third_party)_tests/|^packages/'
 sweeps='^(ledger_proofs|sweep_tests)/'
+sanitized_programs='^(e2e|line|sweep|third_party)_tests/'
 # Of what a switch runs, and of the board that it is tested on; the station's programs are for PCs.
 arm64_tests=(e2e_tests sim_tests switch_tests third_party_tests)
 arm64_pattern='^(e2e|sim|switch|third_party)_tests/'
@@ -58,8 +59,8 @@ test_the_rest() {
     scripts/check_style.sh --lint-rest
     build release ledger_proofs sweep_tests
     run_tests release --tests-regex "$sweeps"
-    build asan
-    run_tests asan --exclude-regex "$unit_tests"
+    build asan e2e_tests line_tests sweep_tests third_party_tests
+    run_tests asan --tests-regex "$sanitized_programs"
     test_arm64
     test_packages
     test_kernel --cuts 10
