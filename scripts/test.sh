@@ -59,7 +59,7 @@ test_the_rest() {
     scripts/check_style.sh --lint-rest
     build release ledger_proofs sweep_tests
     run_tests release --tests-regex "$sweeps"
-    build asan e2e_tests line_tests sweep_tests third_party_tests
+    build asan "${pc_targets[@]}" e2e_tests line_tests sweep_tests third_party_tests
     run_tests asan --tests-regex "$sanitized_programs"
     test_arm64
     test_packages
