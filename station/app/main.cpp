@@ -9,6 +9,7 @@
 
 #include "station/app/display.h"
 #include "station/app/provision.h"
+#include "station/app/registry.h"
 #include "station/app/stop_on_signals.h"
 #include "station/lines/pty_line.h"
 #include "station/lines/serial_line.h"
@@ -23,6 +24,7 @@ using std::chrono::milliseconds;
 
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
+constexpr int exit_ledger_refuses = 7;
 
 // How long to listen once the exchange is over: to a console for its last words, to a program
 // until it ends.
@@ -47,6 +49,7 @@ struct choices {
     std::vector<std::string> values;
     bool replace = false;
     bool only_check = false;
+    registry_choices registered;
 };
 
 constexpr double longest_wait = 1e6; // seconds
@@ -157,6 +160,7 @@ void add_provision(CLI::App &app, choices &chosen)
     add_wait(*sub, chosen, "How long to wait for a prompt (as the product says)");
     sub->add_flag("--replace", chosen.replace, "Overwrite the identity of another unit");
     sub->add_flag("--only-check", chosen.only_check, "Write nothing, only read what is stored");
+    add_registry_options(*sub, chosen.registered);
 }
 
 exchange_options options_of(const choices &chosen)
@@ -256,11 +260,8 @@ report run(const prepared_job &job, const choices &chosen)
     return told;
 }
 
-/** Provisions a switch; the exit status. Throws job_error and line_error before the first byte. */
-int run_product(const choices &chosen)
+run_options run_options_of(const choices &chosen, const product &described)
 {
-    const auto described = read_product(chosen.job);
-    const auto what = make_plan(described, given_by(chosen.values), date_of_today());
     run_options options;
     options.password = password_of(described);
     if (chosen.wait > 0) {
@@ -270,8 +271,36 @@ int run_product(const choices &chosen)
     options.replace = chosen.replace;
     options.only_check = chosen.only_check;
     options.log_ending = fresh_log_ending();
+    return options;
+}
+
+std::unique_ptr<registry> open_chosen_registry(const choices &chosen)
+{
+    auto wanted = chosen.registered;
+    wanted.program_version = SETMAC_VERSION;
+    if (wanted.slot.empty()) {
+        wanted.slot = chosen.port;
+    }
+    return open_registry(wanted);
+}
+
+/**
+ * Provisions a switch; the exit status. Throws job_error, line_error and registry_error before the
+ * first byte. What a ledger must know before that byte, it knows once begin() has returned.
+ */
+int run_product(const choices &chosen)
+{
+    const auto described = read_product(chosen.job);
+    const auto given = given_by(chosen.values);
+    const auto options = run_options_of(chosen, described);
+    const auto entered = open_chosen_registry(chosen);
+    const auto what = entered ? entered->planned(described, given, chosen.only_check)
+                              : make_plan(described, given, date_of_today());
 
     chosen_line used(chosen);
+    if (entered && !chosen.only_check) {
+        entered->begin();
+    }
     run_display shown(stderr, style_of(chosen), used.place);
     const stop_on_signals stop;
     const auto result = provision(*used.far, what, options, shown, stop.token());
@@ -279,8 +308,9 @@ int run_product(const choices &chosen)
     if (!chosen.quiet) {
         std::fputs("\n", stderr);
     }
-    (chosen.json ? print_run_json : print_run_text)(stdout, what, result);
-    return exit_status_of(result.end);
+    const auto registered = entered ? std::optional(entered->finish(result)) : std::nullopt;
+    (chosen.json ? print_run_json : print_run_text)(stdout, what, result, registered);
+    return exit_status_of(result.end, registered);
 }
 
 /** The job as a command of the station needs it. Throws job_error when there are mistakes in it. */
@@ -349,6 +379,9 @@ int run_station(const choices &chosen)
     } catch (const line_error &error) {
         std::fprintf(stderr, "setmac-station: %s\n", error.what());
         return exit_failed;
+    } catch (const registry_error &error) {
+        std::fprintf(stderr, "setmac-station: %s\n", error.what());
+        return exit_ledger_refuses;
     }
 }
 

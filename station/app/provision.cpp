@@ -113,10 +113,30 @@ std::string json_transcript(const std::string &transcript)
     return json_text(text);
 }
 
+std::string ledger_sentence(const registered_end &of)
+{
+    if (!of.trouble.empty()) {
+        return "The end is not in the ledger: " + of.trouble + ".\nWhat to do: scan label " +
+               of.label + " again once the ledger can be used; it keeps its identity.\n";
+    }
+    return "Ledger: label " + of.label + " is " + of.state +
+           (of.attempt == 0 ? "" : ", attempt " + std::to_string(of.attempt)) + ".\n";
+}
+
+std::string json_ledger(const registered_end &of)
+{
+    return R"({"label": )" + json_text(printable(of.label)) + R"(, "attempt": )" +
+           (of.attempt == 0 ? "null" : std::to_string(of.attempt)) + R"(, "state": )" +
+           json_text(of.state) + R"(, "trouble": )" + json_text(printable(of.trouble)) + "}";
+}
+
 } // namespace
 
-int exit_status_of(run_end end)
+int exit_status_of(run_end end, const std::optional<registered_end> &registered)
 {
+    if (registered && !registered->trouble.empty()) {
+        return 8;
+    }
     switch (end) {
     case run_end::verified:
         return 0;
@@ -175,7 +195,8 @@ void run_display::step_ended(const step_record &step)
                 (step.reason.empty() ? "" : ": " + step.reason));
 }
 
-void print_run_text(std::FILE *out, const plan &what, const run_result &result)
+void print_run_text(std::FILE *out, const plan &what, const run_result &result,
+                    const std::optional<registered_end> &registered)
 {
     print_table(out, steps_of(result));
     for (const auto &step : result.steps) {
@@ -198,15 +219,21 @@ void print_run_text(std::FILE *out, const plan &what, const run_result &result)
     if (!result.console.empty()) {
         std::fprintf(out, "Console: %s.\n", result.console.c_str());
     }
+    if (registered) {
+        std::fputs(ledger_sentence(*registered).c_str(), out);
+    }
     std::fprintf(out, "%.1f s.\n", result.seconds);
 }
 
-void print_run_json(std::FILE *out, const plan &what, const run_result &result)
+void print_run_json(std::FILE *out, const plan &what, const run_result &result,
+                    const std::optional<registered_end> &registered)
 {
     const auto values = each_of(result.values, [](const auto &each) {
         return R"({"name": )" + json_text(each.first) + R"(, "value": )" +
                json_text(printable(each.second)) + "}";
     });
+    const auto ledger =
+        registered ? "  \"ledger\": " + json_ledger(*registered) + ",\n" : std::string();
     std::fprintf(out,
                  "{\n"
                  "  \"product\": %s,\n"
@@ -216,6 +243,7 @@ void print_run_json(std::FILE *out, const plan &what, const run_result &result)
                  "  \"held\": %s,\n"
                  "  \"left\": %s,\n"
                  "  \"seconds\": %.3f,\n"
+                 "%s"
                  "  \"values\": %s,\n"
                  "  \"steps\": %s,\n"
                  "  \"records\": %s,\n"
@@ -224,8 +252,8 @@ void print_run_json(std::FILE *out, const plan &what, const run_result &result)
                  json_text(printable(what.what.name)).c_str(),
                  json_text(name_of(result.end)).c_str(), json_text(result.reason).c_str(),
                  json_text(result.advice).c_str(), json_text(result.held).c_str(),
-                 json_text(result.console).c_str(), result.seconds, json_list(values).c_str(),
-                 json_list(each_of(result.steps, json_step)).c_str(),
+                 json_text(result.console).c_str(), result.seconds, ledger.c_str(),
+                 json_list(values).c_str(), json_list(each_of(result.steps, json_step)).c_str(),
                  json_list(each_of(result.records, json_record)).c_str(),
                  json_transcript(result.transcript).c_str());
 }

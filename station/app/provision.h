@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,8 +13,19 @@ namespace station {
 
 // What the program shows of a run of a product.
 
-/** The exit status for each end; wrong input ends with 2. */
-int exit_status_of(run_end end);
+/** What the ledger holds of a run. */
+struct registered_end {
+    std::string label = {};
+    std::int64_t attempt = 0; // among those of the unit; 0: none was begun
+    std::string state = {};   // of the unit
+    std::string trouble = {}; // why the end is not entered; empty where it is
+};
+
+/**
+ * The exit status for each end; wrong input ends with 2, what a ledger refuses with 7, and a run
+ * whose end did not get into its ledger with 8.
+ */
+int exit_status_of(run_end end, const std::optional<registered_end> &registered = {});
 
 /** "name=value" texts as they were given. Throws job_error for one that is none. */
 given_values given_by(const std::vector<std::string> &texts);
@@ -45,9 +58,11 @@ private:
 };
 
 /** The steps, the records and the end in a sentence, for people. */
-void print_run_text(std::FILE *out, const plan &what, const run_result &result);
+void print_run_text(std::FILE *out, const plan &what, const run_result &result,
+                    const std::optional<registered_end> &registered = {});
 
 /** The same as a JSON object, for programs. */
-void print_run_json(std::FILE *out, const plan &what, const run_result &result);
+void print_run_json(std::FILE *out, const plan &what, const run_result &result,
+                    const std::optional<registered_end> &registered = {});
 
 } // namespace station

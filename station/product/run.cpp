@@ -180,6 +180,7 @@ private:
             return arrival::backplane;
         }
         observer_.phase("ends an operation that the switch waits in");
+        result_.may_have_stored = true;
         operation_run(far_, console_, observer_, options_.store).end_blindly(*step);
         return console_.reach_prompt(limit);
     }
@@ -303,6 +304,8 @@ private:
         const auto ended = [&] {
             record.seconds = std::chrono::duration<double>(direct_.now() - start).count();
             record.items = plan_.steps[at].job.items(record.last);
+            const bool refused = record.starts == 1 && record.last.end == ending::refused;
+            result_.may_have_stored = result_.may_have_stored || !refused;
             observer_.step_ended(record);
         };
         try {

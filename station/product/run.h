@@ -64,7 +64,8 @@ struct run_result {
     given_values values; // that were to be stored
     std::vector<step_record> steps;
     std::vector<record_read> records;
-    std::string transcript; // of the console; control characters are as they came
+    bool may_have_stored = false; // the switch, of what was sent to it
+    std::string transcript;       // of the console; control characters are as they came
     double seconds = 0;
 };
 
