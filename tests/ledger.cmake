@@ -29,11 +29,18 @@ add_gtest(ledger_tests
     NOT_DISCOVERED postgres/*)
 add_test(NAME ledger_tests/postgres COMMAND ledger_tests --gtest_filter=postgres/*)
 
-# The ledger's program, as it ships.
+# The ledger's program, and the station with a ledger, as they ship.
 add_gtest(ledger_e2e_tests
-    SOURCES e2e/ledger/ledger_program_test.cpp
-    LIBRARIES e2e_support)
-add_dependencies(ledger_e2e_tests setmac-ledger)
+    SOURCES
+        e2e/ledger/ledger_program_test.cpp
+        e2e/ledger/registered_test.cpp
+        e2e/provision/provision_session.cpp
+    LIBRARIES e2e_support ledger_support
+    NOT_DISCOVERED postgres/*)
+target_compile_definitions(ledger_e2e_tests PRIVATE
+    E2E_PRODUCTS="${PROJECT_SOURCE_DIR}/examples/products" STATION_VERSION="${PROJECT_VERSION}")
+add_dependencies(ledger_e2e_tests setmac-ledger ${simulated_switch} setmac-station)
+add_test(NAME ledger_e2e_tests/postgres COMMAND ledger_e2e_tests --gtest_filter=postgres/*)
 
 # Many at once, ends at every system call, connections that break: what must hold all the same. What
 # ends the program is preloaded, so it never carries the sanitizers.

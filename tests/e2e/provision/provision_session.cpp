@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -47,10 +48,22 @@ provision_session::provision_session(const std::string &product,
     EXPECT_EQ(made.status, 0) << made.errors;
 }
 
+void provision_session::product_as(const std::string &name)
+{
+    const auto folder = scratch_.path() / name;
+    std::filesystem::copy(std::filesystem::path(product_).parent_path(), folder);
+    product_ = folder / "product.toml";
+    auto text = read_file(product_);
+    const auto at = text.find("\nname = \"") + 9;
+    text.replace(at, text.find('"', at) - at, name);
+    write_file(product_, text);
+}
+
 outcome provision_session::provision(const std::vector<std::string> &more) const
 {
     const auto switch_console =
-        "exec " + quoted(joined({program_file("simboard"), "console", board()}, console));
+        before_console + "exec " +
+        quoted(joined({program_file("simboard"), "console", board()}, console));
     // In double quotes, as its words are in single ones.
     const auto command =
         quoted({program_file("setmac-station"), "provision", product_, "--quiet", "--json"}) +

@@ -17,6 +17,10 @@ public:
     std::vector<std::string> console = {"--set", "boot_ms=100"}; // options of the console
     std::vector<std::string> station = {"--value", "serial=ABCDEFGHJ1234", "--value",
                                         "mac=00:1A:2B:3C:4E:00"}; // and of the station
+    std::string before_console; // commands of the shell, ending in ";"
+
+    /** From here on the same product under another name. */
+    void product_as(const std::string &name);
 
     /** Provisions the switch: what the station says, as JSON, and its exit status. */
     outcome provision(const std::vector<std::string> &more = {}) const;
