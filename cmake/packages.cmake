@@ -77,7 +77,11 @@ set(CPACK_DEBIAN_STATION_PACKAGE_NAME setmac-station)
 set(CPACK_DEBIAN_STATION_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_STATION_PACKAGE_DEPENDS
     "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12), libserialport0 (>= 0.1.1), libtomlplusplus3 (>= 3.3)")
-set(CPACK_DEBIAN_STATION_PACKAGE_SUGGESTS setmac-simboard)
+set(ledger_depends "libpq5 (>= 15), libsqlite3-0 (>= 3.40), libssl3 (>= 3.0)")
+if(TARGET ledger)
+    string(APPEND CPACK_DEBIAN_STATION_PACKAGE_DEPENDS ", ${ledger_depends}")
+endif()
+set(CPACK_DEBIAN_STATION_PACKAGE_SUGGESTS "setmac-simboard, setmac-ledger")
 set(CPACK_COMPONENT_STATION_DESCRIPTION
 "PC side of the identity provisioning for network switches
 Sends the values of a job file to a switch over its serial console, names
@@ -101,7 +105,7 @@ and that keeps a log of what programs did on it.")
 set(CPACK_DEBIAN_LEDGER_PACKAGE_NAME setmac-ledger)
 set(CPACK_DEBIAN_LEDGER_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_LEDGER_PACKAGE_DEPENDS
-    "libc6 (>= 2.36), libgcc-s1 (>= 12), libpq5 (>= 15), libsqlite3-0 (>= 3.40), libssl3 (>= 3.0), libstdc++6 (>= 12)")
+    "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12), ${ledger_depends}")
 set(CPACK_DEBIAN_LEDGER_PACKAGE_SUGGESTS "setmac-station, postgresql")
 set(CPACK_COMPONENT_LEDGER_DESCRIPTION
 "identities of network switches, handed out once

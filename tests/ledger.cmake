@@ -58,3 +58,7 @@ add_gtest(ledger_proofs
 target_compile_definitions(ledger_proofs PRIVATE E2E_CRASH_POINT="$<TARGET_FILE:crash_point>")
 add_dependencies(ledger_proofs setmac-ledger crash_point)
 add_test(NAME ledger_proofs/postgres COMMAND ledger_proofs --gtest_filter=postgres/*)
+
+# What stands between the station and the ledger.
+target_sources(station_tests PRIVATE unit/station/registered/registered_run_test.cpp)
+target_link_libraries(station_tests PRIVATE station_registered)

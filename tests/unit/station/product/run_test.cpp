@@ -160,6 +160,16 @@ TEST_F(provision, satisfies_a_backplane_operation_that_somebody_started_before)
     EXPECT_EQ(board.backplane, whole_backplane);
 }
 
+TEST_F(provision, tells_whether_the_switch_may_have_stored_something)
+{
+    EXPECT_TRUE(run().may_have_stored);
+    options.only_check = true;
+    EXPECT_FALSE(run().may_have_stored);
+    options.only_check = false;
+    board.start_operation("prov_setmac setbackplane");
+    EXPECT_FALSE(run().may_have_stored) << "the product has no list that would end it";
+}
+
 TEST_F(provision, says_that_a_backplane_operation_cannot_be_called_off)
 {
     board.start_operation("prov_setmac setbackplane");
