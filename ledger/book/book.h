@@ -186,7 +186,8 @@ private:
     head read_head(std::string_view statement);
     void finish(gate by);
     void check_against(const witnessed &last);
-    void bring_up(witness &held);
+    void commit();
+    std::vector<journal_entry> not_in(const witness &held);
     std::string witness_path(const head &of) const;
     std::int64_t next_entry() const { return head_.number + 1; }
     void add_entry(const std::string &topic, const std::string &subject, const std::string &kind,
@@ -232,6 +233,9 @@ private:
     head head_;                        // and as it leaves it
     std::vector<journal_entry> added_; // by it
     bool committing_ = false;
+    // Commits, and so syncs, even where nothing has changed: what was found may have been left by
+    // one who ended between commit and sync.
+    bool confirms_ = false;
 };
 
 } // namespace ledger

@@ -58,6 +58,7 @@ reserved book::reserve(const reservation &wanted)
         if (const auto found = database_->first("unit_by_label", {wanted.label})) {
             result.identity = unit_of_row(*found);
             check_same(result.identity, wanted);
+            confirms_ = true;
             return;
         }
         std::vector<pool> used;

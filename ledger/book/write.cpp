@@ -77,6 +77,7 @@ bool book::try_write(const std::function<void()> &work, gate by)
         start_ = read_head("ledger_lock");
         head_ = start_;
         added_.clear();
+        confirms_ = false;
         work();
         finish(by);
         return true;
@@ -106,21 +107,23 @@ bool book::try_write(const std::function<void()> &work, gate by)
 bool book::was_committed(const database_error &doubt, gate by)
 {
     const auto made = head_;
+    const bool nothing_made = head_.number == start_.number;
     committing_ = false;
     try {
         database_->rollback();
         database_->reconnect();
         database_->begin_write();
         start_ = head_ = read_head("ledger_lock");
-        const auto added = std::exchange(added_, {});
+        added_.clear();
         const auto found = database_->first("journal_entry", {made.number});
         const bool is_there = found && entry_of_row(*found).hash == made.hash;
-        if (is_there || added.empty()) {
+        if (is_there || nothing_made) {
+            confirms_ = true; // that commit has failed, and may have left something unsynced
             finish(by);
         } else {
             database_->rollback();
         }
-        return is_there || added.empty();
+        return is_there || nothing_made;
     } catch (const database_error &again) {
         database_->rollback();
         throw error(trouble::in_doubt, std::string("it is not known whether it was done: ") +
@@ -131,19 +134,34 @@ bool book::was_committed(const database_error &doubt, gate by)
 
 void book::finish(gate by)
 {
+    if (confirms_) { // SQLite does not write a row that stays as it is
+        database_->run("ledger_advance", {head_.number, no_entry_hash});
+    }
+    if (head_.number != start_.number || confirms_) {
+        database_->run("ledger_advance", {head_.number, head_.hash});
+    }
     const auto path = witness_path(start_);
     if (by == gate::none || path.empty()) {
-        committing_ = true;
-        database_->commit();
-        committing_ = false;
+        commit();
         return;
     }
     witness held(path);
     check_against(held.last());
+    const auto news = not_in(held);
+    commit();
+    for (const auto &each : news) {
+        held.append(each);
+    }
+    if (!news.empty()) {
+        held.sync();
+    }
+}
+
+void book::commit()
+{
     committing_ = true;
     database_->commit();
     committing_ = false;
-    bring_up(held);
 }
 
 void book::check_against(const witnessed &last)
@@ -166,20 +184,19 @@ void book::check_against(const witnessed &last)
     }
 }
 
-void book::bring_up(witness &held)
+/**
+ * What a witness lacks. It is read ahead of the commit: behind that, nothing may depend on the
+ * database any more, or what is done would be told as failed.
+ */
+std::vector<journal_entry> book::not_in(const witness &held)
 {
-    if (held.last().number == head_.number) {
-        return;
-    }
     if (held.last().number == start_.number) {
-        for (const auto &each : added_) {
-            held.append(each);
-        }
-    } else {
-        database_->each("journal_after", {held.last().number},
-                        [&](const row &one) { held.append(entry_of_row(one)); });
+        return std::move(added_);
     }
-    held.sync();
+    std::vector<journal_entry> all;
+    database_->each("journal_after", {held.last().number},
+                    [&](const row &one) { all.push_back(entry_of_row(one)); });
+    return all;
 }
 
 void book::add_entry(const std::string &topic, const std::string &subject, const std::string &kind,
@@ -188,7 +205,6 @@ void book::add_entry(const std::string &topic, const std::string &subject, const
     journal_entry entry{next_entry(), now(), topic, subject, kind, content.dump(), head_.hash};
     entry.hash = hash_of(entry);
     database_->run("journal_add", row_of(entry));
-    database_->run("ledger_advance", {entry.number, entry.hash});
     head_.number = entry.number;
     head_.hash = entry.hash;
     added_.push_back(std::move(entry));

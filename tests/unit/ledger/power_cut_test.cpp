@@ -110,4 +110,14 @@ TEST_P(power_cut, is_noticed_by_this_test_where_the_folder_is_not_synced)
     EXPECT_NE(wrong_after_any_cut({.no_folder_syncs = true}).find("is lost"), std::string::npos);
 }
 
+TEST_P(power_cut, loses_no_label_that_was_told_after_its_maker_had_died_unsynced)
+{
+    recording_disk disk({.no_folder_syncs = true});
+    reserved(*std::make_unique<book>(place), "L0");
+    disk.sync_folders(true);
+    const auto told = text_of(reserved(*std::make_unique<book>(place), "L0"));
+    disk.stop();
+    EXPECT_EQ(wrong_in(disk.oldest_after(disk.events()), disk.events(), {{0, told}}, true), "");
+}
+
 } // namespace

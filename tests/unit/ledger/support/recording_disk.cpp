@@ -215,6 +215,7 @@ void recording_disk::record(event one)
         std::ifstream in(one.file, std::ios::binary);
         one.data.assign(std::istreambuf_iterator<char>(in), {});
     }
+    one.folder_synced = one.folder_synced && !faults_.no_folder_syncs;
     log_.push_back(std::move(one));
 }
 
@@ -227,7 +228,7 @@ recording_disk::state_after(std::size_t events) const
         auto &file = files[one.file];
         if (one.what == kind::opened) {
             file.durable = one.data.empty() ? std::nullopt : std::optional(one.data);
-        } else if (one.what == kind::removed && one.folder_synced && !faults_.no_folder_syncs) {
+        } else if (one.what == kind::removed && one.folder_synced) {
             file = {};
         } else if (one.what == kind::synced && !faults_.no_syncs) {
             std::string content = file.durable.value_or("");

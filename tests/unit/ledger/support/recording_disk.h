@@ -31,6 +31,9 @@ public:
     recording_disk(const recording_disk &) = delete;
     recording_disk &operator=(const recording_disk &) = delete;
 
+    /** From here on folders are synced, or not. */
+    void sync_folders(bool on) { faults_.no_folder_syncs = !on; }
+
     /** From here on nothing is recorded any more. */
     void stop();
 
