@@ -9,6 +9,8 @@ using namespace std::chrono_literals;
 // A program started by the station is there at once: nothing to tell.
 constexpr auto worth_telling = 500ms;
 constexpr std::size_t bar_width = 30;
+constexpr std::size_t longest_line = 4096; // of a console; it goes on in the next
+constexpr std::size_t most_of_text = 1 << 20;
 
 std::string progress_bar(std::size_t done, std::size_t total)
 {
@@ -81,6 +83,9 @@ void display::console(std::string_view text)
             put_console_line();
         } else {
             console_line_ += character;
+            if (console_line_.size() == longest_line) {
+                put_console_line();
+            }
         }
     }
 }
@@ -112,7 +117,9 @@ void display::put_console_line()
     }
     const auto text = printable(console_line_);
     console_line_.clear();
-    console_text_ += text + "\n";
+    if (console_text_.size() < most_of_text) {
+        console_text_ += text + "\n";
+    }
     put_line("| " + text);
 }
 

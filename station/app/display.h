@@ -34,7 +34,8 @@ public:
     /** Ends what is still unfinished: a changing line, a line of the console without its end. */
     void finish();
 
-    /** The console's text so far, line by line; other than printable ASCII as "\xNN". */
+    /** The console's text so far, about 1 MiB of it, line by line; other than printable ASCII as
+     * "\xNN". */
     const std::string &console_text() const { return console_text_; }
 
 private:

@@ -14,8 +14,11 @@ using namespace std::chrono_literals;
 
 constexpr auto listening_step = 100ms;
 constexpr auto write_limit = 10s;
+constexpr auto longest_drain = 1s;
+constexpr auto longest_command = 60s;
 constexpr std::size_t most_seen = 65536;
 constexpr std::size_t most_of_tail = 2048;
+constexpr std::size_t most_of_shown = 80;
 constexpr std::size_t most_of_transcript = 1 << 20;
 
 // A prompt stands still; a text that only looks like one goes on.
@@ -30,6 +33,7 @@ constexpr auto echo_limit_a_byte = 10ms;
 constexpr int typing_tries = 4;
 
 constexpr int most_users_given = 5;
+constexpr int most_passwords_given = 2; // once more where it seems to have started again meanwhile
 constexpr std::size_t most_lines_of_a_refusal = 6;
 constexpr int wakes_before_interrupt = 2;
 constexpr int wakes_before_ending = 3;
@@ -60,18 +64,20 @@ bool ends_with(std::string_view text, const std::string &end)
 } // namespace
 
 console::console(line &far, const console_settings &settings, listener &observer)
-    : far_(far), settings_(settings), observer_(observer), last_arrival_(far.now())
+    : far_(far), settings_(settings), observer_(observer), last_arrival_(far.now()),
+      give_up_(far.now())
 {
 }
 
 arrival console::reach_prompt(milliseconds limit)
 {
-    const auto deadline = far_.now() + limit;
+    const auto deadline = give_up_ = far_.now() + limit;
     last_arrival_ = far_.now();
     saw_.clear();
     wakes_ = 0;
     same_answers_ = 0;
     users_given_ = 0;
+    passwords_given_ = 0;
     password_given_ = false;
     echoes_ = true;
     while (far_.now() < deadline) {
@@ -109,11 +115,12 @@ std::optional<arrival> console::react()
 std::optional<arrival> console::give_user()
 {
     // A refusal is a few words; where more came, the switch has started again.
-    if (password_given_ && lines_of(readable(seen_)).size() <= most_lines_of_a_refusal) {
+    if (password_given_ && (passwords_given_ == most_passwords_given ||
+                            lines_of(readable(seen_)).size() <= most_lines_of_a_refusal)) {
         return arrival::wrong_password;
     }
     if (settings_.user.empty() || users_given_ == most_users_given) {
-        saw_ = tail();
+        saw_ = tail_to_show();
         return users_given_ == 0 ? arrival::no_login : arrival::other_prompt;
     }
     ++users_given_;
@@ -147,12 +154,13 @@ std::optional<arrival> console::give_password()
     writes_to_hide_ = 2;
     send("\r");
     password_given_ = true;
+    ++passwords_given_;
     return std::nullopt;
 }
 
 std::optional<arrival> console::wake_up()
 {
-    const auto answer = writes_to_hide_ > 0 ? std::string() : tail();
+    const auto answer = tail_to_show();
     same_answers_ = answer.empty() || answer != saw_ ? 0 : same_answers_ + 1;
     if (same_answers_ == answers_that_decide) {
         return arrival::other_prompt;
@@ -226,7 +234,8 @@ void console::feed()
 {
     const std::string zeros(feeding_piece, '\0');
     seen_.clear();
-    for (std::size_t fed = 0; fed < longest_value && seen_.empty(); fed += zeros.size()) {
+    for (std::size_t fed = 0; fed < longest_value && seen_.empty() && far_.now() < give_up_;
+         fed += zeros.size()) {
         send(zeros);
         receive(far_.now());
     }
@@ -234,8 +243,9 @@ void console::feed()
 
 std::string console::shown() const
 {
-    const auto now = writes_to_hide_ > 0 ? std::string() : tail();
-    return printable(now.empty() ? std::string_view(saw_) : now);
+    const auto now = tail_to_show();
+    const std::string_view all = now.empty() ? saw_ : now;
+    return printable(all.substr(all.size() - std::min(all.size(), most_of_shown)));
 }
 
 std::optional<std::string> console::command(const std::string &text)
@@ -270,9 +280,8 @@ void console::take(std::string_view read)
     if (read.empty()) {
         return;
     }
-    seen_ += read;
-    transcript_ += read;
     last_arrival_ = far_.now();
+    keep(read);
 }
 
 bool console::shows_prompt(std::string_view text) const
@@ -300,11 +309,12 @@ bool console::at_prompt() const
 bool console::prompt_follows(milliseconds longest_silence)
 {
     last_arrival_ = far_.now();
+    const auto deadline = last_arrival_ + longest_command;
     bool nudged = false;
     while (!at_prompt()) {
         const auto quiet = silence();
         const auto what = state();
-        if (quiet >= longest_silence || seen_.size() >= most_seen ||
+        if (quiet >= longest_silence || seen_.size() >= most_seen || far_.now() >= deadline ||
             ((what == showing::login || what == showing::password) && quiet >= settled)) {
             return false;
         }
@@ -323,8 +333,7 @@ bool console::prompt_follows(milliseconds longest_silence)
 bool console::type(const std::string &text)
 {
     for (int number = 0; number < typing_tries; ++number) {
-        while (receive(far_.now())) {
-        }
+        hear_out(0ms, longest_drain);
         write_off();
         send(text);
         if (echoed(text)) {
@@ -372,17 +381,22 @@ bool console::receive(time_point deadline)
     }
     const std::string text(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
     last_arrival_ = far_.now();
+    keep(text);
+    if (writes_to_hide_ == 0) {
+        observer_.console(text);
+    }
+    return true;
+}
+
+void console::keep(std::string_view text)
+{
     seen_ += text;
     if (seen_.size() > 2 * most_seen) {
         seen_.erase(0, seen_.size() - most_seen);
     }
     if (writes_to_hide_ == 0) {
-        if (transcript_.size() < most_of_transcript) {
-            transcript_ += text;
-        }
-        observer_.console(text);
+        transcript_ += text.substr(0, most_of_transcript - transcript_.size());
     }
-    return true;
 }
 
 void console::hear_out(milliseconds quiet, milliseconds limit)
@@ -414,6 +428,12 @@ std::string console::tail() const
     const auto from = seen_.size() - std::min(seen_.size(), most_of_tail);
     const auto text = readable(std::string_view(seen_).substr(from));
     return std::string(last_line(text));
+}
+
+/** Without what may be the echo of a password. */
+std::string console::tail_to_show() const
+{
+    return writes_to_hide_ > 0 ? std::string() : tail();
 }
 
 console::showing console::state() const

@@ -51,7 +51,7 @@ public:
      */
     arrival reach_prompt(milliseconds limit);
 
-    /** What stands in the console's last line, fit for a message. */
+    /** The end of the console's last line, fit for a message. */
     std::string shown() const;
 
     /** Runs a command that needs no input; what it printed, or none where no prompt follows it. */
@@ -69,7 +69,10 @@ public:
     /** After an operation: whether the prompt is there, or comes within the limit. */
     bool back_at_prompt(milliseconds limit);
 
-    /** All that the console has shown, without what may be the echo of a password. */
+    /** Whether a name was given to a login, so that the console may be in the middle of one. */
+    bool has_given_user() const { return users_given_ > 0; }
+
+    /** What the console has shown, up to 1 MiB, without what may be the echo of a password. */
     const std::string &transcript() const { return transcript_; }
 
 private:
@@ -79,9 +82,11 @@ private:
     bool receive(time_point deadline);
     void hear_out(milliseconds quiet, milliseconds limit);
     void send(std::string_view text);
+    void keep(std::string_view text);
     void write_off();
     milliseconds silence() const;
     std::string tail() const;
+    std::string tail_to_show() const;
     showing state() const;
 
     std::optional<arrival> react();
@@ -104,6 +109,7 @@ private:
     console_settings settings_;
     listener &observer_;
     time_point last_arrival_;
+    time_point give_up_; // when a prompt is not looked for any more
     std::string seen_;   // since something was typed
     std::string saw_;    // the last line before that, where it was something unknown
     std::string learnt_; // the whole line in which the shell waits
@@ -112,7 +118,8 @@ private:
     int wakes_ = 0;          // since a prompt is looked for
     int same_answers_ = 0;   // to them, which are no known prompt
     int users_given_ = 0;
-    bool password_given_ = false;
+    int passwords_given_ = 0;
+    bool password_given_ = false; // to the last login
     bool echoes_ = true;
 };
 

@@ -1,6 +1,7 @@
 #include "station/exchanges/conversation.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace station {
 
@@ -15,6 +16,7 @@ constexpr auto write_limit_base = 2s;
 // The switch hands out a line as one piece.
 constexpr auto longest_gap_in_a_line = 500ms;
 constexpr std::size_t recent_limit = 512;
+constexpr std::size_t longest_text = 4096; // that is kept until its end comes
 
 } // namespace
 
@@ -32,9 +34,13 @@ void conversation::send(std::span<const std::uint8_t> data)
 
 bool conversation::fill(time_point deadline)
 {
-    const auto left = std::chrono::ceil<milliseconds>(deadline - now());
     begin_ = 0;
     end_ = 0;
+    // What has come in time but is read late counts; a line that never falls silent must not.
+    if (now() > deadline && std::exchange(late_for_, deadline) == deadline) {
+        return false;
+    }
+    const auto left = std::chrono::ceil<milliseconds>(deadline - now());
     try {
         end_ = far_.read(buffer_, std::max(left, milliseconds(0)));
     } catch (const line_error &) {
@@ -119,6 +125,9 @@ bool conversation::nothing_follows()
 void conversation::keep_text(std::uint8_t byte)
 {
     text_ += static_cast<char>(byte);
+    if (text_.size() == longest_text) {
+        show_text();
+    }
 }
 
 void conversation::show_text()

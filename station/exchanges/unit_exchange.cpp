@@ -38,6 +38,7 @@ constexpr int acknowledge_offers = 3;
 constexpr auto byte_limit = 1s;
 constexpr std::size_t piece_size = 256;
 constexpr std::size_t most_statuses = 2;
+constexpr int most_silent_guesses = 3; // one after the other, of a switch that may wait for lists
 
 constexpr std::string_view banners[] = {
     unit_banner::backplane, unit_banner::fans,    unit_banner::poe,
@@ -331,12 +332,15 @@ outcome carry_out(conversation &talk, const unit_operation &operation, const uni
                   const exchange_options &options)
 {
     std::uint8_t sum = 0;
+    int silent = 0;
     outcome result;
     for (int number = 1; number <= options.attempts; ++number) {
         talk.observer().attempt(number, options.attempts);
         const auto latest = unit_attempt(talk, operation, list, options.store, sum).run(number > 1);
         result = joined(result, latest, number);
-        if (is_final(operation, latest)) {
+        silent = latest.end == ending::silent ? silent + 1 : 0;
+        if (is_final(operation, latest) ||
+            (operation.guess != 0 && silent == most_silent_guesses)) {
             return result;
         }
         if (number < options.attempts) {

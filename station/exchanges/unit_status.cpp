@@ -12,6 +12,10 @@ using namespace std::chrono_literals;
 // start byte that it is asked with then.
 constexpr auto settling_time = 1s;
 
+// Far more than the statuses of all units: a line that never ends, or no line of a switch.
+constexpr std::size_t longest_text = 4096;
+constexpr std::size_t most_heard = 64;
+
 } // namespace
 
 bytes status_report::hear(std::uint8_t asks_again, conversation::milliseconds limit)
@@ -26,6 +30,9 @@ bytes status_report::hear(std::uint8_t asks_again, conversation::milliseconds li
                 break;
             }
             take(*byte);
+            if (line_ >= most_heard) {
+                break;
+            }
             if (*byte == '\r' && last_words_stand_behind_the_06()) {
                 program_has_ended_ = true;
                 break;
@@ -62,7 +69,8 @@ void status_report::take(std::uint8_t byte)
     }
     if (!is_console_text(byte)) {
         line_ = heard_.size();
-    } else if (byte == '\n' && heard_.size() - line_ > 1) {
+    } else if ((byte == '\n' && heard_.size() - line_ > 1) ||
+               heard_.size() - line_ > longest_text) {
         show(line_);
     }
 }

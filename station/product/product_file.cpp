@@ -211,6 +211,9 @@ std::string first_line_of(const product &described)
     std::ifstream in(described.password_file);
     std::string line;
     std::getline(in, line);
+    if (line.ends_with('\r')) {
+        line.pop_back(); // a line end of another system
+    }
     if (!in && line.empty()) {
         refuse_password(described, "the file \"" + printable(described.password_file) +
                                        "\" cannot be read or is empty: expected the password of "

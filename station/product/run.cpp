@@ -73,9 +73,8 @@ public:
         } catch (const run_over &over) {
             conclude(over);
         } catch (const line_stopped &) {
-            conclude({run_end::cancelled, "cancelled",
-                      "start it again: it looks what is stored "
-                      "first"});
+            conclude(
+                {run_end::cancelled, "cancelled", "start it again: it looks what is stored first"});
             leave();
         } catch (const line_error &error) {
             conclude(line_broke(error.what()));
@@ -181,6 +180,7 @@ private:
         }
         observer_.phase("ends an operation that the switch waits in");
         result_.may_have_stored = true;
+        gave_backplane_ = true;
         operation_run(far_, console_, observer_, options_.store).end_blindly(*step);
         return console_.reach_prompt(limit);
     }
@@ -216,39 +216,76 @@ private:
     {
         const auto *held = read.agreed();
         if (held == nullptr) {
-            throw run_over{run_end::failed,
-                           "what the switch holds cannot be read: of " +
-                               std::to_string(read.count()) + " readings no two agree",
-                           "look at the line; nothing was written"};
+            throw unreadable(read);
         }
         for (auto &record : result_.records) {
             record.before = held->value(record.name);
             record.checked = held->has(record.name + "=" + record.wanted);
         }
-        std::string others;
-        std::size_t same_ones = 0;
-        for (const auto &[record, wanted] : plan_.identity) {
-            const auto value = held->value(record.name).value_or("");
-            const bool same = same_value(value, wanted);
-            const bool blank =
-                value.empty() ||
-                std::any_of(record.blank.begin(), record.blank.end(),
-                            [&](const auto &each) { return same_value(value, each); });
-            same_ones += same ? 1 : 0;
-            if (!same && !blank) {
-                others += (others.empty() ? "" : ", ") + record.name + " \"" + printable(value) +
-                          "\" and not \"" + printable(wanted) + "\"";
-            }
-        }
+        const auto others = others_in(*held);
+        const auto same_ones = static_cast<std::size_t>(
+            std::count_if(plan_.identity.begin(), plan_.identity.end(), [&](const auto &each) {
+                return same_value(held->value(each.record.name).value_or(""), each.wanted);
+            }));
         result_.held = !others.empty()                     ? "another identity"
                        : same_ones == 0                    ? "nothing"
                        : same_ones < plan_.identity.size() ? "a part of this identity"
                                                            : "this identity";
         if (!others.empty() && (!options_.replace || options_.only_check)) {
-            throw run_over{run_end::other_identity, "the switch holds " + others,
-                           "look whether cable and label belong to this switch; --replace "
-                           "overwrites what it holds"};
+            throw_other_identity("the switch holds " + others);
         }
+        replaced_ = *held;
+    }
+
+    /** What is neither blank nor of this unit, in words. */
+    std::string others_in(const listing &held) const
+    {
+        std::string others;
+        for (const auto &[record, wanted] : plan_.identity) {
+            const auto value = held.value(record.name).value_or("");
+            const bool blank =
+                value.empty() ||
+                std::any_of(record.blank.begin(), record.blank.end(),
+                            [&](const auto &each) { return same_value(value, each); });
+            if (!blank && !same_value(value, wanted)) {
+                others += (others.empty() ? "" : ", ") + record.name + " \"" + printable(value) +
+                          "\" and not \"" + printable(wanted) + "\"";
+            }
+        }
+        return others;
+    }
+
+    [[noreturn]] void throw_other_identity(const std::string &reason) const
+    {
+        throw run_over{run_end::other_identity, reason,
+                       std::string("look whether cable and label belong to this switch; --replace "
+                                   "overwrites what it holds") +
+                           (gave_backplane_ ? ". It waited in setbackplane and was given this "
+                                              "unit's list: program its backplane again"
+                                            : "")};
+    }
+
+    /** After something went wrong: what is there now may be another switch. */
+    void reach_same_switch()
+    {
+        reach(plan_.what.console.boot);
+        const auto read = read_listing(false);
+        const auto *held = read.agreed();
+        if (held == nullptr) {
+            throw unreadable(read);
+        }
+        const auto others = others_in(*held);
+        if (!others.empty() && others != others_in(replaced_)) {
+            throw_other_identity("in the middle of the run the switch holds " + others);
+        }
+    }
+
+    static run_over unreadable(const readings &read)
+    {
+        return {run_end::failed,
+                "what the switch holds cannot be read: of " + std::to_string(read.count()) +
+                    " readings no two agree",
+                "look at the line, then start again"};
     }
 
     bool all_checked() const
@@ -311,7 +348,7 @@ private:
         try {
             running.carry_out(
                 plan_.what, plan_.steps[at], options_.log_ending + std::to_string(at),
-                [this] { reach(plan_.what.console.boot); }, record);
+                [this] { reach_same_switch(); }, record);
         } catch (...) {
             ended();
             throw;
@@ -353,17 +390,21 @@ private:
     /** After a cancellation: ends what the switch waits in, where that can be had soon. */
     void leave()
     {
-        if (!reached_) {
-            result_.console = "not logged in";
+        if (!reached_ && !gave_backplane_ && !console_.has_given_user()) {
+            result_.console = "as it was found";
             return;
         }
         try {
             auto quick = settings();
             quick.quiet = 700ms;
+            if (!reached_) {
+                quick.user.clear(); // a password that may be wrong is not given again
+            }
             console last(direct_, quick, observer_);
             const auto where = last.reach_prompt(leaving_limit);
             result_.transcript = last.transcript();
             result_.console = where == arrival::prompt      ? "at the prompt"
+                              : where == arrival::no_login  ? "at the login"
                               : where == arrival::backplane ? "in setbackplane"
                                                             : "not known";
         } catch (const line_error &) {
@@ -378,6 +419,8 @@ private:
     run_observer &observer_;
     console console_;
     run_result result_;
+    listing replaced_; // what the switch held before
+    bool gave_backplane_ = false;
     bool reached_ = false;
     bool all_steps_over_ = false;
 };

@@ -1,6 +1,7 @@
 #include "station/product/run_step.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "station/console/console_text.h"
 #include "station/product/listing.h"
@@ -17,6 +18,8 @@ constexpr auto operation_ends_within = 10s;
 constexpr auto prompt_returns_within = 1s;   // where the operation may go on waiting
 constexpr int attempts_to_guess_a_sum = 300; // 256, and some that get lost
 constexpr std::size_t most_readings_of_log = 8;
+constexpr std::size_t most_text = 8192; // of an exchange that is looked at
+constexpr std::size_t most_rest = 4096; // that can have come unseen
 constexpr std::string_view log_entry = "] BP ";
 constexpr std::string_view log_text = "BP ";
 
@@ -48,10 +51,9 @@ public:
     void waiting() override
     {
         outer_.waiting();
-        if (text.size() != looked_at_ && shell_.shows_prompt(text)) {
+        if (std::exchange(has_grown_, false) && shell_.shows_prompt(text)) {
             throw operation_over("the operation has ended at once" + last_words(text));
         }
-        looked_at_ = text.size();
     }
     void attempt(int number, int of) override { outer_.attempt(number, of); }
     void answered(const reply &given) override { outer_.answered(given); }
@@ -59,6 +61,8 @@ public:
     void console(std::string_view shown) override
     {
         text += shown;
+        text.erase(0, text.size() - std::min(text.size(), most_text));
+        has_grown_ = true;
         outer_.console(shown);
     }
     void retrying(std::string_view reason) override { outer_.retrying(reason); }
@@ -66,14 +70,18 @@ public:
 private:
     listener &outer_;
     const station::console &shell_;
-    std::size_t looked_at_ = 0;
+    bool has_grown_ = false;
 };
 
 /** Takes what has come already, without waiting. */
 std::string rest_of(conversation &talk)
 {
     std::string rest;
-    while (const auto byte = talk.next_byte(talk.now())) {
+    while (rest.size() < most_rest) {
+        const auto byte = talk.next_byte(talk.now());
+        if (!byte) {
+            break;
+        }
         rest += static_cast<char>(*byte);
     }
     return rest;
@@ -99,6 +107,8 @@ void operation_run::carry_out(const product &what, const planned_step &step,
                               step_record &record)
 {
     const bool logged = !step.job.logged.lines.empty();
+    record.end = step_end::failed;
+    record.reason = "it did not come to its end";
     for (record.starts = 1;; ++record.starts) {
         const auto log = what.log + "-" + log_ending + std::to_string(record.starts);
         const auto command =
@@ -108,11 +118,16 @@ void operation_run::carry_out(const product &what, const planned_step &step,
             record.last = exchange(step, false);
             wrong = record.last.reason;
         }
-        if (!shell_.back_at_prompt(wrong.empty() ? operation_ends_within : prompt_returns_within)) {
+        const bool back =
+            shell_.back_at_prompt(wrong.empty() ? operation_ends_within : prompt_returns_within);
+        if (!back || !wrong.empty()) {
             reach();
         }
         if (wrong.empty() && logged) {
             wrong = compare_log(log, step.job.logged.lines, what.columns);
+            if (!wrong.empty()) {
+                reach();
+            }
         }
         if (wrong.empty()) {
             const auto &unseen = step.job.logged.not_logged;

@@ -21,7 +21,8 @@ public:
     /**
      * Starts the operation on the switch and does its exchange, again where it went wrong on the
      * line; fetches and compares the operation's log where the switch sends nothing back. reach
-     * brings the console back to its prompt, or throws. The record tells what became of it.
+     * brings the console back to its prompt after whatever went wrong, and makes sure that it is
+     * that of the same switch, or throws. The record tells what became of the step.
      */
     void carry_out(const product &what, const planned_step &step, const std::string &log_ending,
                    const std::function<void()> &reach, step_record &record);

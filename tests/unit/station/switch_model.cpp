@@ -15,6 +15,9 @@ constexpr char erase_line = 0x15;
 
 void switch_model::power_on()
 {
+    if (at_power_on) {
+        at_power_on();
+    }
     running_.reset();
     coming_.clear();
     line_.clear();
@@ -255,7 +258,7 @@ void switch_model::take_line(const std::string &typed)
     if (mode_ == mode::secret) {
         logged_in = name_given_ == user && typed == password;
         mode_ = mode::shell;
-        say_after(200ms, logged_in ? "\r\nWelcome.\r\n" : "\r\nLogin incorrect\r\n");
+        say_after(200ms, logged_in ? "\r\nWelcome.\r\n" : refusal);
         show_prompt();
         return;
     }

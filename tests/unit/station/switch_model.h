@@ -46,6 +46,7 @@ public:
     std::string prompt = "switch:~# ";
     std::string user = "root";
     std::string password = "secret"; // empty: none is asked for
+    std::string refusal = "\r\nLogin incorrect\r\n";
     std::string boot_text = "Loader 1.0\r\n[    0.000000] Kernel starts\r\nStarting services\r\n";
     milliseconds boot_takes{4000};
     nanoseconds a_byte{0};   // that a byte takes on the line
@@ -56,7 +57,8 @@ public:
     std::string forgets; // a record that is never kept
     std::function<void(std::size_t number)> at_byte_to_switch;
     std::size_t reboot_after_lines = 0; // of commands; 0: it does not
-    std::function<line_fault()> noise;  // what befalls the next byte, wherever it stands
+    std::function<void()> at_power_on;
+    std::function<line_fault()> noise; // what befalls the next byte, wherever it stands
 
     // What it holds.
     records stored;
@@ -76,10 +78,16 @@ public:
     /** Begins with an operation that somebody started before. */
     void start_operation(const std::string &command);
 
+    /** Begins with another program in the foreground. */
+    void start_program(std::unique_ptr<model_operation> program) { running_ = std::move(program); }
+
     /** The line is whole again, without a fault; what is on it is lost. */
     void mend();
 
     bool in_operation() const { return running_ != nullptr; }
+    bool asks_for_password() const { return mode_ == mode::secret; }
+    /** What was typed into the line that is not yet ended. */
+    const std::string &typed() const { return line_; }
     std::string record(const std::string &name) const;
     void store(const std::string &name, const std::string &value);
 

@@ -198,6 +198,8 @@ TEST_F(product_file, names_the_place_of_the_password_but_does_not_hold_it)
     console = "[console]\nuser = \"root\"\npassword_file = \"password\"\n";
     write("password", "secret\nsecond line\n");
     EXPECT_EQ(station::password_of(planned().what), "secret");
+    write("password", "secret\r\n"); // as other systems end lines
+    EXPECT_EQ(station::password_of(planned().what), "secret");
     std::filesystem::remove(path("password"));
     EXPECT_THROW(station::password_of(planned().what), station::job_error);
 }

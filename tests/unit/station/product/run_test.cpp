@@ -298,7 +298,7 @@ TEST_F(provision, can_be_cancelled_at_any_phase_and_leaves_the_console_at_its_pr
         const auto result = run();
         EXPECT_EQ(words(result), "cancelled: cancelled") << phase;
         EXPECT_EQ(result.console,
-                  phase == "waits for the console" ? "not logged in" : "at the prompt");
+                  phase == "waits for the console" ? "as it was found" : "at the prompt");
         EXPECT_FALSE(board.in_operation());
     }
 }
