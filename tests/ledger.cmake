@@ -19,6 +19,7 @@ add_gtest(ledger_tests
     SOURCES
         unit/ledger/attempts_test.cpp
         unit/ledger/import_test.cpp
+        unit/ledger/lists_test.cpp
         unit/ledger/model_test.cpp
         unit/ledger/power_cut_test.cpp
         unit/ledger/reserve_test.cpp

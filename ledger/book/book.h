@@ -62,6 +62,33 @@ struct unit_filter {
     std::string until = {}; // and before this one
 };
 
+/** Which rows a list shows; what is empty does not narrow it. */
+struct list_filter {
+    std::string label = {};
+    std::string product = {};
+    std::string state = {};         // of units, as state_text() has it
+    std::string outcome = {};       // of attempts: the state that it led to, or "open"
+    std::string slot = {};          // of attempts
+    std::string operator_name = {}; // of attempts
+    std::string since = {};         // reserved, or started, from this time on
+    std::string until = {};         // and before this one
+};
+
+/** A part of a list. */
+template <class kind>
+struct list_page {
+    std::vector<kind> rows = {};
+    std::int64_t reached = 0; // the id behind which the list goes on
+    bool more = false;        // whether it may
+};
+
+/** An attempt, and what it was an attempt of. */
+struct listed_attempt {
+    attempt of = {};
+    std::string label = {};
+    std::string product = {};
+};
+
 /** A line of identities that were given out before there was a ledger. */
 struct imported_line {
     std::int64_t line = 0; // in its file
@@ -149,6 +176,24 @@ public:
     /** Hands on every unit that the filter lets through, in the order of their reservation. */
     void export_units(const unit_filter &filter, const std::function<void(const unit &)> &take);
 
+    /**
+     * Lists in the order of their ids, from behind one on, at most so many rows. Each looks at a
+     * bounded part of the ledger: there may be more where there are fewer rows than wanted, or
+     * none. Attempts come without their evidence.
+     */
+    list_page<unit> units_after(std::int64_t id, std::size_t limit, const list_filter &filter);
+    list_page<listed_attempt> attempts_after(std::int64_t id, std::size_t limit,
+                                             const list_filter &filter);
+
+    /** An attempt with its evidence. */
+    std::optional<listed_attempt> find_attempt(std::int64_t id);
+    /** Those of a station whose end nobody has told. */
+    std::vector<listed_attempt> open_attempts(const std::string &station);
+    /** That of a label. */
+    std::optional<listed_attempt> open_attempt(const std::string &label);
+    /** The last one in a slot, whatever became of it. */
+    std::optional<listed_attempt> last_attempt(const std::string &station, const std::string &slot);
+
     check_result check();
 
     /** Copies the ledger as it is at one moment to another place, where there is none yet. */
@@ -183,6 +228,8 @@ private:
     bool try_write(const std::function<void()> &work, gate by);
     bool was_committed(const database_error &doubt, gate by);
     void read(const std::function<void()> &work);
+    std::vector<unit> labelled_after(std::int64_t id, const list_filter &filter);
+    std::vector<listed_attempt> listed(std::string_view statement, const values &given);
     head read_head(std::string_view statement);
     void finish(gate by);
     void check_against(const witnessed &last);

@@ -172,3 +172,77 @@ FROM unit ORDER BY id;
 SELECT id, unit, number, station, slot, operator, product_file, product_sha256, program_version,
     started_at, stored_at, ended_at, outcome, reason, sent, read_back, transcript, entry
 FROM attempt ORDER BY id;
+
+-- Lists, a page at a time. Ids grow: of a list that is asked for in pieces, each looks at a part of them
+-- only, so that none of them holds up those who write.
+-- name: units_after
+SELECT id, label, product, serial, mac_first, mac_last, state, mac_pool, serial_pool,
+    reserved_at, changed_at, void_reason, void_by, entry
+FROM unit
+WHERE id > $1 AND id <= $2
+    AND product = coalesce(CAST($3 AS TEXT), product)
+    AND state = coalesce(CAST($4 AS TEXT), state)
+    AND reserved_at >= coalesce(CAST($5 AS TEXT), reserved_at)
+    AND reserved_at < coalesce(CAST($6 AS TEXT), '9999')
+ORDER BY id LIMIT $7;
+
+-- Attempts in lists come without what was sent, read back and shown, which may be long.
+-- name: attempts_after
+SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
+    a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, '', '', '', a.entry,
+    u.label, u.product
+FROM attempt a JOIN unit u ON u.id = a.unit
+WHERE a.id > $1 AND a.id <= $2 AND CAST($3 AS TEXT) IS NULL
+    AND u.product = coalesce(CAST($4 AS TEXT), u.product)
+    AND coalesce(a.outcome, 'open') = coalesce(CAST($5 AS TEXT), a.outcome, 'open')
+    AND a.slot = coalesce(CAST($6 AS TEXT), a.slot)
+    AND a.operator = coalesce(CAST($7 AS TEXT), a.operator)
+    AND a.started_at >= coalesce(CAST($8 AS TEXT), a.started_at)
+    AND a.started_at < coalesce(CAST($9 AS TEXT), '9999')
+ORDER BY a.id LIMIT $10;
+
+-- name: attempts_of_label_after
+SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
+    a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, '', '', '', a.entry,
+    u.label, u.product
+FROM attempt a JOIN unit u ON u.id = a.unit
+WHERE a.id > $1 AND a.id <= $2 AND u.label = $3
+    AND u.product = coalesce(CAST($4 AS TEXT), u.product)
+    AND coalesce(a.outcome, 'open') = coalesce(CAST($5 AS TEXT), a.outcome, 'open')
+    AND a.slot = coalesce(CAST($6 AS TEXT), a.slot)
+    AND a.operator = coalesce(CAST($7 AS TEXT), a.operator)
+    AND a.started_at >= coalesce(CAST($8 AS TEXT), a.started_at)
+    AND a.started_at < coalesce(CAST($9 AS TEXT), '9999')
+ORDER BY a.id LIMIT $10;
+
+-- name: attempt_with_unit
+SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
+    a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, a.sent, a.read_back,
+    a.transcript, a.entry,
+    u.label, u.product
+FROM attempt a JOIN unit u ON u.id = a.unit
+WHERE a.id = $1;
+
+-- name: attempts_open_at
+SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
+    a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, '', '', '', a.entry,
+    u.label, u.product
+FROM attempt a JOIN unit u ON u.id = a.unit
+WHERE a.station = $1 AND a.ended_at IS NULL
+ORDER BY a.id;
+
+-- name: attempt_open_of_label
+SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
+    a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, '', '', '', a.entry,
+    u.label, u.product
+FROM attempt a JOIN unit u ON u.id = a.unit
+WHERE u.label = $1 AND a.ended_at IS NULL
+ORDER BY a.id DESC LIMIT 1;
+
+-- name: attempt_last_in_slot
+SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
+    a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, '', '', '', a.entry,
+    u.label, u.product
+FROM attempt a JOIN unit u ON u.id = a.unit
+WHERE a.station = $1 AND a.slot = $2
+ORDER BY a.id DESC LIMIT 1;

@@ -126,6 +126,8 @@ CREATE TABLE attempt (
     UNIQUE (unit, number),
     CHECK ((ended_at IS NULL) = (outcome IS NULL))
 );
+CREATE INDEX attempt_slot ON attempt (station, slot, id);
+CREATE INDEX attempt_open ON attempt (station) WHERE ended_at IS NULL;
 
 CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN

@@ -108,6 +108,8 @@ CREATE TABLE attempt (
     UNIQUE (unit, number),
     CHECK ((ended_at IS NULL) = (outcome IS NULL))
 ) STRICT;
+CREATE INDEX attempt_slot ON attempt (station, slot, id);
+CREATE INDEX attempt_open ON attempt (station) WHERE ended_at IS NULL;
 
 CREATE TRIGGER pool_no_overlap BEFORE INSERT ON pool WHEN NEW.kind = 'mac'
     AND EXISTS (SELECT 1 FROM pool WHERE kind = 'mac' AND first <= NEW.last AND last >= NEW.first)
