@@ -41,8 +41,10 @@ bool wait_for(int descriptor, short events, line::milliseconds limit)
     }
 }
 
+/** Of the files of this process none is the program's: each of many slots would hold all others. */
 [[noreturn]] void become(const std::string &command)
 {
+    close_range(STDERR_FILENO + 1, ~0U, 0);
     execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char *>(nullptr));
     _exit(127);
 }
