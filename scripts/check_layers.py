@@ -16,7 +16,7 @@ def read_table():
     """Folder -> the folders, or single modules, that its sources may include."""
     rows = {}
     for line in open(TABLE, encoding="utf-8"):
-        match = re.match(r"\| `((?:src|sim|station|ledger)/[a-z_]+)` \|.*\|([^|]*)\|$", line)
+        match = re.match(r"\| `((?:src|sim|station|ledger|floor)/[a-z_]+)` \|.*\|([^|]*)\|$", line)
         if match:
             rows[match[1]] = re.findall(r"`([^`]+)`", match[2])
     return rows

@@ -1,0 +1,175 @@
+#include "floor/slots/desk.h"
+
+#include <chrono>
+#include <utility>
+
+namespace shopfloor {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// How often an idle desk looks whether the ledger can be used.
+constexpr auto look_while_away = 1s;
+constexpr auto look_while_well = 15s;
+
+desk::piece in_one_piece(desk::work what)
+{
+    return [what = std::move(what)](ledger::book &in) {
+        what(in);
+        return false;
+    };
+}
+
+} // namespace
+
+desk::desk(ledger::ledger_place place, on_change tell)
+    : place_(std::move(place)), tell_(std::move(tell)), thread_([this] { run(); })
+{
+}
+
+desk::~desk()
+{
+    end();
+}
+
+void desk::end()
+{
+    {
+        const std::lock_guard lock(guard_);
+        ending_ = true;
+    }
+    news_.notify_all();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+void desk::do_once(work what, on_failure failed)
+{
+    add(work_, {in_one_piece(std::move(what)), std::move(failed)});
+}
+
+void desk::do_surely(work what, on_failure failed)
+{
+    add(sure_, {in_one_piece(std::move(what)), std::move(failed)});
+}
+
+void desk::ask(piece what, on_failure failed)
+{
+    add(questions_, {std::move(what), std::move(failed)});
+}
+
+void desk::add(queue &to, job what)
+{
+    {
+        const std::lock_guard lock(guard_);
+        to.push_back(std::move(what));
+    }
+    news_.notify_all();
+}
+
+void desk::run()
+{
+    look();
+    std::unique_lock lock(guard_);
+    while (true) {
+        const bool due = wait(lock);
+        if (ending_ && work_.empty() && (sure_.empty() || !usable_)) {
+            return;
+        }
+        auto *const from = next_queue(due);
+        if (from == nullptr) {
+            lock.unlock();
+            look();
+        } else {
+            auto taken = std::move(from->front());
+            from->pop_front();
+            lock.unlock();
+            carry_out(*from, std::move(taken));
+        }
+        lock.lock();
+    }
+}
+
+/** True: it is time to look whether the ledger can be used. */
+bool desk::wait(std::unique_lock<std::mutex> &lock)
+{
+    const auto has_work = [this] { return ending_ || next_queue(false) != nullptr; };
+    return !news_.wait_for(lock, usable_ ? look_while_well : look_while_away, has_work);
+}
+
+/** What must be done shows whether the ledger can be used again, and waits until that is due. */
+desk::queue *desk::next_queue(bool due)
+{
+    if (!sure_.empty() && (usable_ || due)) {
+        return &sure_;
+    }
+    if (!work_.empty()) {
+        return &work_;
+    }
+    return questions_.empty() ? nullptr : &questions_;
+}
+
+void desk::carry_out(queue &from, job taken)
+{
+    try {
+        if (taken.what(open_book())) {
+            const std::lock_guard lock(guard_);
+            from.push_back(std::move(taken));
+        }
+        if (&from != &questions_) {
+            note(true, "");
+        }
+    } catch (const ledger::error &why) {
+        fail(from, std::move(taken), why);
+    } catch (const std::exception &why) {
+        taken.failed({ledger::trouble::refused, why.what()});
+    }
+}
+
+void desk::fail(queue &from, job taken, const ledger::error &why)
+{
+    if (why.kind() == ledger::trouble::refused) {
+        taken.failed(why);
+        return;
+    }
+    note(false, why.what());
+    if (&from != &sure_) {
+        taken.failed(why);
+        return;
+    }
+    const std::lock_guard lock(guard_);
+    from.push_front(std::move(taken));
+}
+
+/** Whether the ledger is there, and fits its witness. */
+void desk::look()
+{
+    try {
+        const auto trouble = open_book().look_at_witness().trouble;
+        note(trouble.empty(), trouble);
+    } catch (const ledger::error &why) {
+        note(false, why.what());
+    }
+}
+
+ledger::book &desk::open_book()
+{
+    if (!book_) {
+        book_ = std::make_unique<ledger::book>(place_);
+    }
+    return *book_;
+}
+
+void desk::note(bool usable, const std::string &reason)
+{
+    if (usable == usable_ && reason == reason_) {
+        return;
+    }
+    usable_ = usable;
+    reason_ = reason;
+    tell_(usable, reason);
+}
+
+} // namespace shopfloor

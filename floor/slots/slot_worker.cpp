@@ -1,0 +1,73 @@
+#include "floor/slots/slot_worker.h"
+
+#include "floor/slots/transcript_line.h"
+
+namespace shopfloor {
+
+namespace {
+
+station::run_result not_opened(const slot_order &order, const std::string &why)
+{
+    station::run_result result;
+    result.end = station::run_end::not_reached;
+    result.reason = why;
+    result.advice = "look at the slot's adapter: setmac-floor doctor tells what is wrong";
+    result.values = order.what.values;
+    return result;
+}
+
+} // namespace
+
+slot_worker::slot_worker(line_maker open) : open_(std::move(open)), thread_([this] { run(); }) {}
+
+slot_worker::~slot_worker()
+{
+    {
+        const std::lock_guard lock(guard_);
+        ending_ = true;
+    }
+    news_.notify_all();
+    thread_.join();
+}
+
+void slot_worker::begin(slot_order order)
+{
+    {
+        const std::lock_guard lock(guard_);
+        next_ = std::move(order);
+    }
+    news_.notify_all();
+}
+
+void slot_worker::run()
+{
+    std::unique_lock lock(guard_);
+    while (true) {
+        news_.wait(lock, [this] { return ending_ || next_; });
+        if (!next_) {
+            return;
+        }
+        const auto order = std::move(*next_);
+        next_.reset();
+        lock.unlock();
+        carry_out(order);
+        lock.lock();
+    }
+}
+
+void slot_worker::carry_out(const slot_order &order)
+{
+    std::unique_ptr<station::line> far;
+    try {
+        far = open_();
+    } catch (const station::line_error &why) {
+        order.done(not_opened(order, why.what()));
+        return;
+    }
+    transcript_line noted(*far);
+    auto result = station::provision(noted, order.what, order.options, *order.observer, order.stop);
+    result.transcript = noted.text();
+    order.done(std::move(result));
+}
+
+} // namespace shopfloor

@@ -1,0 +1,262 @@
+#include "unit/floor/slots/floor_fixture.h"
+
+#include <fstream>
+#include <thread>
+
+#include "ledger/model/serial_pattern.h"
+
+namespace floor_tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// A machine that is ten times slower, and busy, passes it all the same.
+constexpr auto patience = 120s;
+
+constexpr auto product_file = R"(name = "SW"
+flavour = "legacy"
+[[value]]
+name = "serial"
+kind = "text"
+pattern = "[A-Z0-9]{13}"
+[[value]]
+name = "mac"
+kind = "mac"
+align = 64
+count = 64
+[console]
+prompt = "# "
+user = "root"
+boot = 60
+[[identity]]
+record = "SerialNO"
+blank = ["0000000000000"]
+[[identity]]
+record = "ethaddr"
+blank = ["00:11:22:33:44:55"]
+[[step]]
+operation = "setmac"
+job = "identity.toml"
+)";
+
+constexpr auto job_file = R"([[property]]
+name = "MacAddress"
+hex = "{mac}"
+[[property]]
+name = "SerialNO"
+text = "{serial}"
+[[property]]
+name = "ProductModel"
+text = "SW-48X6Q"
+)";
+
+ledger::pool mac_pool()
+{
+    ledger::pool pool;
+    pool.name = "office";
+    pool.of_macs = true;
+    pool.first = 0x001A2B000000;
+    pool.last = 0x001A2B00FFFF;
+    pool.count = 64;
+    pool.align = 64;
+    return pool;
+}
+
+ledger::pool serial_pool()
+{
+    ledger::pool pool;
+    pool.name = "office-sn";
+    pool.pattern = "ABCDEFGH{n:5}";
+    pool.first = 1;
+    return pool;
+}
+
+} // namespace
+
+std::vector<shopfloor::serial_port> fake_ports::ports()
+{
+    const std::lock_guard lock(guard_);
+    return ports_;
+}
+
+void fake_ports::call_on_change(std::function<void()> listener)
+{
+    const std::lock_guard lock(guard_);
+    listener_ = std::move(listener);
+}
+
+void fake_ports::plug(const shopfloor::serial_port &port)
+{
+    {
+        const std::lock_guard lock(guard_);
+        ports_.push_back(port);
+    }
+    tell();
+}
+
+void fake_ports::unplug(const std::string &place)
+{
+    {
+        const std::lock_guard lock(guard_);
+        std::erase_if(ports_, [&](const auto &each) { return each.place == place; });
+    }
+    tell();
+}
+
+void fake_ports::tell()
+{
+    std::function<void()> listener;
+    {
+        const std::lock_guard lock(guard_);
+        listener = listener_;
+    }
+    if (listener) {
+        listener();
+    }
+}
+
+std::size_t silent_line::read(std::span<std::uint8_t>, milliseconds limit)
+{
+    std::this_thread::sleep_for(limit);
+    return 0;
+}
+
+void floor_fixture::SetUp()
+{
+    const auto *test = testing::UnitTest::GetInstance()->current_test_info();
+    folder_ = std::filesystem::path(testing::TempDir()) /
+              (std::string("floor_") + test->test_suite_name() + "_" + test->name());
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directories(folder_);
+    write("product.toml", product_file);
+    write("identity.toml", job_file);
+    ledger::book::init(ledger_place());
+    auto in = open_ledger();
+    in.add_pool(mac_pool());
+    in.add_pool(serial_pool());
+    ledger::product product;
+    product.name = "SW";
+    product.mac.pool = "office";
+    product.serial.pool = "office-sn";
+    in.add_product(product);
+}
+
+void floor_fixture::TearDown()
+{
+    close();
+    std::filesystem::remove_all(folder_);
+}
+
+void floor_fixture::write(const std::string &name, const std::string &text) const
+{
+    std::ofstream(path(name), std::ios::binary) << text;
+}
+
+void floor_fixture::describe(int slots, const std::string &more)
+{
+    std::string text = "[floor]\nname = \"Line 3\"\nstation = \"line3\"\n"
+                       "[ledger]\nurl = \"sqlite:line.db\"\n"
+                       "[[product]]\nfile = \"product.toml\"\n";
+    for (int number = 1; number <= slots; ++number) {
+        text += "[[slot]]\nnumber = " + std::to_string(number) + "\nexec = \"a model\"\n";
+    }
+    write("FLOOR.toml", text + more);
+}
+
+shopfloor::floor_control &floor_fixture::open()
+{
+    close();
+    const auto line_of = [this](const shopfloor::floor_slot &slot) {
+        const auto other = other_lines.find(slot.number);
+        return std::make_unique<borrowed_line>(
+            other != other_lines.end() ? *other->second
+                                       : static_cast<station::line &>(boards.at(slot.number)));
+    };
+    const auto described = shopfloor::read_floor(path("FLOOR.toml"));
+    for (const auto &each : described.slots) {
+        boards.try_emplace(each.number);
+    }
+    floor = std::make_unique<shopfloor::floor_control>(described, ports, "0.1.0", line_of);
+    floor->events().call_on_news([this] {
+        const std::lock_guard lock(guard_);
+        news_.notify_all();
+    });
+    return *floor;
+}
+
+answer floor_fixture::ask(const std::function<void(shopfloor::reply)> &request)
+{
+    const auto told = std::make_shared<std::promise<answer>>();
+    auto coming = told->get_future();
+    request([told](answer of) { told->set_value(std::move(of)); });
+    if (coming.wait_for(patience) != std::future_status::ready) {
+        ADD_FAILURE() << "no answer";
+        return {};
+    }
+    return coming.get();
+}
+
+answer floor_fixture::start(int slot, const std::string &label)
+{
+    return start({.slot = slot, .label = label});
+}
+
+answer floor_fixture::start(const shopfloor::start_request &wanted)
+{
+    return ask([&](shopfloor::reply to) { floor->start(wanted, std::move(to)); });
+}
+
+json floor_fixture::slot(int number) const
+{
+    const auto state = floor->state();
+    for (const auto &each : state["slots"]) {
+        if (each["slot"] == number) {
+            return each;
+        }
+    }
+    return nullptr;
+}
+
+json floor_fixture::wait_for(int number, const std::function<bool(const json &)> &is_so)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    std::unique_lock lock(guard_);
+    while (std::chrono::steady_clock::now() < deadline) {
+        // The news of a change may have been told before it is waited for.
+        const auto seen = floor->events().last();
+        lock.unlock();
+        auto now = slot(number);
+        if (is_so(now)) {
+            return now;
+        }
+        lock.lock();
+        news_.wait_until(lock, deadline, [&] { return floor->events().last() != seen; });
+    }
+    lock.unlock();
+    ADD_FAILURE() << "did not come: " << slot(number).dump(2);
+    return slot(number);
+}
+
+json floor_fixture::wait_for_end(int number)
+{
+    return wait_for(number, [](const json &slot) {
+        return slot["state"] == "ended" || slot["state"] == "unplugged";
+    });
+}
+
+std::string floor_fixture::words(const json &slot)
+{
+    const auto &run = slot["run"];
+    if (run.is_null() || run["outcome"].is_null()) {
+        return slot["state"].get<std::string>();
+    }
+    return run["outcome"].get<std::string>() + " " + run["verdict"].get<std::string>();
+}
+
+std::string floor_fixture::code(const answer &of)
+{
+    return of.refused ? of.refused->code : "none";
+}
+
+} // namespace floor_tests
