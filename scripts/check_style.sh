@@ -49,7 +49,7 @@ check_format() {
 
 case ${1-} in
 --lint-rest)
-    lint 'sim/*.cpp' 'station/*.cpp' 'ledger/*.cpp'
+    lint 'sim/*.cpp' 'station/*.cpp' 'ledger/*.cpp' 'floor/*.cpp'
     ;;
 "")
     check_format

@@ -5,7 +5,7 @@
 #   - the programs as they ship, over simulated boards and under programs that others wrote;
 #   - hostile bytes, a fixed number for each parser.
 # With --all it goes on, for everything that is built:
-#   - lint of the simulated board, the station and the ledger;
+#   - lint of the simulated board, the station, the ledger and the floor;
 #   - the programs of the switch and the station under both sanitizers;
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), and the same for the ledger;
 #   - what is built for the switch's processor, and its tests, under emulation;
@@ -17,7 +17,7 @@
 #   --kernel     only those on the kernel's drivers
 . "$(dirname "$0")/lib.sh"
 
-unit_tests='^(bench|ledger|sim|station|switch)_tests/'
+unit_tests='^(bench|floor|ledger|sim|station|switch)_tests/'
 program_tests='^(console|e2e|ledger_e2e|line|provision|third_party)_tests/|^packages/'
 sweeps='^(ledger_proofs|sweep_tests)/'
 sanitized_programs='^(e2e|line|sweep|third_party)_tests/'
@@ -48,7 +48,7 @@ test_quickly() {
     wait $installation
     say "Checking style"
     scripts/check_style.sh
-    build asan bench_tests ledger_tests sim_tests station_tests switch_tests
+    build asan bench_tests floor_tests ledger_tests sim_tests station_tests switch_tests
     run_tests asan --tests-regex "$unit_tests"
     say "Feeding hostile bytes"
     scripts/fuzz.sh --quick
