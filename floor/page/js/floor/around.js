@@ -5,7 +5,7 @@ import { VIEWS, address, go } from '../base/routes.js';
 import { THEMES, set } from '../base/settings.js';
 import { onChange, store } from '../base/store.js';
 
-const THEME_WORDS = { auto: 'Light: auto', light: 'Light: bright', dark: 'Light: dark' };
+const THEME_WORDS = { auto: 'Screen: auto', light: 'Screen: bright', dark: 'Screen: dark' };
 
 function lamp(name, { good, text }) {
     return el('span.lamp', { 'data-good': String(good) }, el('span.lamp-sign', { 'aria-hidden': 'true' }, good ? '✓' : '!'), `${name} ${text}`);

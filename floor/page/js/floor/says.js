@@ -113,16 +113,16 @@ function button(text, run, key = text) {
     return el('button', { type: 'button', 'data-key': key, onclick: run }, text);
 }
 
-function actionsFor({ offer, slot, kind }) {
+function actionsFor(said) {
+    const { offer, slot } = said;
     const buttons = [];
     if (offer) {
-        const label = el('button.strong', { type: 'button', 'data-key': `F9 ${offer.text} ${store.notice?.title}`, onclick: offer.run }, el('kbd', {}, 'F9'), ` ${offer.text}`);
-        buttons.push(label);
+        buttons.push(el('button.strong', { type: 'button', 'data-key': `F9 ${offer.text} ${store.notice?.title}`, onclick: offer.run }, el('kbd', {}, 'F9'), offer.text));
     }
     if (slot) {
         buttons.push(...slotActions(slot));
     }
-    if (kind === 'refused' && store.notice) {
+    if (said === store.notice && said.kind === 'refused') {
         buttons.push(button('Dismiss (Esc)', () => setNotice(null)));
     }
     return buttons;
@@ -161,5 +161,5 @@ function productChoice({ products }) {
 
 function faultChoice({ slot, fault }) {
     const options = [{ value: '', text: 'none' }, ...store.floor.drill_faults.map((each) => ({ value: each.fault, text: each.text }))];
-    return choice('Fault of the next unit', `fault ${slot} ${fault}`, options, fault ?? '', (wanted) => orderFault(slot, wanted || null));
+    return choice('Fault', `fault ${slot} ${fault}`, options, fault ?? '', (wanted) => orderFault(slot, wanted || null));
 }

@@ -5,6 +5,7 @@ import { clock } from '../base/words.js';
 import { slotWords } from './slot_words.js';
 
 const SIGN_OF = { pass: 'pass', fail: 'fail', stopped: 'stopped', label: 'scan', unplugged: 'warning', trouble: 'warning' };
+const CRAMPED = 4; // the last of the ways to make room
 const STEP_SIGNS = { waiting: '', running: '▸', done: '✓', unseen: '?', skipped: '–', failed: '✕' };
 
 /** A tile: its node, and show(slot, state) to bring it up to date. */
@@ -12,15 +13,17 @@ export function makeTile(number) {
     const part = (name) => el(`span.${name}`);
     const parts = {
         clock: part('clock'), drill: el('span.drill-mark', {}, 'DRILL'), sign: part('tile-sign'), head: part('tile-head'),
-        label: part('tile-label'), detail: part('tile-detail'), advice: part('tile-advice'), fault: part('tile-fault'), steps: part('steps'),
+        label: part('tile-label'), product: part('tile-product'), detail: part('tile-detail'), advice: part('tile-advice'), fault: part('tile-fault'), steps: part('steps'),
     };
+    parts.words = el('span.tile-words', {}, parts.label, parts.product, parts.detail, parts.advice, parts.fault);
     const button = el('button.tile', { type: 'button', 'data-slot': number, tabindex: '-1' },
         el('span.tile-top', {}, el('span.tile-number', {}, String(number)), parts.drill, parts.clock),
         el('span.tile-middle', {}, parts.sign, parts.head),
-        el('span.tile-words', {}, parts.label, parts.detail, parts.advice, parts.fault),
+        parts.words,
         parts.steps);
     const node = el('li', {}, button);
     let shownKind = '';
+    let fitted = '';
 
     function showSign(kind) {
         if (kind !== shownKind) {
@@ -43,11 +46,33 @@ export function makeTile(number) {
             setText(parts.label, run ? short(run.label, 64) : '');
             setText(parts.detail, short(words.detail));
             setText(parts.advice, short(words.advice));
+            setText(parts.product, words.kind === 'idle' ? short(slot.products.join(', '), 120) : '');
             setText(parts.fault, slot.fault ? `Fault ordered: ${short(slot.fault, 40)}` : '');
             parts.drill.hidden = !state.floor.drill;
             showSteps(parts.steps, slot.state === 'ended' ? [] : run?.steps ?? []);
             setAttribute(button, 'aria-label', nameOf(slot, words, selected, state));
             this.tick(slot);
+            this.fit();
+        },
+        /** Makes room for the reason: smaller type, then without the advice, then its first lines. */
+        fit(again = false) {
+            const text = parts.label.textContent + parts.detail.textContent + parts.advice.textContent + shownKind;
+            if (!again && text === fitted) {
+                return;
+            }
+            fitted = text;
+            setAttribute(button, 'data-fit', null);
+            for (let level = 0; level <= CRAMPED && parts.detail.textContent !== ''; ++level) {
+                setAttribute(button, 'data-fit', level);
+                if (parts.words.scrollHeight <= parts.words.clientHeight + 1) {
+                    break;
+                }
+            }
+            if (button.dataset.fit === String(CRAMPED)) {
+                const line = parseFloat(getComputedStyle(parts.words).lineHeight);
+                const room = parts.words.getBoundingClientRect().bottom - parts.detail.getBoundingClientRect().top;
+                button.style.setProperty('--lines', Math.max(1, Math.floor(room / line + 0.1)));
+            }
         },
         tick(slot) {
             const { run } = slot;

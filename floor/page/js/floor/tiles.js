@@ -5,17 +5,17 @@ import { onChange, store } from '../base/store.js';
 import { choose } from '../scan/actions.js';
 import { makeTile } from './tile.js';
 
-const SHAPE = 1.5; // width of a tile to its height, where it can be had
+const SHAPE = 1.8; // width of a tile to its height, where it can be had
 const GUTTER = 8;
 
-/** Columns for so many tiles in that room: those that make the largest tiles of about our shape. */
+/** Columns for so many tiles in that room: those that make the largest tiles of about our shape, and leave few places empty. */
 export function columnsFor(number, width, height) {
     let best = { columns: 1, size: 0 };
     for (let columns = 1; columns <= number; ++columns) {
         const rows = Math.ceil(number / columns);
         const wide = (width - GUTTER * (columns - 1)) / columns;
         const high = (height - GUTTER * (rows - 1)) / rows;
-        const size = Math.min(wide, high * SHAPE);
+        const size = Math.min(wide, high * SHAPE) * number / (columns * rows);
         best = size > best.size + 0.5 ? { columns, size } : best;
     }
     return best.columns;
@@ -52,6 +52,7 @@ export function showTiles(root) {
         const shape = columnsFor(tiles.size, list.clientWidth, list.clientHeight);
         list.style.setProperty('--columns', shape);
         list.style.setProperty('--rows', Math.ceil(tiles.size / shape));
+        tiles.forEach((tile) => tile.fit(true));
     }
 
     function showAll() {

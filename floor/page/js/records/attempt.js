@@ -68,12 +68,13 @@ function quoted(title, text) {
 
 function transcript({ id, console }, ends) {
     const node = el('div');
+    const whole = Array.isArray(console) ? console.map(({ text }) => text).join('') : console;
     load(node, async () => {
         const lines = (await getText(`/api/attempts/${encodeURIComponent(id)}/transcript`)).split('\n').filter(Boolean);
         return lines.map((line) => JSON.parse(line));
     }, (pieces) => {
         if (pieces.length === 0) {
-            return quoted('As it came', console);
+            return quoted('As it came', whole);
         }
         const replay = makeReplay(pieces);
         ends.push(replay.end);

@@ -31,6 +31,6 @@ export function drawCode(text) {
         return place % 2 === 0 ? [svg('rect', { x, y: 0, width, height: 50 })] : [];
     });
     const all = at + QUIET;
-    return svg('svg', { viewBox: `0 0 ${all} 50`, class: 'bars', role: 'img', 'aria-label': `Code of ${text}`, preserveAspectRatio: 'none' },
+    return svg('svg', { viewBox: `0 0 ${all} 50`, width: 2 * all, class: 'bars', role: 'img', 'aria-label': `Code of ${text}`, preserveAspectRatio: 'none' },
         svg('rect', { x: 0, y: 0, width: all, height: 50, fill: '#fff' }), svg('g', { fill: '#000' }, ...bars));
 }

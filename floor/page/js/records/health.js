@@ -67,7 +67,7 @@ function content() {
         { title: 'Retries a run', of: ({ health }) => rate(health.retries, health.runs), number: true },
         { title: 'Damaged frames a run', of: ({ health }) => rate(health.damaged, health.runs), number: true },
         { title: 'Seconds', of: ({ health }) => (health.runs > 0 ? round(health.seconds) : '–'), number: true },
-        { title: 'Place', of: (row) => el('code', {}, short(row.place, 64)) },
+        { title: 'Place', of: (row) => el('code.short', {}, short(row.place, 64)) },
     ], slots).node;
 }
 
