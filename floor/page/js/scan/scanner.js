@@ -6,7 +6,8 @@ import { characterOf, isEnd, isModifier } from './keys.js';
 const GAP = 80; // milliseconds between two keys of a scan, at most
 const FEWEST = 3; // keys; below that it was a hand
 const MOST = 128;
-const WITHOUT_END = 6; // so many fast keys that no end follows were a scan, too
+const WITHOUT_END = 6; // so many fast keys that no end follows were a scan, too,
+const PATIENCE = 1000; // after these milliseconds
 
 let burst = null;
 let lastScan = -Infinity;
@@ -76,7 +77,7 @@ export function startScanner({ took, failed, prefix }) {
         take(burst, event);
         const one = burst;
         clearTimeout(one.timer);
-        one.timer = setTimeout(endless, 4 * GAP, one);
+        one.timer = setTimeout(endless, PATIENCE, one);
     };
     addEventListener('keydown', key, { capture: true });
     // A button takes a blank as a click when the key comes up.
