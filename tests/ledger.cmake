@@ -15,7 +15,7 @@ target_compile_definitions(ledger_support PRIVATE POSTGRES_PROGRAMS="${postgres_
 target_link_libraries(ledger_support
     PUBLIC ledger GTest::gtest PkgConfig::libpq PkgConfig::sqlite3
     PRIVATE setmac_warnings setmac_sanitizers)
-add_gtest(ledger_tests
+add_gtest(ledger_tests BY_SUITE
     SOURCES
         unit/ledger/attempts_test.cpp
         unit/ledger/import_test.cpp
