@@ -22,6 +22,7 @@ add_gtest(ledger_tests BY_SUITE
         unit/ledger/lists_test.cpp
         unit/ledger/model_test.cpp
         unit/ledger/power_cut_test.cpp
+        unit/ledger/prints_test.cpp
         unit/ledger/reserve_test.cpp
         unit/ledger/rules_test.cpp
         unit/ledger/storage_test.cpp

@@ -59,20 +59,28 @@ attempt book::attempt_with(std::int64_t id)
     return attempt_of_row(*found);
 }
 
-/** Enters the change of a unit, and of one of its attempts with it. */
-void book::change_unit(unit &changed, const std::string &kind, attempt *with)
+/** Enters the change of a unit, and what changed with it. */
+void book::enter_change(unit &changed, const std::string &kind, const json &with)
 {
     changed.changed_at = now();
     changed.entry = next_entry();
     json content{{"unit", journal_form(changed)}};
-    if (with != nullptr) {
-        with->entry = changed.entry;
-        content["attempt"] = journal_form(*with);
-    }
+    content.update(with);
     add_entry("unit", changed.label, kind, content);
     database_->run("unit_change",
                    {changed.id, std::string(state_text(changed.state)), changed.changed_at,
                     or_null(changed.void_reason), or_null(changed.void_by), changed.entry});
+}
+
+/** Enters the change of a unit, and of one of its attempts with it. */
+void book::change_unit(unit &changed, const std::string &kind, attempt *with)
+{
+    auto form = json::object();
+    if (with != nullptr) {
+        with->entry = next_entry();
+        form["attempt"] = journal_form(*with);
+    }
+    enter_change(changed, kind, form);
     if (with == nullptr || with->id == with->entry) {
         return;
     }
@@ -181,6 +189,7 @@ unit book::void_unit(const std::string &label, const std::string &reason, const 
                    of.void_by.value_or("") + ")");
         }
         end_open_attempts(of, "its identity was made void");
+        end_waiting_prints(of, "its identity was made void");
         of.state = unit_state::voided;
         of.void_reason = reason;
         of.void_by = by;

@@ -12,8 +12,6 @@ namespace ledger {
 
 namespace {
 
-constexpr std::int64_t schema_number = 1;
-
 std::string random_id()
 {
     std::array<unsigned char, 32> bytes{};
@@ -42,7 +40,7 @@ bool has_ledger(database &in)
 /** The schema and the ledger's row, in the transaction that runs. */
 void make_ledger(database &in, const std::string &at)
 {
-    in.run_script("schema_1");
+    bring_schema_up(in, 0);
     const auto id = random_id();
     in.run("ledger_add", {id, schema_number, no_entry_hash});
     const json content{{"id", id}, {"schema", schema_number}};
@@ -50,6 +48,28 @@ void make_ledger(database &in, const std::string &at)
     entry.hash = hash_of(entry);
     in.run("journal_add", row_of(entry));
     in.run("ledger_advance", {entry.number, entry.hash});
+}
+
+void check_schema_is_present(std::int64_t number)
+{
+    check_schema(number);
+    if (number < schema_number) {
+        throw error(trouble::unusable, "the ledger has schema " + std::to_string(number) +
+                                           ", and this program works with " +
+                                           std::to_string(schema_number) +
+                                           ": \"setmac-ledger init\" brings it up to date");
+    }
+}
+
+/** The schema of a ledger that is there. */
+void bring_up_to_date(database &in)
+{
+    const auto has = in.first("ledger_row")->number(1);
+    check_schema(has);
+    if (has < schema_number) {
+        bring_schema_up(in, has);
+        in.run("ledger_set_schema", {schema_number});
+    }
 }
 
 } // namespace
@@ -63,7 +83,7 @@ bool book::init(const ledger_place &place)
         if (is_new) {
             make_ledger(*made, time_text(place.clock()));
         } else {
-            check_schema(made->first("ledger_row")->number(1));
+            bring_up_to_date(*made);
         }
         made->commit();
         return is_new;
@@ -84,7 +104,7 @@ book::book(ledger_place place)
             throw error(trouble::unusable,
                         place_.url + " holds no ledger: setmac-ledger init makes one");
         }
-        check_schema(database_->first("ledger_row")->number(1));
+        check_schema_is_present(database_->first("ledger_row")->number(1));
     } catch (const database_error &failed) {
         throw error(trouble::unusable, failed.what());
     }

@@ -20,6 +20,8 @@ struct told_by_journal {
     std::int64_t units = 0;
     std::int64_t attempts = 0;
     std::int64_t ended = 0;
+    std::int64_t prints = 0;
+    std::int64_t prints_ended = 0;
 };
 
 void follow_pools(told_by_journal &told, const journal_entry &entry, const json &content)
@@ -51,6 +53,8 @@ void follow_content(told_by_journal &told, const journal_entry &entry)
         told.units += kind == "reserve" || kind == "import" || kind == "burn" ? 1 : 0;
         told.attempts += kind == "begin attempt" ? 1 : 0;
         told.ended += kind == "end attempt" ? 1 : 0;
+        told.prints += kind == "ask print" ? 1 : 0;
+        told.prints_ended += kind == "end print" ? 1 : 0;
     }
 }
 
@@ -109,6 +113,11 @@ void compare_counts(check_result &result, database &in, const told_by_journal &t
             "the journal knows " + std::to_string(told.attempts) + " attempts, of which " +
                 std::to_string(told.ended) + " ended; there are " + attempts->text(0) + " and " +
                 attempts->text(1));
+    const auto prints = in.first("count_prints");
+    compare(result, told.prints == prints->number(0) && told.prints_ended == prints->number(1), 0,
+            "the journal knows " + std::to_string(told.prints) + " prints, of which " +
+                std::to_string(told.prints_ended) + " ended; there are " + prints->text(0) +
+                " and " + prints->text(1));
 }
 
 void compare_pools(check_result &result, database &in, told_by_journal &told)
@@ -176,6 +185,12 @@ void book::check_rows(check_result &result)
         const auto is = attempt_of_row(one);
         compare(result, is_recorded(one, 18, "attempt", journal_form(is)), is.entry,
                 "attempt " + std::to_string(is.number) + " of unit " + std::to_string(is.unit) +
+                    " is not as it was left");
+    });
+    database_->each("check_prints", {}, [&](const row &one) {
+        const auto is = print_of_row(one);
+        compare(result, is_recorded(one, 12, "print", journal_form(is)), is.entry,
+                "print " + std::to_string(is.number) + " of unit " + std::to_string(is.unit) +
                     " is not as it was left");
     });
     std::string before;

@@ -16,7 +16,7 @@ void carry(database &from, database &to, const std::string &reading, const std::
 void carry_all(database &from, database &to)
 {
     const auto own = from.first("ledger_row");
-    to.run_script("schema_1");
+    bring_schema_up(to, 0);
     to.run("ledger_add", {own->text(0), own->number(1), own->text(3)});
     to.run("ledger_advance", {own->number(2), own->text(3)});
     to.run("ledger_set_witness", {or_null(own->optional_text(4))});
@@ -25,6 +25,7 @@ void carry_all(database &from, database &to)
     carry(from, to, "products", "product_add", product_of_row);
     carry(from, to, "all_units", "unit_add", unit_of_row);
     carry(from, to, "all_attempts", "attempt_add", attempt_of_row);
+    carry(from, to, "all_prints", "print_add", print_of_row);
 }
 
 } // namespace

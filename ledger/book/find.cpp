@@ -64,15 +64,14 @@ std::vector<journal_entry> book::history(const std::string &label)
 /** A page at a time, each by itself: a slow reader of the export must hold up no station. */
 void book::export_units(const unit_filter &filter, const std::function<void(const unit &)> &take)
 {
-    const auto given = [](const std::string &text) { return text.empty() ? value() : value(text); };
     std::int64_t last = 0;
     for (bool more = true; more;) {
         std::vector<unit> page;
         read([&] {
             page.clear();
             database_->each("units_page",
-                            {last, given(filter.product), given(filter.state), given(filter.since),
-                             given(filter.until)},
+                            {last, null_if_empty(filter.product), null_if_empty(filter.state),
+                             null_if_empty(filter.since), null_if_empty(filter.until)},
                             [&](const row &one) { page.push_back(unit_of_row(one)); });
         });
         for (const auto &each : page) {

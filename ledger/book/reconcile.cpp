@@ -164,7 +164,8 @@ void book::burn_unit(const journal_entry &lost, const std::string &reason, const
 void book::follow_lost(const journal_entry &lost, const std::string &by)
 {
     const auto found = database_->first("unit_by_label", {lost.subject});
-    if (lost.topic != "unit" || made_a_unit(lost) || !found) {
+    const bool is_about_print = lost.kind == "ask print" || lost.kind == "end print";
+    if (lost.topic != "unit" || made_a_unit(lost) || is_about_print || !found) {
         return;
     }
     auto of = unit_of_row(*found);

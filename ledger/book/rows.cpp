@@ -7,6 +7,11 @@ value or_null(const std::optional<std::string> &text)
     return text ? value(*text) : value();
 }
 
+value null_if_empty(const std::string &text)
+{
+    return text.empty() ? value() : value(text);
+}
+
 journal_entry entry_of_row(const row &from)
 {
     return {from.number(0), from.text(1), from.text(2), from.text(3),
@@ -137,6 +142,34 @@ values row_of(const attempt &each)
             each.evidence.sent,
             each.evidence.read_back,
             each.evidence.transcript,
+            each.entry};
+}
+
+print print_of_row(const row &from)
+{
+    return {.id = from.number(0),
+            .unit = from.number(1),
+            .number = from.number(3),
+            .asked = {from.text(2), from.text(4), from.text(5), from.text(6)},
+            .asked_at = from.text(7),
+            .ended_at = from.optional_text(8),
+            .state = read_print_state(from.text(9)).value_or(print_state::waiting),
+            .reason = from.text(10),
+            .entry = from.number(11)};
+}
+
+values row_of(const print &each)
+{
+    return {each.id,
+            each.unit,
+            each.number,
+            each.asked.station,
+            each.asked.operator_name,
+            each.asked.content,
+            each.asked_at,
+            or_null(each.ended_at),
+            std::string(state_text(each.state)),
+            each.reason,
             each.entry};
 }
 

@@ -22,6 +22,8 @@ constexpr std::array state_names{
     named_state{unit_state::voided, "void"},
 };
 
+constexpr std::array<std::string_view, 3> print_state_names{"waiting", "printed", "failed"};
+
 template <class Value>
 json or_null(const std::optional<Value> &value)
 {
@@ -52,6 +54,21 @@ std::optional<unit_state> read_state(std::string_view text)
     for (const auto &each : state_names) {
         if (each.name == text) {
             return each.state;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string_view state_text(print_state state)
+{
+    return print_state_names[static_cast<std::size_t>(state)];
+}
+
+std::optional<print_state> read_print_state(std::string_view text)
+{
+    for (const auto state : {print_state::waiting, print_state::printed, print_state::failed}) {
+        if (state_text(state) == text) {
+            return state;
         }
     }
     return std::nullopt;
@@ -199,6 +216,18 @@ json journal_form(const attempt &each)
             {"sent_sha256", sha256_of(each.evidence.sent)},
             {"read_back_sha256", sha256_of(each.evidence.read_back)},
             {"transcript_sha256", sha256_of(each.evidence.transcript)}};
+}
+
+json journal_form(const print &each)
+{
+    return {{"number", each.number},
+            {"station", each.asked.station},
+            {"operator", each.asked.operator_name},
+            {"content_sha256", sha256_of(each.asked.content)},
+            {"asked_at", each.asked_at},
+            {"ended_at", or_null(each.ended_at)},
+            {"state", state_text(each.state)},
+            {"reason", each.reason}};
 }
 
 } // namespace ledger

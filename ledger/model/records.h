@@ -107,6 +107,32 @@ struct attempt {
     std::int64_t entry = 0;
 };
 
+/** A label that is wanted from a station's printer. */
+struct print_request {
+    std::string label = {};
+    std::string station = {};
+    std::string operator_name = {};
+    std::string content = {}; // what the printer is sent
+};
+
+enum class print_state { waiting, printed, failed };
+
+struct print {
+    std::int64_t id = 0; // the journal's entry that asked for it
+    std::int64_t unit = 0;
+    std::int64_t number = 0; // among those of its unit, from 1
+    print_request asked = {};
+    std::string asked_at = {};
+    std::optional<std::string> ended_at = {};
+    print_state state = print_state::waiting;
+    std::string reason = {}; // why it failed
+    std::int64_t entry = 0;
+};
+
+/** "waiting" */
+std::string_view state_text(print_state state);
+std::optional<print_state> read_print_state(std::string_view text);
+
 unit_state state_after(attempt_outcome outcome);
 std::optional<attempt_outcome> read_outcome(std::string_view text);
 
@@ -115,6 +141,7 @@ json journal_form(const pool &each);
 json journal_form(const product &each);
 json journal_form(const unit &each);
 json journal_form(const attempt &each);
+json journal_form(const print &each);
 
 // Back from there; for what is an error of the text, json's own exceptions.
 pool pool_of(const json &form);

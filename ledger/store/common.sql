@@ -246,3 +246,57 @@ SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.
 FROM attempt a JOIN unit u ON u.id = a.unit
 WHERE a.station = $1 AND a.slot = $2
 ORDER BY a.id DESC LIMIT 1;
+
+-- name: ledger_set_schema
+UPDATE ledger SET schema_number = $1;
+
+-- name: print_add
+INSERT INTO print (id, unit, number, station, operator, content, asked_at, ended_at, state, reason, entry)
+VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11);
+
+-- name: print_end
+UPDATE print SET ended_at = $2, state = $3, reason = $4, entry = $5 WHERE id = $1;
+
+-- name: print_by_id
+SELECT p.id, p.unit, u.label, p.number, p.station, p.operator, p.content, p.asked_at, p.ended_at, p.state,
+    p.reason, p.entry
+FROM print p JOIN unit u ON u.id = p.unit WHERE p.id = $1;
+
+-- name: prints_of_unit
+SELECT count(*) FROM print WHERE unit = $1;
+
+-- name: prints_waiting
+SELECT count(*) FROM print WHERE station = $1 AND state = 'waiting';
+
+-- name: print_next
+SELECT p.id, p.unit, u.label, p.number, p.station, p.operator, p.content, p.asked_at, p.ended_at, p.state,
+    p.reason, p.entry
+FROM print p JOIN unit u ON u.id = p.unit
+WHERE p.station = $1 AND p.state = 'waiting' ORDER BY p.id LIMIT 1;
+
+-- The last ones first: $1 is the id behind which a page begins.
+-- name: prints_page
+SELECT p.id, p.unit, u.label, p.number, p.station, p.operator, p.content, p.asked_at, p.ended_at, p.state,
+    p.reason, p.entry
+FROM print p JOIN unit u ON u.id = p.unit
+WHERE p.id < $1
+    AND u.label = coalesce(CAST($2 AS TEXT), u.label)
+    AND p.state = coalesce(CAST($3 AS TEXT), p.state)
+    AND p.asked_at >= coalesce(CAST($4 AS TEXT), p.asked_at)
+    AND p.asked_at < coalesce(CAST($5 AS TEXT), '9999')
+ORDER BY p.id DESC LIMIT $6;
+
+-- name: check_prints
+SELECT p.id, p.unit, u.label, p.number, p.station, p.operator, p.content, p.asked_at, p.ended_at, p.state,
+    p.reason, p.entry, j.content
+FROM print p JOIN unit u ON u.id = p.unit
+LEFT JOIN journal j ON j.number = p.entry AND j.topic = 'unit'
+ORDER BY p.id;
+
+-- name: count_prints
+SELECT count(*), coalesce(sum(CASE WHEN ended_at IS NULL THEN 0 ELSE 1 END), 0) FROM print;
+
+-- name: all_prints
+SELECT p.id, p.unit, u.label, p.number, p.station, p.operator, p.content, p.asked_at, p.ended_at, p.state,
+    p.reason, p.entry
+FROM print p JOIN unit u ON u.id = p.unit ORDER BY p.id;

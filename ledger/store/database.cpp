@@ -39,6 +39,13 @@ std::optional<row> database::first(std::string_view statement, const values &giv
     return found;
 }
 
+void bring_schema_up(database &in, std::int64_t from)
+{
+    for (auto number = from + 1; number <= schema_number; ++number) {
+        in.run_script("schema_" + std::to_string(number));
+    }
+}
+
 std::unique_ptr<database> open_database(const std::string &url, bool create)
 {
     constexpr std::string_view sqlite = "sqlite:";

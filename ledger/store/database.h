@@ -93,6 +93,12 @@ public:
     std::optional<row> first(std::string_view statement, const values &given = {});
 };
 
+/** The schema that this program works with; each number up to it has a script, "schema_1". */
+constexpr std::int64_t schema_number = 2;
+
+/** Carries out the scripts behind that number; 0: there is nothing yet. */
+void bring_schema_up(database &in, std::int64_t from);
+
 /**
  * Connects to "sqlite:PATH" or "postgresql://...". With create, an SQLite file that is not there is
  * made. Throws error: refused for a name of another kind, unusable where it cannot be used.

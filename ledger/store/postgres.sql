@@ -171,3 +171,26 @@ CREATE TRIGGER ledger_never_goes_back BEFORE UPDATE ON ledger FOR EACH ROW
     EXECUTE FUNCTION refuse('a ledger never goes back');
 CREATE TRIGGER ledger_stays BEFORE DELETE ON ledger
     FOR EACH ROW EXECUTE FUNCTION refuse('a ledger is not removed');
+
+-- Each label that was asked to be printed. Their id is the number of the entry that asked.
+-- name: schema_2
+CREATE TABLE print (
+    id bigint PRIMARY KEY REFERENCES journal (number),
+    unit bigint NOT NULL REFERENCES unit (id),
+    number bigint NOT NULL,
+    station text COLLATE "C" NOT NULL, -- whose printer it is for
+    operator text NOT NULL,
+    content text NOT NULL,             -- what the printer is sent
+    asked_at text COLLATE "C" NOT NULL,
+    ended_at text,
+    state text COLLATE "C" NOT NULL CHECK (state IN ('waiting', 'printed', 'failed')),
+    reason text NOT NULL,
+    entry bigint NOT NULL REFERENCES journal (number),
+    UNIQUE (unit, number),
+    CHECK ((ended_at IS NULL) = (state = 'waiting'))
+);
+CREATE INDEX print_waiting ON print (station, id) WHERE state = 'waiting';
+CREATE TRIGGER print_ended_stays BEFORE UPDATE ON print FOR EACH ROW WHEN (OLD.ended_at IS NOT NULL)
+    EXECUTE FUNCTION refuse('a print that has ended stays as it is');
+CREATE TRIGGER print_stays BEFORE DELETE ON print
+    FOR EACH ROW EXECUTE FUNCTION refuse('prints are not removed');

@@ -271,8 +271,11 @@ std::vector<std::string> postgres_database::schema_differences()
     // A second schema, made for the comparison by a transaction that is undone.
     const auto is = schema_objects("ledger");
     execute("BEGIN");
-    auto script =
-        replaced(texts_.text("schema_1"), "CREATE SCHEMA ledger", "CREATE SCHEMA ledger_model");
+    std::string script;
+    for (std::int64_t number = 1; number <= schema_number; ++number) {
+        script += texts_.text("schema_" + std::to_string(number));
+    }
+    script = replaced(script, "CREATE SCHEMA ledger", "CREATE SCHEMA ledger_model");
     script = replaced(script, "search_path = ledger", "search_path = ledger_model");
     std::vector<std::string> wanted;
     try {

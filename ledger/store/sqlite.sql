@@ -184,3 +184,30 @@ CREATE TRIGGER ledger_stays BEFORE DELETE ON ledger
 BEGIN
     SELECT RAISE(ABORT, 'a ledger is not removed');
 END;
+
+-- Each label that was asked to be printed. Their id is the number of the entry that asked.
+-- name: schema_2
+CREATE TABLE print (
+    id INTEGER PRIMARY KEY REFERENCES journal (number),
+    unit INTEGER NOT NULL REFERENCES unit (id),
+    number INTEGER NOT NULL,
+    station TEXT NOT NULL, -- whose printer it is for
+    operator TEXT NOT NULL,
+    content TEXT NOT NULL, -- what the printer is sent
+    asked_at TEXT NOT NULL,
+    ended_at TEXT,
+    state TEXT NOT NULL CHECK (state IN ('waiting', 'printed', 'failed')),
+    reason TEXT NOT NULL,
+    entry INTEGER NOT NULL REFERENCES journal (number),
+    UNIQUE (unit, number),
+    CHECK ((ended_at IS NULL) = (state = 'waiting'))
+) STRICT;
+CREATE INDEX print_waiting ON print (station, id) WHERE state = 'waiting';
+CREATE TRIGGER print_ended_stays BEFORE UPDATE ON print WHEN OLD.ended_at IS NOT NULL
+BEGIN
+    SELECT RAISE(ABORT, 'a print that has ended stays as it is');
+END;
+CREATE TRIGGER print_stays BEFORE DELETE ON print
+BEGIN
+    SELECT RAISE(ABORT, 'prints are not removed');
+END;

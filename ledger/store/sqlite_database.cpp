@@ -263,7 +263,7 @@ std::vector<std::string> sqlite_database::schema_differences()
         return all;
     };
     sqlite_database model(":memory:", memory_only{});
-    model.run_script("schema_1");
+    bring_schema_up(model, 0);
     const auto wanted = objects(model);
     const auto is = objects(*this);
     std::vector<std::string> told;

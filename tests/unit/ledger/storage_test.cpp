@@ -23,12 +23,31 @@ TEST_P(keeping, a_ledger_that_is_there_is_left_by_init)
 
 TEST_P(keeping, a_schema_from_the_future_is_refused)
 {
-    EXPECT_EQ(sql_error(place.url, "UPDATE ledger SET schema_number = 2"), "");
+    EXPECT_EQ(sql_error(place.url, "UPDATE ledger SET schema_number = 3"), "");
     const std::string why =
-        "unusable: the ledger has schema 2, and this program knows only up to 1: "
+        "unusable: the ledger has schema 3, and this program knows only up to 2: "
         "use a newer setmac-ledger";
     EXPECT_EQ(error_of([&] { open(); }), why);
     EXPECT_EQ(error_of([&] { book::init(place); }), why);
+}
+
+TEST_P(keeping, the_first_schema_is_brought_up_to_date_by_init_and_loses_nothing)
+{
+    {
+        auto in = open();
+        add_office(in);
+        reserved(in, "A");
+    }
+    EXPECT_EQ(sql_error(place.url, "DROP TABLE print"), ""); // all that the second one adds
+    EXPECT_EQ(sql_error(place.url, "UPDATE ledger SET schema_number = 1"), "");
+    EXPECT_EQ(error_of([&] { open(); }),
+              "unusable: the ledger has schema 1, and this program works with 2: "
+              "\"setmac-ledger init\" brings it up to date");
+    EXPECT_FALSE(book::init(place));
+    auto in = open();
+    EXPECT_EQ(text_of(reserved(in, "A")), "A ABCD264700001 00:1A:2B:00:00:00/64 reserved");
+    in.ask_print({.label = "A", .station = "line-1", .content = "^XA^XZ"});
+    EXPECT_EQ(findings_of(in), "");
 }
 
 TEST_P(keeping, a_copy_is_the_same_ledger_on_either_database)
@@ -38,6 +57,7 @@ TEST_P(keeping, a_copy_is_the_same_ledger_on_either_database)
     reserved(in, "A");
     const auto id = in.begin_attempt("A", {.station = "line-1"});
     in.end_attempt(id, attempt_outcome::verified, "", {.sent = "s", .read_back = "r"});
+    in.ask_print({.label = "A", .station = "line-1", .content = "^XA^XZ"});
     in.void_unit("A", "why", "Ada");
     reserved(in, "B");
     for (const auto &url : {"sqlite:" + path("copy.db"), postgres_server::only().new_database()}) {
@@ -49,6 +69,7 @@ TEST_P(keeping, a_copy_is_the_same_ledger_on_either_database)
         EXPECT_EQ(copy.check().entries, in.check().entries);
         EXPECT_EQ(text_of(*copy.find("B")), text_of(*in.find("B")));
         EXPECT_EQ(copy.attempts_of(*copy.find("A")).at(0).evidence.read_back, "r");
+        EXPECT_EQ(copy.prints({}, 0, 10).at(0).asked.content, "^XA^XZ");
         EXPECT_EQ(text_of(reserved(copy, "C")), "C ABCD264700003 00:1A:2B:00:00:80/64 reserved");
         EXPECT_EQ(error_of([&] { in.copy_to(url); }),
                   "refused: " + url + " holds a ledger already");
