@@ -120,7 +120,7 @@ TEST(routes, know_no_other_addresses)
                              "/api/attempts/99999999999999999999",
                              "/api/attempts/1/",
                              "/api/attempts//transcript",
-                             "/../page.js",
+                             "/../js/main.js",
                              "/./index.html",
                              "/index.html/",
                              "/api/export/units.xml",
