@@ -1,4 +1,4 @@
-# cmake -D OUTPUT=page_files.cpp -D FILES=a.html;b.js -P page_files.cmake
+# cmake -D OUTPUT=page_files.cpp -D FOLDER=page -D FILES=index.html;js/main.js -P page_files.cmake
 # Writes the files as what floor/requests/page_files.h declares.
 
 set(types
@@ -9,19 +9,19 @@ set(types
 
 set(contents "")
 set(rows "")
-foreach(file IN LISTS FILES)
-    cmake_path(GET file FILENAME name)
-    cmake_path(GET file EXTENSION LAST_ONLY ending)
+foreach(name IN LISTS FILES)
+    set(file ${FOLDER}/${name})
+    cmake_path(GET name EXTENSION LAST_ONLY ending)
     string(SUBSTRING "${ending}" 1 -1 ending)
     list(FIND types "${ending}" at)
     math(EXPR at "${at} + 1")
     list(GET types ${at} type)
     file(SHA256 ${file} hash)
     string(SUBSTRING ${hash} 0 16 tag)
+    file(SIZE ${file} size)
     file(READ ${file} bytes HEX)
     string(REGEX REPLACE "(..)" "\\\\x\\1" bytes "${bytes}")
-    string(MAKE_C_IDENTIFIER "content_of_${name}" variable)
-    file(SIZE ${file} size)
+    string(MAKE_C_IDENTIFIER "content of ${name}" variable)
     string(APPEND contents "constexpr char ${variable}[] = \"${bytes}\";\n")
     string(APPEND rows
         "    {\"/${name}\", \"${type}\", \"\\\"${tag}\\\"\", {${variable}, ${size}}},\n")
