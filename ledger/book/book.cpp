@@ -76,7 +76,7 @@ void bring_up_to_date(database &in)
 
 bool book::init(const ledger_place &place)
 {
-    const auto made = open_database(place.url, true);
+    const auto made = open_database(place.url, true, place.silence);
     try {
         made->begin_write();
         const bool is_new = !has_ledger(*made);
@@ -97,7 +97,7 @@ bool book::init(const ledger_place &place)
 }
 
 book::book(ledger_place place)
-    : place_(std::move(place)), database_(open_database(place_.url, false))
+    : place_(std::move(place)), database_(open_database(place_.url, false, place_.silence))
 {
     try {
         if (!has_ledger(*database_)) {

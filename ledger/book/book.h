@@ -29,6 +29,7 @@ struct ledger_place {
     std::string url = {};     // "sqlite:FILE" or "postgresql://..."
     std::string witness = {}; // where this machine has the witness; empty: where the ledger says
     std::function<time_point()> clock = std::chrono::system_clock::now;
+    std::chrono::milliseconds silence = longest_silence; // of a server, before it is given up
 };
 
 /** What a label asks for. */

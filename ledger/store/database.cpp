@@ -46,7 +46,8 @@ void bring_schema_up(database &in, std::int64_t from)
     }
 }
 
-std::unique_ptr<database> open_database(const std::string &url, bool create)
+std::unique_ptr<database> open_database(const std::string &url, bool create,
+                                        std::chrono::milliseconds silence)
 {
     constexpr std::string_view sqlite = "sqlite:";
     try {
@@ -54,7 +55,7 @@ std::unique_ptr<database> open_database(const std::string &url, bool create)
             return std::make_unique<sqlite_database>(url.substr(sqlite.size()), create);
         }
         if (url.starts_with("postgresql://") || url.starts_with("postgres://")) {
-            return std::make_unique<postgres_database>(url);
+            return std::make_unique<postgres_database>(url, silence);
         }
     } catch (const database_error &failed) {
         throw error(trouble::unusable, failed.what());

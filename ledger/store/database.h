@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -99,10 +100,15 @@ constexpr std::int64_t schema_number = 2;
 /** Carries out the scripts behind that number; 0: there is nothing yet. */
 void bring_schema_up(database &in, std::int64_t from);
 
+// Longer than a writer waits for its turn, which is a minute.
+constexpr std::chrono::milliseconds longest_silence{90000};
+
 /**
  * Connects to "sqlite:PATH" or "postgresql://...". With create, an SQLite file that is not there is
- * made. Throws error: refused for a name of another kind, unusable where it cannot be used.
+ * made. A server that says nothing for the time of `silence` is taken for lost. Throws error:
+ * refused for a name of another kind, unusable where it cannot be used.
  */
-std::unique_ptr<database> open_database(const std::string &url, bool create);
+std::unique_ptr<database> open_database(const std::string &url, bool create,
+                                        std::chrono::milliseconds silence = longest_silence);
 
 } // namespace ledger

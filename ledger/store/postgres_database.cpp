@@ -2,19 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <exception>
 #include <memory>
+
+#include <poll.h>
 
 namespace ledger {
 
 namespace {
 
-struct result_deleter {
-    void operator()(PGresult *result) const { PQclear(result); }
-};
-using result_pointer = std::unique_ptr<PGresult, result_deleter>;
-
-// The URL may say otherwise. A peer that is silent for half a minute is gone.
+// The URL may say otherwise. A machine that is silent for half a minute is gone.
 constexpr std::array default_keywords{
     "connect_timeout",     "tcp_user_timeout", "keepalives_idle",
     "keepalives_interval", "client_encoding",  "application_name",
@@ -65,7 +63,13 @@ row row_of(const PGresult *result, int number)
 
 } // namespace
 
-postgres_database::postgres_database(std::string url) : url_(std::move(url))
+void postgres_database::result_deleter::operator()(PGresult *result) const
+{
+    PQclear(result);
+}
+
+postgres_database::postgres_database(std::string url, std::chrono::milliseconds silence)
+    : url_(std::move(url)), silence_(silence)
 {
     try {
         connect();
@@ -87,7 +91,8 @@ void postgres_database::connect()
     keywords.insert(keywords.end(), {"dbname", nullptr});
     given.insert(given.end(), {url_.c_str(), nullptr});
     connection_ = PQconnectdbParams(keywords.data(), given.data(), 1);
-    if (PQstatus(connection_) != CONNECTION_OK) {
+    is_silent_ = false;
+    if (PQstatus(connection_) != CONNECTION_OK || PQsetnonblocking(connection_, 1) != 0) {
         throw database_error(failure::lost, message_of(PQerrorMessage(connection_)));
     }
     PQsetNoticeProcessor(
@@ -111,15 +116,89 @@ void postgres_database::check_settings()
     if (setting("synchronous_commit") == "off") {
         throw database_error(failure::unusable, "the server keeps synchronous_commit off");
     }
+    if (setting("session_replication_role") != "origin") {
+        throw database_error(failure::unusable, "session_replication_role is not \"origin\" here, "
+                                                "without which triggers hold no rule");
+    }
 }
 
 std::string postgres_database::setting(const std::string &name)
 {
-    const result_pointer result(PQexec(connection_, ("SHOW " + name).c_str()));
+    const auto result = asked("SHOW " + name);
     if (PQresultStatus(result.get()) != PGRES_TUPLES_OK) {
         fail(result.get());
     }
     return PQgetvalue(result.get(), 0, 0);
+}
+
+/**
+ * Waits until the connection can be read, or written where that is wanted. A server that works
+ * answers long before the limit; one that says nothing may be behind a network that swallows all,
+ * of which the system tells nothing where something in between still confirms what it is sent.
+ */
+void postgres_database::wait_for(bool writing)
+{
+    pollfd waiting{PQsocket(connection_), static_cast<short>(writing ? POLLIN | POLLOUT : POLLIN),
+                   0};
+    int ready = -1;
+    do {
+        ready = poll(&waiting, 1, static_cast<int>(silence_.count()));
+    } while (ready < 0 && errno == EINTR);
+    if (ready == 0) {
+        is_silent_ = true;
+        throw database_error(failure::lost, "the database has said nothing for " +
+                                                std::to_string(silence_.count() / 1000) + " s");
+    }
+    PQconsumeInput(connection_); // what it fails with shows in the result
+}
+
+/** Sees all off that a function of libpq has put together. */
+void postgres_database::send(int put_together)
+{
+    if (put_together != 1) {
+        fail(nullptr);
+    }
+    int left = PQflush(connection_);
+    for (; left == 1; left = PQflush(connection_)) {
+        wait_for(true);
+    }
+}
+
+/** The next result of what was sent; null behind the last one. */
+postgres_database::result_pointer postgres_database::next_result()
+{
+    while (PQstatus(connection_) != CONNECTION_BAD && PQisBusy(connection_) != 0) {
+        wait_for(false);
+    }
+    return result_pointer(PQgetResult(connection_));
+}
+
+/** The last result that is not null: there is one of each statement. */
+postgres_database::result_pointer postgres_database::only_result()
+{
+    result_pointer last;
+    while (auto result = next_result()) {
+        last = std::move(result);
+        if (PQstatus(connection_) == CONNECTION_BAD) {
+            break;
+        }
+    }
+    return last;
+}
+
+postgres_database::result_pointer postgres_database::asked(const std::string &sql)
+{
+    check_heard();
+    send(PQsendQuery(connection_, sql.c_str()));
+    return only_result();
+}
+
+/** A connection that was silent is of no use any more, whatever still comes over it. */
+void postgres_database::check_heard() const
+{
+    if (is_silent_) {
+        throw database_error(failure::lost, "the connection to the database was given up");
+    }
 }
 
 void postgres_database::reconnect()
@@ -146,7 +225,7 @@ void postgres_database::fail(const PGresult *result)
 
 void postgres_database::execute(const std::string &sql)
 {
-    const result_pointer result(PQexec(connection_, sql.c_str()));
+    const auto result = asked(sql);
     const auto status = PQresultStatus(result.get());
     if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
         fail(result.get());
@@ -165,7 +244,7 @@ void postgres_database::begin_read()
 
 void postgres_database::commit()
 {
-    const result_pointer result(PQexec(connection_, "COMMIT"));
+    const auto result = asked("COMMIT");
     if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
         fail(result.get());
     }
@@ -176,8 +255,13 @@ void postgres_database::commit()
 
 void postgres_database::rollback() noexcept
 {
-    if (PQtransactionStatus(connection_) != PQTRANS_IDLE) {
-        PQclear(PQexec(connection_, "ROLLBACK"));
+    if (PQtransactionStatus(connection_) == PQTRANS_IDLE) {
+        return;
+    }
+    try {
+        asked("ROLLBACK");
+    } catch (const database_error &) {
+        is_silent_ = true; // and so the server undoes it by itself
     }
 }
 
@@ -187,8 +271,9 @@ void postgres_database::prepare(std::string_view name)
         return;
     }
     const std::string key(name);
-    const result_pointer result(
-        PQprepare(connection_, key.c_str(), texts_.text(name).c_str(), 0, nullptr));
+    check_heard();
+    send(PQsendPrepare(connection_, key.c_str(), texts_.text(name).c_str(), 0, nullptr));
+    const auto result = only_result();
     if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
         fail(result.get());
     }
@@ -214,12 +299,10 @@ void postgres_database::each(std::string_view name, const values &given,
     for (const auto &each : texts) {
         pointers.push_back(each ? each->c_str() : nullptr);
     }
-    const int sent = PQsendQueryPrepared(connection_, std::string(name).c_str(),
-                                         static_cast<int>(pointers.size()), pointers.data(),
-                                         nullptr, nullptr, 0);
-    if (sent != 1) {
-        fail(nullptr);
-    }
+    check_heard();
+    send(PQsendQueryPrepared(connection_, std::string(name).c_str(),
+                             static_cast<int>(pointers.size()), pointers.data(), nullptr, nullptr,
+                             0));
     // A row at a time: an answer may be larger than memory.
     PQsetSingleRowMode(connection_);
     take_rows(take);
@@ -230,7 +313,7 @@ void postgres_database::take_rows(const std::function<void(const row &)> &take)
     result_pointer failed;
     std::exception_ptr thrown;
     // All results are fetched whatever happens: the connection is of no use before that.
-    while (auto result = result_pointer(PQgetResult(connection_))) {
+    while (auto result = next_result()) {
         const auto status = PQresultStatus(result.get());
         if (status == PGRES_SINGLE_TUPLE && !thrown) {
             try {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -13,7 +15,8 @@ namespace ledger {
 /** A ledger in the schema "ledger" of a PostgreSQL database that several stations share. */
 class postgres_database : public database {
 public:
-    explicit postgres_database(std::string url);
+    /** A connection on which nothing was heard for that long is lost. */
+    postgres_database(std::string url, std::chrono::milliseconds silence);
     ~postgres_database() override;
     postgres_database(const postgres_database &) = delete;
     postgres_database &operator=(const postgres_database &) = delete;
@@ -30,6 +33,17 @@ public:
     std::vector<std::string> damages() override;
 
 private:
+    struct result_deleter {
+        void operator()(PGresult *result) const;
+    };
+    using result_pointer = std::unique_ptr<PGresult, result_deleter>;
+
+    void wait_for(bool writing);
+    void send(int put_together);
+    result_pointer next_result();
+    result_pointer only_result();
+    result_pointer asked(const std::string &sql);
+    void check_heard() const;
     void connect();
     void check_settings();
     void execute(const std::string &sql);
@@ -40,6 +54,8 @@ private:
     [[noreturn]] void fail(const PGresult *result);
 
     std::string url_;
+    std::chrono::milliseconds silence_;
+    bool is_silent_ = false;
     PGconn *connection_ = nullptr;
     std::set<std::string, std::less<>> prepared_;
     statements texts_{postgres_sql};

@@ -103,4 +103,53 @@ TEST_P(connection, to_a_server_that_was_stopped_at_once_is_made_again)
     EXPECT_EQ(findings_of(in), "");
 }
 
+TEST_P(connection, that_falls_silent_is_given_up_in_time_and_leaves_the_label_its_identity)
+{
+    {
+        auto in = open();
+        add_office(in);
+    }
+    std::filesystem::create_directory(path("p"));
+    postgres_proxy proxy(postgres_server::only().folder(), path("p"));
+    auto silenced = place;
+    silenced.url = proxy.through(place.url);
+    silenced.silence = std::chrono::milliseconds(500);
+    int commit = 0;
+    {
+        book in(silenced);
+        proxy.cut_at(0, postgres_proxy::moment::before);
+        reserved(in, "A");
+        commit = proxy.messages();
+    }
+    {
+        // The server has committed: the look finds it.
+        book in(silenced);
+        proxy.cut_at(commit, postgres_proxy::moment::silent_after);
+        EXPECT_EQ(text_of(reserved(in, "B")), "B ABCD264700002 00:1A:2B:00:00:40/64 reserved");
+    }
+    {
+        // The server still has the transaction, and with it the lock that a look waits for.
+        book in(silenced);
+        proxy.cut_at(commit, postgres_proxy::moment::silent_before);
+        const auto start = std::chrono::steady_clock::now();
+        const auto why = error_of([&] { reserved(in, "C"); });
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+        EXPECT_TRUE(why.starts_with("in doubt: ")) << why;
+        EXPECT_NE(why.find("has said nothing for"), std::string::npos) << why;
+    }
+    proxy.let_go();
+    EXPECT_EQ(identity_of("C"), "C ABCD264700003 00:1A:2B:00:00:80/64 reserved");
+    {
+        // In the middle of a transaction there is no doubt: it is tried again, in vain here.
+        book in(silenced);
+        proxy.cut_at(commit - 3, postgres_proxy::moment::silent_after);
+        const auto why = error_of([&] { reserved(in, "D"); });
+        EXPECT_TRUE(why.starts_with("unusable: ")) << why;
+    }
+    proxy.let_go();
+    EXPECT_EQ(identity_of("D"), "D ABCD264700004 00:1A:2B:00:00:C0/64 reserved");
+    auto in = open();
+    EXPECT_EQ(findings_of(in), "");
+}
+
 } // namespace

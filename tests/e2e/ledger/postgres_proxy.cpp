@@ -78,6 +78,7 @@ postgres_proxy::~postgres_proxy()
 {
     ends_ = true;
     thread_.join();
+    let_go();
     close(listening_);
 }
 
@@ -133,6 +134,28 @@ void postgres_proxy::carry(int client, int server)
     }
 }
 
+/** Takes what the station sends, until it gives the connection up, of which the server learns
+ * nothing. */
+void postgres_proxy::swallow(int client, int server)
+{
+    {
+        const std::lock_guard lock(held_mutex_);
+        held_.push_back(dup(server));
+    }
+    std::string lost;
+    while (!ends_ && receive(client, lost)) {
+    }
+}
+
+void postgres_proxy::let_go()
+{
+    const std::lock_guard lock(held_mutex_);
+    for (const int server : held_) {
+        close(server);
+    }
+    held_.clear();
+}
+
 bool postgres_proxy::pass_on(std::string &from_client, bool &started, int client, int server)
 {
     while (const auto length = message_length(from_client, started)) {
@@ -140,7 +163,15 @@ bool postgres_proxy::pass_on(std::string &from_client, bool &started, int client
         if (cut && when_ == moment::before) {
             return false;
         }
+        if (cut && when_ == moment::silent_before) {
+            swallow(client, server);
+            return false;
+        }
         if (!send_all(server, std::string_view(from_client).substr(0, length))) {
+            return false;
+        }
+        if (cut && when_ == moment::silent_after) {
+            swallow(client, server);
             return false;
         }
         if (cut) {

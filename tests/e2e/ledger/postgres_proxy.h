@@ -2,20 +2,24 @@
 
 #include <atomic>
 #include <filesystem>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace ledger_tests {
 
 /**
  * Stands between a station and the server, one connection after the other, and cuts one at a
- * message of the station.
+ * message of the station, or has it fall silent as a broken network does.
  */
 class postgres_proxy {
 public:
     enum class moment {
-        before, // the message does not reach the server
-        after   // it does, and its answer does not come back
+        before,        // the message does not reach the server
+        after,         // it does, and its answer does not come back
+        silent_before, // the same, and nothing is closed: all is swallowed from then on
+        silent_after
     };
 
     /** In front of the server whose socket is in that folder; its own is in the other one. */
@@ -26,6 +30,8 @@ public:
 
     /** Cuts once, at the message of that number from now on; 0 counts only. */
     void cut_at(int message, moment when);
+    /** The server learns that the stations are gone whose connections have fallen silent. */
+    void let_go();
     int messages() const { return messages_; }
 
     /** The server's URL with the proxy in its place. */
@@ -34,6 +40,7 @@ public:
 private:
     void serve();
     void carry(int client, int server);
+    void swallow(int client, int server);
     /** False: the connection is cut. */
     bool pass_on(std::string &from_client, bool &started, int client, int server);
 
@@ -41,6 +48,8 @@ private:
     std::filesystem::path own_;
     int listening_ = -1;
     std::atomic<bool> ends_{false};
+    std::vector<int> held_; // connections to the server that stay open
+    std::mutex held_mutex_;
     std::atomic<int> messages_{0};
     std::atomic<int> cut_at_{0};
     std::atomic<moment> when_{moment::before};
