@@ -43,7 +43,7 @@ void keep(std::string &kept, const std::string &given)
 
 unit book::unit_labelled(const std::string &label)
 {
-    const auto found = database_->first("unit_by_label", {label});
+    const auto found = named_by("unit_by_label", label);
     if (!found) {
         refuse("there is no label " + shown(label));
     }
@@ -91,7 +91,7 @@ void book::change_unit(unit &changed, const std::string &kind, attempt *with)
 
 void book::end_open_attempts(unit &of, const std::string &reason)
 {
-    for (auto &each : attempts_of(of)) {
+    for (auto &each : attempts_in(of)) {
         if (is_open(each)) {
             each.ended_at = now();
             each.outcome = attempt_outcome::in_doubt;
@@ -114,7 +114,7 @@ std::int64_t book::begin_attempt(const std::string &label, const attempt_start &
         if (of.state == unit_state::verified && !start.again) {
             refuse("label " + label + " is verified already");
         }
-        const auto before = attempts_of(of);
+        const auto before = attempts_in(of);
         for (const auto &each : before) {
             const bool same_place =
                 each.start.station == start.station && each.start.slot == start.slot;

@@ -14,6 +14,7 @@
 namespace ledger {
 
 class witness;
+struct burned;
 struct witnessed;
 
 /** Which prints are wanted; what is empty does not narrow it. */
@@ -263,10 +264,12 @@ private:
                    const json &content);
     std::string now() const { return time_text(place_.clock()); }
 
+    std::optional<row> named_by(std::string_view statement, const std::string &name);
     pool pool_named(const std::string &name);
     product product_named(const std::string &name);
     unit unit_labelled(const std::string &label);
     attempt attempt_with(std::int64_t id);
+    std::vector<attempt> attempts_in(const unit &of);
 
     // reserve.cpp
     unit make_unit(const reservation &wanted, std::vector<pool> &used);
@@ -287,10 +290,13 @@ private:
     unit unit_of_line(const imported_line &line);
 
     // reconcile.cpp
+    void fill(witness &held);
     std::int64_t first_missing(const witness &held);
-    void burn_pool(const journal_entry &lost, std::vector<std::string> &told);
-    void burn_unit(const journal_entry &lost, const std::string &reason, const std::string &by,
-                   std::vector<std::string> &told);
+    void burn_pool(const journal_entry &lost, burned &all);
+    void add_burned_pool(const journal_entry &lost, burned &all);
+    void burn_numbers(const std::string &of_pool, std::int64_t next);
+    void burn_unit(const journal_entry &lost, burned &all);
+    void drop_numbers_of_others(unit &burning, const journal_entry &lost, burned &all);
     void follow_lost(const journal_entry &lost, const std::string &by);
     bool is_reconciled(const std::string &hash);
 

@@ -14,6 +14,8 @@ namespace {
 
 /** What the journal says that there is, counted while it is read. */
 struct told_by_journal {
+    std::string id = {};
+    std::string witness = {};
     std::map<std::string, pool> pools = {};
     std::map<std::string, std::int64_t> entry_of_pool = {};
     std::map<std::string, json> products = {};
@@ -45,6 +47,12 @@ void follow_content(told_by_journal &told, const journal_entry &entry)
 {
     const auto content = json::parse(entry.content);
     follow_pools(told, entry, content);
+    if (entry.topic == "ledger" && entry.kind == "init") {
+        told.id = entry.subject;
+    }
+    if (entry.topic == "ledger" && entry.kind == "witness") {
+        told.witness = content.at("path").get<std::string>();
+    }
     if (entry.topic == "product") {
         told.products[entry.subject] = content.at("product");
     }
@@ -84,6 +92,22 @@ struct chain {
         hash = entry.hash;
     }
 };
+
+/** What a witness has seen last; the whole of it is read, and must be one chain. */
+witnessed last_of_whole(const witness &held)
+{
+    chain seen{held.first().number, held.first().hash, {}};
+    held.entries_after(0, [&](const journal_entry &entry) {
+        if (seen.broken.what.empty()) {
+            seen.follow(entry);
+        }
+    });
+    if (!seen.broken.what.empty()) {
+        refuse("the witness is damaged at entry " + std::to_string(seen.broken.entry) + ": " +
+               seen.broken.what);
+    }
+    return held.last();
+}
 
 /** Whether the journal's entry holds the record as it is. */
 bool is_recorded(const row &from, std::size_t content, const char *key, const json &form)
@@ -167,6 +191,10 @@ void book::check_journal(check_result &result)
     compare(result, head_.number == seen.number && head_.hash == seen.hash, seen.number,
             "the journal ends with it, and the ledger's row says that entry " +
                 std::to_string(head_.number) + " is the last");
+    compare(result, head_.ledger == told.id, 1, "the ledger's id is not the one that it was given");
+    compare(result, head_.witness == told.witness, 0,
+            "the witness is \"" + head_.witness + "\" by the ledger's row, and \"" + told.witness +
+                "\" by the journal");
     compare_counts(result, *database_, told);
     compare_pools(result, *database_, told);
     compare_products(result, *database_, told);
@@ -180,12 +208,16 @@ void book::check_rows(check_result &result)
                 "the unit " + is.label + " is not as it was left");
         compare(result, one.number(15) == is.entry, one.number(15),
                 "the unit " + is.label + " does not know of it");
+        compare(result, one.number(16) == 1, is.id, "it did not make the unit " + is.label);
     });
     database_->each("check_attempts", {}, [&](const row &one) {
         const auto is = attempt_of_row(one);
         compare(result, is_recorded(one, 18, "attempt", journal_form(is)), is.entry,
                 "attempt " + std::to_string(is.number) + " of unit " + std::to_string(is.unit) +
                     " is not as it was left");
+        compare(result, one.number(19) == 1, is.id,
+                "it did not begin attempt " + std::to_string(is.number) + " of unit " +
+                    std::to_string(is.unit));
     });
     database_->each("check_prints", {}, [&](const row &one) {
         const auto is = print_of_row(one);
@@ -254,7 +286,7 @@ check_result book::check()
     result.has_witness = !path.empty();
     if (result.has_witness) {
         try {
-            last = witness(path).last();
+            last = last_of_whole(witness(path));
         } catch (const error &wrong) {
             result.findings.push_back({0, wrong.what()});
         }

@@ -45,6 +45,13 @@ std::optional<unit> book::find(const std::string &text, search by)
 std::vector<attempt> book::attempts_of(const unit &of)
 {
     std::vector<attempt> all;
+    read([&] { all = attempts_in(of); });
+    return all;
+}
+
+std::vector<attempt> book::attempts_in(const unit &of)
+{
+    std::vector<attempt> all;
     database_->each("attempts_of_unit", {of.id},
                     [&](const row &one) { all.push_back(attempt_of_row(one)); });
     return all;

@@ -54,9 +54,15 @@ std::string warning_of(const pool &of)
     return {};
 }
 
+/** None, too, where the name is a text that no database can hold. */
+std::optional<row> book::named_by(std::string_view statement, const std::string &name)
+{
+    return is_utf8(name) ? database_->first(statement, {name}) : std::nullopt;
+}
+
 pool book::pool_named(const std::string &name)
 {
-    const auto found = database_->first("pool_by_name", {name});
+    const auto found = named_by("pool_by_name", name);
     if (!found) {
         refuse("there is no pool " + shown(name));
     }
@@ -65,7 +71,7 @@ pool book::pool_named(const std::string &name)
 
 product book::product_named(const std::string &name)
 {
-    const auto found = database_->first("product_by_name", {name});
+    const auto found = named_by("product_by_name", name);
     if (!found) {
         refuse("there is no product " + shown(name));
     }

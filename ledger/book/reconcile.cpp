@@ -19,6 +19,14 @@ bool made_a_unit(const journal_entry &entry)
 
 } // namespace
 
+/** What a reconciliation burns: who answers for it, and what there is to tell. */
+struct burned {
+    std::string reason;
+    std::string by;
+    std::vector<std::string> told = {};
+    std::vector<std::string> twice = {}; // numbers that two labels have
+};
+
 void book::set_witness(const std::string &given, bool lost, const std::string &reason,
                        const std::string &by)
 {
@@ -33,9 +41,10 @@ void book::set_witness(const std::string &given, bool lost, const std::string &r
             const witness present(witness_path(start_));
             check_against(present.last());
         }
-        witness::create(path, {start_.ledger, start_.number, start_.hash});
-        const witness next(path);
+        witness::create(path, {start_.ledger, 0, no_entry_hash});
+        witness next(path);
         check_against(next.last());
+        fill(next);
         json content{{"path", path}};
         if (lost) {
             content["lost"] = {{"reason", reason}, {"by", by}};
@@ -46,6 +55,14 @@ void book::set_witness(const std::string &given, bool lost, const std::string &r
     write(enter, gate::none);
     place_.witness.clear();
     write([] {});
+}
+
+/** Writes down what a witness lacks of the journal, which is committed. */
+void book::fill(witness &held)
+{
+    database_->each("journal_after", {held.last().number},
+                    [&](const row &one) { held.append(entry_of_row(one)); });
+    held.sync();
 }
 
 /** The first entry of the witness that the ledger lacks, or has as another one. */
@@ -96,68 +113,115 @@ witness_state book::look_at_witness()
     return state;
 }
 
-void book::burn_pool(const journal_entry &lost, std::vector<std::string> &told)
+/** A pool that the ledger has not: it is added again, closed, where nothing has taken its place. */
+void book::add_burned_pool(const journal_entry &lost, burned &all)
 {
-    const auto content = json::parse(lost.content);
-    if (lost.topic == "pool" && !database_->first("pool_by_name", {lost.subject})) {
-        auto made = pool_of(content.at("pool"));
-        made.open = false;
-        made.entry = next_entry();
-        add_entry("pool", made.name, "burn", {{"pool", journal_form(made)}});
-        database_->run("pool_add", row_of(made));
-        told.push_back("pool " + made.name + ": added again, and closed");
+    auto made = pool_of(json::parse(lost.content).at("pool"));
+    if (made.of_macs) {
+        if (const auto other = database_->first("pool_overlapping", {made.first, made.last})) {
+            all.told.push_back("pool " + made.name + ": its addresses are those of the pool " +
+                               other->text(0) + " now");
+            return;
+        }
     }
-    if (lost.topic == "pool" && lost.kind == "close") {
-        auto closed = pool_named(lost.subject);
-        closed.open = false;
-        closed.entry = next_entry();
-        add_entry("pool", closed.name, "close", {{"pool", journal_form(closed)}});
-        database_->run("pool_close", {closed.name, closed.entry});
-    }
-    if (!content.contains("pools")) {
+    made.open = false;
+    made.entry = next_entry();
+    add_entry("pool", made.name, "burn", {{"pool", journal_form(made)}});
+    database_->run("pool_add", row_of(made));
+    all.told.push_back("pool " + made.name + ": added again, and closed");
+}
+
+/** A pool gives out nothing below that number any more. */
+void book::burn_numbers(const std::string &of_pool, std::int64_t next)
+{
+    const auto found = database_->first("pool_by_name", {of_pool});
+    if (!found || pool_of_row(*found).next >= next) {
         return;
     }
-    for (const auto &each : content.at("pools")) {
-        auto one = pool_named(each.at("name").get<std::string>());
-        const auto next = each.at("next").get<std::int64_t>();
-        if (next > one.next) {
-            one.next = next;
-            one.entry = next_entry();
-            add_entry("pool", one.name, "burn", {{"pool", journal_form(one)}});
-            database_->run("pool_advance", {one.name, one.next, std::int64_t{0}, one.entry});
+    auto one = pool_of_row(*found);
+    one.next = next;
+    one.entry = next_entry();
+    add_entry("pool", one.name, "burn", {{"pool", journal_form(one)}});
+    database_->run("pool_advance", {one.name, one.next, std::int64_t{0}, one.entry});
+}
+
+void book::burn_pool(const journal_entry &lost, burned &all)
+{
+    const auto content = json::parse(lost.content);
+    if (lost.topic == "pool") {
+        if (!database_->first("pool_by_name", {lost.subject})) {
+            add_burned_pool(lost, all);
+        }
+        burn_numbers(lost.subject, content.at("pool").at("next").get<std::int64_t>());
+        const auto found = database_->first("pool_by_name", {lost.subject});
+        if (found && lost.kind == "close" && pool_of_row(*found).open) {
+            auto closed = pool_of_row(*found);
+            closed.open = false;
+            closed.entry = next_entry();
+            add_entry("pool", closed.name, "close", {{"pool", journal_form(closed)}});
+            database_->run("pool_close", {closed.name, closed.entry});
+        }
+    }
+    if (content.contains("pools")) {
+        for (const auto &each : content.at("pools")) {
+            burn_numbers(each.at("name").get<std::string>(), each.at("next").get<std::int64_t>());
         }
     }
 }
 
-void book::burn_unit(const journal_entry &lost, const std::string &reason, const std::string &by,
-                     std::vector<std::string> &told)
+/** Numbers that another unit has by now stay that one's; the others are burned all the same. */
+void book::drop_numbers_of_others(unit &burning, const journal_entry &lost, burned &all)
 {
-    auto burned = unit_of(json::parse(lost.content).at("unit"));
-    if (database_->first("unit_by_label", {burned.label})) {
-        burned.label = burned.label.substr(0, 40) + " (entry " + std::to_string(lost.number) + ")";
+    const auto twice = [&](const std::string &what) {
+        all.twice.push_back("entry " + std::to_string(lost.number) + ", label " + burning.label +
+                            ": GIVEN OUT TWICE: " + what);
+    };
+    auto one = burning;
+    one.mac.reset();
+    try {
+        check_free(one);
+    } catch (const error &taken) {
+        twice(taken.what());
+        burning.serial.reset();
     }
-    if (!database_->first("product_by_name", {burned.product})) {
-        product gone{.name = burned.product, .serial = {true, ""}};
+    one = burning;
+    one.serial.reset();
+    try {
+        check_free(one);
+    } catch (const error &taken) {
+        twice(taken.what());
+        burning.mac.reset();
+        burning.mac_count = 0;
+    }
+}
+
+void book::burn_unit(const journal_entry &lost, burned &all)
+{
+    auto burning = unit_of(json::parse(lost.content).at("unit"));
+    drop_numbers_of_others(burning, lost, all);
+    if (!burning.serial && !burning.mac) {
+        return;
+    }
+    if (database_->first("unit_by_label", {burning.label})) {
+        burning.label =
+            burning.label.substr(0, 40) + " (entry " + std::to_string(lost.number) + ")";
+    }
+    if (!database_->first("product_by_name", {burning.product})) {
+        product gone{.name = burning.product, .serial = {true, ""}};
         gone.entry = next_entry();
         add_entry("product", gone.name, "add", {{"product", journal_form(gone)}});
         database_->run("product_add", row_of(gone));
     }
-    try {
-        check_free(burned);
-    } catch (const error &twice) {
-        told.push_back("entry " + std::to_string(lost.number) + ", label " + burned.label +
-                       ": GIVEN OUT TWICE: " + twice.what());
-        return;
-    }
-    burned.mac_pool.reset(); // the pool counts what it knows
-    burned.serial_pool.reset();
-    burned.state = unit_state::voided;
-    burned.void_reason = reason;
-    burned.void_by = by;
-    burned.reserved_at = burned.changed_at = now();
-    insert_unit(burned, "burn", {});
-    told.push_back("label " + burned.label + ": serial number " + burned.serial.value_or("(none)") +
-                   ", MAC address " + (burned.mac ? mac_text(*burned.mac) : "(none)"));
+    burning.mac_pool.reset(); // the pool counts what it knows
+    burning.serial_pool.reset();
+    burning.state = unit_state::voided;
+    burning.void_reason = all.reason;
+    burning.void_by = all.by;
+    burning.reserved_at = burning.changed_at = now();
+    insert_unit(burning, "burn", {});
+    all.told.push_back("label " + burning.label + ": serial number " +
+                       burning.serial.value_or("(none)") + ", MAC address " +
+                       (burning.mac ? mac_text(*burning.mac) : "(none)"));
 }
 
 /** What else the lost entries did to units that are there. */
@@ -198,10 +262,10 @@ std::vector<std::string> book::reconcile(const std::string &reason, const std::s
 {
     check_remark("reason", reason);
     check_remark("name", by);
-    std::vector<std::string> told;
-    bool burned = false;
+    burned all{reason, by};
+    bool is_behind = false;
     const auto burn = [&] {
-        told.clear();
+        all = {reason, by};
         const auto path = witness_path(start_);
         if (path.empty()) {
             refuse("the ledger has no witness: nothing tells what it lacks");
@@ -210,15 +274,21 @@ std::vector<std::string> book::reconcile(const std::string &reason, const std::s
         if (held.last().ledger != start_.ledger) {
             refuse("the witness " + path + " is one of another ledger");
         }
+        if (held.first().number > start_.number) {
+            refuse("the ledger ends with entry " + std::to_string(start_.number) +
+                   ", and the witness " + path + " begins behind entry " +
+                   std::to_string(held.first().number) +
+                   ": nothing tells what was given out in between");
+        }
         const auto missing = first_missing(held);
-        burned = missing != 0;
-        if (!burned || is_reconciled(held.last().hash)) {
+        is_behind = missing != 0;
+        if (!is_behind || is_reconciled(held.last().hash)) {
             return;
         }
         held.entries_after(missing - 1, [&](const journal_entry &lost) {
-            burn_pool(lost, told);
+            burn_pool(lost, all);
             if (made_a_unit(lost)) {
-                burn_unit(lost, reason, by, told);
+                burn_unit(lost, all);
             }
             follow_lost(lost, by);
         });
@@ -227,12 +297,19 @@ std::vector<std::string> book::reconcile(const std::string &reason, const std::s
                    {"last", held.last().number},
                    {"hash", held.last().hash},
                    {"reason", reason},
-                   {"by", by}});
+                   {"by", by},
+                   {"twice", all.twice}});
     };
     write(burn, gate::none);
-    if (burned) {
+    auto told = std::move(all.twice);
+    told.insert(told.end(), all.told.begin(), all.told.end());
+    if (is_behind) {
         witness held(witness_path(start_));
-        const auto aside = held.start_anew({start_.ledger, start_.number, start_.hash});
+        std::string aside;
+        read([&] {
+            aside = held.start_anew({start_.ledger, 0, no_entry_hash},
+                                    [&](witness &fresh) { fill(fresh); });
+        });
         told.push_back("the witness of the missing entries is kept as " + aside);
     }
     write([] {});

@@ -133,15 +133,20 @@ FROM attempt WHERE unit = $1 ORDER BY number;
 -- name: check_units
 SELECT u.id, u.label, u.product, u.serial, u.mac_first, u.mac_last, u.state, u.mac_pool, u.serial_pool,
     u.reserved_at, u.changed_at, u.void_reason, u.void_by, u.entry, j.content,
-    (SELECT max(l.number) FROM journal l WHERE l.topic = 'unit' AND l.subject = u.label)
+    (SELECT max(l.number) FROM journal l WHERE l.topic = 'unit' AND l.subject = u.label),
+    (SELECT count(*) FROM journal m WHERE m.number = u.id AND m.topic = 'unit' AND m.subject = u.label
+        AND m.kind IN ('reserve', 'import', 'burn'))
 FROM unit u LEFT JOIN journal j ON j.number = u.entry AND j.topic = 'unit' AND j.subject = u.label
 ORDER BY u.id;
 
 -- name: check_attempts
 SELECT a.id, a.unit, a.number, a.station, a.slot, a.operator, a.product_file, a.product_sha256,
     a.program_version, a.started_at, a.stored_at, a.ended_at, a.outcome, a.reason, a.sent, a.read_back,
-    a.transcript, a.entry, j.content
-FROM attempt a LEFT JOIN journal j ON j.number = a.entry AND j.topic = 'unit'
+    a.transcript, a.entry, j.content,
+    (SELECT count(*) FROM journal b WHERE b.number = a.id AND b.topic = 'unit' AND b.subject = u.label
+        AND b.kind = 'begin attempt')
+FROM attempt a LEFT JOIN unit u ON u.id = a.unit
+    LEFT JOIN journal j ON j.number = a.entry AND j.topic = 'unit' AND j.subject = u.label
 ORDER BY a.id;
 
 -- name: check_addresses

@@ -9,7 +9,8 @@ SELECT id, schema_number, entries, head, witness FROM ledger FOR UPDATE;
 SELECT count(*) FROM pg_catalog.pg_class c JOIN pg_catalog.pg_namespace n ON n.oid = c.relnamespace
 WHERE n.nspname = 'ledger' AND c.relname = 'ledger' AND c.relkind = 'r';
 
--- What holds the rules: constraints as they are defined, and triggers that are not switched off.
+-- What holds the rules: constraints as they are defined, triggers that are not switched off, and what
+-- these do.
 -- name: schema_objects
 SELECT t.relname || '.' || c.conname || ' ' || pg_get_constraintdef(c.oid)
 FROM pg_catalog.pg_constraint c JOIN pg_catalog.pg_class t ON t.oid = c.conrelid
@@ -20,6 +21,10 @@ SELECT t.relname || '.' || g.tgname || ' ' || pg_get_triggerdef(g.oid, true)
 FROM pg_catalog.pg_trigger g JOIN pg_catalog.pg_class t ON t.oid = g.tgrelid
 JOIN pg_catalog.pg_namespace n ON n.oid = t.relnamespace
 WHERE n.nspname = $1 AND NOT g.tgisinternal AND g.tgenabled IN ('O', 'A')
+UNION ALL
+SELECT p.proname || '() ' || p.prosrc
+FROM pg_catalog.pg_proc p JOIN pg_catalog.pg_namespace n ON n.oid = p.pronamespace
+WHERE n.nspname = $1
 ORDER BY 1;
 
 -- name: schema_1
@@ -171,6 +176,20 @@ CREATE TRIGGER ledger_never_goes_back BEFORE UPDATE ON ledger FOR EACH ROW
     EXECUTE FUNCTION refuse('a ledger never goes back');
 CREATE TRIGGER ledger_stays BEFORE DELETE ON ledger
     FOR EACH ROW EXECUTE FUNCTION refuse('a ledger is not removed');
+
+-- Triggers of rows see nothing of TRUNCATE.
+CREATE TRIGGER pool_not_emptied BEFORE TRUNCATE ON pool
+    EXECUTE FUNCTION refuse('pools are not removed');
+CREATE TRIGGER unit_not_emptied BEFORE TRUNCATE ON unit
+    EXECUTE FUNCTION refuse('identities are not removed');
+CREATE TRIGGER attempt_not_emptied BEFORE TRUNCATE ON attempt
+    EXECUTE FUNCTION refuse('attempts are not removed');
+CREATE TRIGGER product_not_emptied BEFORE TRUNCATE ON product
+    EXECUTE FUNCTION refuse('products are not removed');
+CREATE TRIGGER journal_not_emptied BEFORE TRUNCATE ON journal
+    EXECUTE FUNCTION refuse('the journal is not changed');
+CREATE TRIGGER ledger_not_emptied BEFORE TRUNCATE ON ledger
+    EXECUTE FUNCTION refuse('a ledger is not removed');
 
 -- Each label that was asked to be printed. Their id is the number of the entry that asked.
 -- name: schema_2

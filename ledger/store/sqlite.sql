@@ -185,6 +185,32 @@ BEGIN
     SELECT RAISE(ABORT, 'a ledger is not removed');
 END;
 
+-- INSERT OR REPLACE removes rows without a word to the triggers of DELETE.
+CREATE TRIGGER pool_not_replaced BEFORE INSERT ON pool
+WHEN EXISTS (SELECT 1 FROM pool WHERE name = NEW.name)
+BEGIN
+    SELECT RAISE(ABORT, 'a pool''s range stays as it is');
+END;
+CREATE TRIGGER unit_not_replaced BEFORE INSERT ON unit
+WHEN EXISTS (SELECT 1 FROM unit WHERE id = NEW.id OR label = NEW.label OR serial = NEW.serial)
+BEGIN
+    SELECT RAISE(ABORT, 'labels and serial numbers are unique, and an identity stays as it is');
+END;
+CREATE TRIGGER attempt_not_replaced BEFORE INSERT ON attempt
+WHEN EXISTS (SELECT 1 FROM attempt WHERE id = NEW.id OR (unit = NEW.unit AND number = NEW.number))
+BEGIN
+    SELECT RAISE(ABORT, 'an attempt that has ended stays as it is');
+END;
+CREATE TRIGGER journal_not_replaced BEFORE INSERT ON journal
+WHEN EXISTS (SELECT 1 FROM journal WHERE number = NEW.number)
+BEGIN
+    SELECT RAISE(ABORT, 'the journal is not changed');
+END;
+CREATE TRIGGER ledger_not_replaced BEFORE INSERT ON ledger WHEN EXISTS (SELECT 1 FROM ledger)
+BEGIN
+    SELECT RAISE(ABORT, 'a ledger never goes back');
+END;
+
 -- Each label that was asked to be printed. Their id is the number of the entry that asked.
 -- name: schema_2
 CREATE TABLE print (

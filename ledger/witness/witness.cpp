@@ -140,7 +140,7 @@ void witness::read_last()
     std::ifstream in(path_, std::ios::binary);
     std::string line;
     std::getline(in, line);
-    last_ = read_start(line, path_);
+    first_ = last_ = read_start(line, path_);
     end_ = static_cast<std::int64_t>(line.size()) + 1;
 
     in.seekg(0, std::ios::end);
@@ -218,15 +218,23 @@ void witness::entries_after(std::int64_t number,
     }
 }
 
-std::string witness::start_anew(const witnessed &start)
+std::string witness::start_anew(const witnessed &start, const std::function<void(witness &)> &fill)
 {
-    auto aside = path_ + ".until-" + std::to_string(last_.number);
     const auto fresh = path_ + ".new";
     ::unlink(fresh.c_str());
     create(fresh, start);
+    {
+        witness next(fresh);
+        fill(next);
+    }
     // At any moment the name leads to one of the two.
-    if (::link(path_.c_str(), aside.c_str()) != 0 && errno != EEXIST) {
-        fail("cannot be kept as " + aside + ": " + std::strerror(errno));
+    const auto wanted = path_ + ".until-" + std::to_string(last_.number);
+    auto aside = wanted;
+    for (int other = 2; ::link(path_.c_str(), aside.c_str()) != 0; ++other) {
+        if (errno != EEXIST) {
+            fail("cannot be kept as " + aside + ": " + std::strerror(errno));
+        }
+        aside = wanted + "-" + std::to_string(other);
     }
     if (::rename(fresh.c_str(), path_.c_str()) != 0) {
         fail("cannot be exchanged: " + std::string(std::strerror(errno)));

@@ -30,6 +30,8 @@ public:
     /** Makes the file, durably; what is there already stays as it is. */
     static void create(const std::string &path, const witnessed &start);
 
+    /** The entry that the copy begins behind. */
+    const witnessed &first() const { return first_; }
     const witnessed &last() const { return last_; }
 
     /** Adds an entry; only sync() makes it durable. */
@@ -41,10 +43,10 @@ public:
                        const std::function<void(const journal_entry &)> &take) const;
 
     /**
-     * Begins a new copy of the journal in the same place. The old one is kept beside it, under the
-     * name that is returned.
+     * Begins a new copy of the journal in the same place, filled by the function. The old one is
+     * kept beside it, under the name that is returned.
      */
-    std::string start_anew(const witnessed &start);
+    std::string start_anew(const witnessed &start, const std::function<void(witness &)> &fill);
 
 private:
     bool open_locked();
@@ -54,6 +56,7 @@ private:
     std::string path_;
     int file_ = -1;
     std::int64_t end_ = 0; // of the last whole line
+    witnessed first_;
     witnessed last_;
 };
 

@@ -173,4 +173,21 @@ TEST_P(attempts, stand_in_the_history_of_their_label)
     EXPECT_EQ(kinds, "reserve, begin attempt, stored, end attempt, begin attempt, ");
 }
 
+TEST_P(attempts, want_a_label_that_is_a_text)
+{
+    auto in = open();
+    add_office(in);
+    const std::string no_text("A\xFF", 2);
+    for (const auto &label : {no_text, std::string("A\0B", 3)}) {
+        EXPECT_TRUE(error_of([&] {
+                        in.begin_attempt(label, from("line-1"));
+                    }).starts_with("refused: there is no label "));
+        EXPECT_TRUE(error_of([&] {
+                        in.void_unit(label, "torn", "Ada");
+                    }).starts_with("refused: there is no label "));
+        EXPECT_TRUE(
+            error_of([&] { in.history(label); }).starts_with("refused: there is no label "));
+    }
+}
+
 } // namespace

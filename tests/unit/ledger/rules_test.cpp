@@ -94,6 +94,30 @@ TEST_P(rules, forbid_what_would_free_or_change_an_identity)
     EXPECT_EQ(findings_of(in), "");
 }
 
+TEST_P(rules, forbid_to_replace_or_to_empty)
+{
+    auto in = open();
+    fill(in);
+    const auto &before = text_of(*in.find("B"));
+    const std::vector<std::string> on_sqlite_only = {
+        "INSERT OR REPLACE INTO unit (id, label, product, state, reserved_at, changed_at, entry) "
+        "VALUES (6, 'B', 'SW', 'stored', 'x', 'x', 6)",
+        "REPLACE INTO unit (id, label, product, serial, state, reserved_at, changed_at, entry) "
+        "VALUES (2, 'X', 'SW', 'ABCD264700002', 'stored', 'x', 'x', 2)",
+        "REPLACE INTO journal SELECT * FROM journal WHERE number = 5",
+        "REPLACE INTO attempt SELECT * FROM attempt",
+        "REPLACE INTO pool SELECT * FROM pool",
+        "REPLACE INTO ledger SELECT * FROM ledger"};
+    const std::vector<std::string> on_postgres = {
+        "TRUNCATE attempt",      "TRUNCATE journal CASCADE", "TRUNCATE unit CASCADE",
+        "TRUNCATE pool CASCADE", "TRUNCATE product CASCADE", "TRUNCATE ledger"};
+    for (const auto &sql : on_sqlite() ? on_sqlite_only : on_postgres) {
+        EXPECT_NE(refusal(sql), "") << sql;
+    }
+    EXPECT_EQ(text_of(*in.find("B")), before);
+    EXPECT_EQ(findings_of(in), "");
+}
+
 TEST_P(rules, forbid_pools_that_overlap)
 {
     auto in = open();
@@ -120,6 +144,24 @@ TEST_P(rules, that_are_missing_are_found)
               "0: the rule unit.unit_no_overlap is missing, switched off, or another one\n");
     EXPECT_EQ(refusal("ALTER TABLE unit DISABLE TRIGGER unit_stays"), "");
     EXPECT_NE(findings_of(in).find("unit.unit_stays"), std::string::npos);
+    EXPECT_EQ(refusal("CREATE OR REPLACE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS "
+                      "'BEGIN RETURN NEW; END'"),
+              "");
+    EXPECT_NE(findings_of(in).find("the rule refuse() is missing"), std::string::npos);
+}
+
+TEST_P(rules, that_the_server_switches_off_are_not_done_without)
+{
+    if (on_sqlite()) {
+        GTEST_SKIP() << "a setting of the server";
+    }
+    EXPECT_EQ(
+        refusal("DO $$ BEGIN EXECUTE format('ALTER DATABASE %I SET session_replication_role = "
+                "replica', current_database()); END $$"),
+        "");
+    EXPECT_EQ(error_of([&] { open(); }),
+              "unusable: session_replication_role is not \"origin\" here, without which triggers "
+              "hold no rule");
 }
 
 TEST_P(rules, broken_in_the_journal_are_named_by_the_first_entry)
@@ -181,6 +223,37 @@ TEST_P(rules, find_addresses_that_overlap_all_the_same)
     do_without_rules("UPDATE unit SET mac_first = mac_first - 1 WHERE label = 'B'");
     EXPECT_NE(findings_of(in).find("6: the addresses of B overlap those of A\n"), std::string::npos)
         << findings_of(in);
+}
+
+TEST_P(rules, find_an_attempt_that_was_given_to_another_unit)
+{
+    auto in = open();
+    fill(in); // 5 A, 6 B, 7 8 the attempt of A
+    do_without_rules("UPDATE attempt SET unit = 6");
+    const auto found = findings_of(in);
+    EXPECT_NE(found.find("8: attempt 1 of unit 6 is not as it was left\n"), std::string::npos)
+        << found;
+    EXPECT_NE(found.find("7: it did not begin attempt 1 of unit 6\n"), std::string::npos) << found;
+}
+
+TEST_P(rules, find_a_unit_under_the_number_of_another_entry)
+{
+    auto in = open();
+    fill(in);
+    do_without_rules("UPDATE unit SET id = 8 WHERE label = 'B'");
+    EXPECT_NE(findings_of(in).find("8: it did not make the unit B\n"), std::string::npos)
+        << findings_of(in);
+}
+
+TEST_P(rules, find_a_witness_that_was_taken_away)
+{
+    auto in = open();
+    fill(in);
+    in.set_witness(path("witness"), false, "", "");
+    EXPECT_EQ(findings_of(in), "");
+    EXPECT_EQ(refusal("UPDATE ledger SET witness = NULL"), "");
+    EXPECT_EQ(findings_of(in), "0: the witness is \"\" by the ledger's row, and \"" +
+                                   path("witness") + "\" by the journal\n");
 }
 
 TEST_P(rules, find_a_unit_that_nobody_reserved)

@@ -214,4 +214,99 @@ TEST_P(witnessing, finds_damage_in_the_middle_of_the_witness)
               "refused: the witness " + witness_file() + " is damaged at entry 7");
 }
 
+TEST_P(witnessing, is_checked_as_a_whole)
+{
+    auto in = open();
+    add_witness(in);
+    reserved(in, "A");
+    reserved(in, "B");
+    auto lines = lines_of_witness();
+    lines.replace(lines.find("ABCD264700001"), 13, "ABCD264700009");
+    std::ofstream(witness_file()) << lines;
+    EXPECT_EQ(findings_of(in), "0: the witness " + witness_file() + " is damaged at entry 6\n");
+}
+
+TEST_P(witnessing, that_lacks_an_entry_is_found)
+{
+    auto in = open();
+    add_witness(in);
+    reserved(in, "A"); // entry 6
+    reserved(in, "B");
+    const auto lines = lines_of_witness();
+    const auto sixth = lines.find("{\"number\":6");
+    const auto seventh = lines.find("{\"number\":7");
+    std::ofstream(witness_file()) << lines.substr(0, sixth) + lines.substr(seventh);
+    EXPECT_EQ(findings_of(in), "0: the witness is damaged at entry 6: it is missing\n");
+}
+
+TEST_P(witnessing, burns_the_address_of_a_label_whose_serial_number_was_given_out_twice)
+{
+    auto in = open();
+    add_witness(in);
+    in.add_product({.name = "OWN", .mac = {true, "office"}, .serial = {false, "office-sn"}});
+    const auto old = copied(in);
+    in.reserve({.label = "A", .product = "OWN", .mac = "00:1A:2B:00:01:00"});
+    auto apart = old;
+    const auto lines = lines_of_witness();
+    std::ofstream(path("none")) << lines.substr(0, lines.find('\n') + 1);
+    apart.witness = path("none");
+    book(apart).reserve({.label = "B", .product = "OWN", .mac = "00:1A:2B:00:02:00"});
+    book restored(old);
+    const auto told = restored.reconcile("went on", "Bob");
+    EXPECT_EQ(told.at(0), "entry 7, label A: GIVEN OUT TWICE: the serial number ABCD264700001 "
+                          "belongs to label B");
+    EXPECT_EQ(told.at(1), "label A: serial number (none), MAC address 00:1A:2B:00:01:00");
+    EXPECT_EQ(text_of(*restored.find("00:1A:2B:00:01:3F")), "A - 00:1A:2B:00:01:00/64 void");
+    EXPECT_NE(restored.history("A").size(), 0U);
+    EXPECT_EQ(findings_of(restored), "");
+}
+
+TEST_P(witnessing, keeps_numbers_burned_that_were_burned_by_a_lost_reconciliation)
+{
+    auto in = open();
+    add_witness(in);
+    const auto old = copied(in);
+    auto older = another_place();
+    older.url = on_sqlite() ? "sqlite:" + path("older.db") : older.url;
+    in.copy_to(older.url);
+    reserved(in, "A");
+    auto apart = old; // where A's numbers go to B as well
+    const auto lines = lines_of_witness();
+    std::ofstream(path("none")) << lines.substr(0, lines.find('\n') + 1);
+    apart.witness = path("none");
+    book(apart).reserve({.label = "B", .product = "SW"});
+    book(old).reconcile("went on", "Bob");
+    book restored(older);
+    const auto told = restored.reconcile("once more", "Bob");
+    EXPECT_EQ(told.at(0), "label B: serial number ABCD264700001, MAC address 00:1A:2B:00:00:00");
+    EXPECT_EQ(restored.pools().at(0).of.next, 0x001A2B000040);
+    EXPECT_EQ(text_of(reserved(restored, "C")), "C ABCD264700002 00:1A:2B:00:00:40/64 reserved");
+    EXPECT_EQ(findings_of(restored), "");
+}
+
+TEST_P(witnessing, is_reconciled_although_another_pool_has_taken_the_place_of_a_lost_one)
+{
+    std::filesystem::create_directory(path("second"));
+    auto in = open();
+    in.set_witness(witness_file(), false, "", "");
+    const auto old = copied(in);
+    add_office(in);
+    reserved(in, "A");
+    auto apart = old;
+    const auto lines = lines_of_witness();
+    std::ofstream(path("none")) << lines.substr(0, lines.find('\n') + 1);
+    apart.witness = path("none");
+    book(apart).add_pool({.name = "lab",
+                          .of_macs = true,
+                          .first = 0x001A2B000000,
+                          .last = 0x001A2B0000FF,
+                          .count = 64,
+                          .align = 64});
+    book restored(old);
+    const auto told = restored.reconcile("went on", "Bob");
+    EXPECT_EQ(told.at(0), "pool office: its addresses are those of the pool lab now");
+    EXPECT_EQ(text_of(*restored.find("A")), "A ABCD264700001 00:1A:2B:00:00:00/64 void");
+    EXPECT_EQ(findings_of(restored), "");
+}
+
 } // namespace
