@@ -28,12 +28,27 @@ unit found_unit(book &in, const choices &chosen)
     return *found;
 }
 
+/** What a switch has said, fit for a terminal: its control characters do nothing here. */
+std::string harmless(const std::string &text)
+{
+    std::string told;
+    for (const char each : text) {
+        const auto byte = static_cast<unsigned char>(each);
+        if (each == '\n' || each == '\t' || (byte >= 0x20 && byte < 0x7F)) {
+            told += each;
+        } else if (each != '\r') {
+            told += shown({&each, 1});
+        }
+    }
+    return told;
+}
+
 void print_attempt(const attempt &one)
 {
     for (const auto &[what, text] : {std::pair{"Sent", &one.evidence.sent},
                                      {"Read back", &one.evidence.read_back},
                                      {"Transcript", &one.evidence.transcript}}) {
-        std::printf("%s:\n%s\n", what, text->c_str());
+        std::printf("%s:\n%s\n", what, harmless(*text).c_str());
     }
 }
 
@@ -66,7 +81,7 @@ int find_command(const choices &chosen)
     table shown{{"Attempt", "Started", "Station", "Slot", "Outcome", "Reason"}, {}};
     for (const auto &each : attempts) {
         shown.rows.push_back({std::to_string(each.number), each.started_at, each.start.station,
-                              each.start.slot, outcome_text(each), each.reason});
+                              each.start.slot, outcome_text(each), harmless(each.reason)});
     }
     if (!shown.rows.empty()) {
         print(shown);
