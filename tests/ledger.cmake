@@ -46,6 +46,8 @@ add_test(NAME ledger_e2e_tests/postgres COMMAND ledger_e2e_tests --gtest_filter=
 
 # Many at once, ends at every system call, connections that break: what must hold all the same. What
 # ends the program is preloaded, so it never carries the sanitizers.
+add_executable(exchange_first e2e/ledger/exchange_first.cpp)
+target_link_libraries(exchange_first PRIVATE station_registered setmac_warnings setmac_sanitizers)
 add_library(crash_point SHARED e2e/ledger/crash_point.cpp)
 target_link_options(crash_point PRIVATE -static-libgcc)
 target_link_libraries(crash_point PRIVATE setmac_warnings)
@@ -55,10 +57,15 @@ add_gtest(ledger_proofs
         e2e/ledger/crash_test.cpp
         e2e/ledger/crowd_test.cpp
         e2e/ledger/postgres_proxy.cpp
+        e2e/ledger/provisioning_test.cpp
+        e2e/provision/provision_session.cpp
     LIBRARIES e2e_support ledger_support
     NOT_DISCOVERED postgres/*)
-target_compile_definitions(ledger_proofs PRIVATE E2E_CRASH_POINT="$<TARGET_FILE:crash_point>")
-add_dependencies(ledger_proofs setmac-ledger crash_point)
+target_compile_definitions(ledger_proofs PRIVATE
+    E2E_CRASH_POINT="$<TARGET_FILE:crash_point>"
+    E2E_EXCHANGE_FIRST="$<TARGET_FILE:exchange_first>"
+    E2E_PRODUCTS="${PROJECT_SOURCE_DIR}/examples/products")
+add_dependencies(ledger_proofs setmac-ledger crash_point exchange_first ${simulated_switch} setmac-station)
 add_test(NAME ledger_proofs/postgres COMMAND ledger_proofs --gtest_filter=postgres/*)
 
 # What stands between the station and the ledger.
