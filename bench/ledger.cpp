@@ -24,6 +24,7 @@ using ledger::book;
 using steady = std::chrono::steady_clock;
 
 constexpr int reservations = 500;
+constexpr int turn = 25;
 constexpr int searches = 2000;
 constexpr int import_batch = 20000;
 
@@ -34,11 +35,25 @@ double seconds_of(const std::function<void()> &what)
     return std::chrono::duration<double>(steady::now() - start).count();
 }
 
+rusage used()
+{
+    rusage all{};
+    getrusage(RUSAGE_SELF, &all);
+    return all;
+}
+
 long peak_kib()
 {
-    rusage used{};
-    getrusage(RUSAGE_SELF, &used);
-    return used.ru_maxrss;
+    return used().ru_maxrss;
+}
+
+double cpu_seconds()
+{
+    const auto all = used();
+    const auto seconds = [](const timeval &of) {
+        return static_cast<double>(of.tv_sec) + static_cast<double>(of.tv_usec) / 1e6;
+    };
+    return seconds(all.ru_utime) + seconds(all.ru_stime);
 }
 
 void require(bool well, const char *what)
@@ -48,46 +63,63 @@ void require(bool well, const char *what)
     }
 }
 
-/** One row after the other, each durable, on SQLite as the ledger has it set. */
-double bare_sqlite(const std::string &file)
-{
-    sqlite3 *to = nullptr;
-    require(sqlite3_open(file.c_str(), &to) == SQLITE_OK, "open");
-    const auto run = [&](const char *sql) {
-        require(sqlite3_exec(to, sql, nullptr, nullptr, nullptr) == SQLITE_OK, sql);
-    };
-    run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=EXTRA; CREATE TABLE t (n INTEGER)");
-    const auto took = seconds_of([&] {
-        for (int number = 0; number < reservations; ++number) {
-            run("BEGIN IMMEDIATE");
-            run("INSERT INTO t VALUES (1)");
+/** One row after the other, each durable, in a database as the ledger has it set. */
+class bare_transactions {
+public:
+    virtual ~bare_transactions() = default;
+    virtual void run(const char *sql) = 0;
+
+    void insert(int rows)
+    {
+        for (int number = 0; number < rows; ++number) {
+            run("BEGIN");
+            run("INSERT INTO bare VALUES (1)");
             run("COMMIT");
         }
-    });
-    sqlite3_close(to);
-    return reservations / took;
-}
+    }
+};
 
-double bare_postgres(const std::string &url)
-{
-    auto *to = PQconnectdb(url.c_str());
-    const auto run = [&](const char *sql) {
-        auto *result = PQexec(to, sql);
+class bare_sqlite : public bare_transactions {
+public:
+    explicit bare_sqlite(const std::string &file)
+    {
+        require(sqlite3_open(file.c_str(), &to_) == SQLITE_OK, "open");
+        run("PRAGMA journal_mode=DELETE; PRAGMA synchronous=EXTRA; CREATE TABLE bare (n INTEGER)");
+    }
+    ~bare_sqlite() override { sqlite3_close(to_); }
+    bare_sqlite(const bare_sqlite &) = delete;
+    bare_sqlite &operator=(const bare_sqlite &) = delete;
+
+    void run(const char *sql) override
+    {
+        require(sqlite3_exec(to_, sql, nullptr, nullptr, nullptr) == SQLITE_OK, sql);
+    }
+
+private:
+    sqlite3 *to_ = nullptr;
+};
+
+class bare_postgres : public bare_transactions {
+public:
+    explicit bare_postgres(const std::string &url) : to_(PQconnectdb(url.c_str()))
+    {
+        run("CREATE TABLE bare (n bigint)");
+    }
+    ~bare_postgres() override { PQfinish(to_); }
+    bare_postgres(const bare_postgres &) = delete;
+    bare_postgres &operator=(const bare_postgres &) = delete;
+
+    void run(const char *sql) override
+    {
+        auto *result = PQexec(to_, sql);
         const bool well = PQresultStatus(result) == PGRES_COMMAND_OK;
         PQclear(result);
         require(well, sql);
-    };
-    run("CREATE TABLE t (n bigint)");
-    const auto took = seconds_of([&] {
-        for (int number = 0; number < reservations; ++number) {
-            run("BEGIN");
-            run("INSERT INTO t VALUES (1)");
-            run("COMMIT");
-        }
-    });
-    PQfinish(to);
-    return reservations / took;
-}
+    }
+
+private:
+    PGconn *to_;
+};
 
 void add_office(book &to)
 {
@@ -101,13 +133,27 @@ void add_office(book &to)
     to.add_product({.name = "SW", .mac = {false, "office"}, .serial = {false, "sn"}});
 }
 
-double reserve_rate(book &in, const std::string &prefix)
+/** Reservations and bare transactions in turns, so that what else the machine does meets both. */
+void compare(const std::string &what, book &in, bare_transactions &bare, const std::string &prefix)
 {
-    return reservations / seconds_of([&] {
-               for (int number = 0; number < reservations; ++number) {
-                   in.reserve({.label = prefix + std::to_string(number), .product = "SW"});
-               }
-           });
+    double bare_seconds = 0;
+    double seconds = 0;
+    double cpu = 0;
+    for (int done = 0; done < reservations; done += turn) {
+        bare_seconds += seconds_of([&] { bare.insert(turn); });
+        const auto cpu_before = cpu_seconds();
+        seconds += seconds_of([&] {
+            for (int number = done; number < done + turn; ++number) {
+                in.reserve({.label = prefix + std::to_string(number), .product = "SW"});
+            }
+        });
+        cpu += cpu_seconds() - cpu_before;
+    }
+    std::printf("| %s: reservations a second | %.0f | bare transactions | %.0f | %.2f |\n",
+                what.c_str(), reservations / seconds, reservations / bare_seconds,
+                bare_seconds / seconds);
+    std::printf("| %s: CPU time of a reservation, ms | %.3f | | | |\n", what.c_str(),
+                1000 * cpu / reservations);
 }
 
 void fill(book &in, int units)
@@ -138,20 +184,16 @@ double find_ms(book &in, int units)
            });
 }
 
-void measure(const std::string &name, const std::string &url, double bare, int units)
+void measure(const std::string &name, const std::string &url, bare_transactions &bare, int units)
 {
     const ledger::ledger_place place{.url = url};
     book::init(place);
     book in(place);
     add_office(in);
-    const auto empty = reserve_rate(in, "A");
-    std::printf("| %s: reservations a second, empty | %.0f | bare transactions | %.0f | %.2f |\n",
-                name.c_str(), empty, bare, empty / bare);
+    compare(name + ", empty", in, bare, "A");
     const auto filled = seconds_of([&] { fill(in, units); });
     std::printf("| %s: units imported a second | %.0f | | | |\n", name.c_str(), units / filled);
-    const auto full = reserve_rate(in, "B");
-    std::printf("| %s: reservations a second, %d units | %.0f | empty | %.0f | %.2f |\n",
-                name.c_str(), units, full, empty, full / empty);
+    compare(name + ", " + std::to_string(units) + " units", in, bare, "B");
     std::printf("| %s: find by address, %d units, ms | %.3f | | | |\n", name.c_str(), units,
                 find_ms(in, units));
     auto before = peak_kib();
@@ -174,9 +216,11 @@ int main(int argc, char **argv)
     }
     const std::string folder = argv[1];
     const int units = std::atoi(argv[2]); // NOLINT(cert-err34-c)
-    measure("SQLite", "sqlite:" + folder + "/bench.db", bare_sqlite(folder + "/bare.db"), units);
+    bare_sqlite in_a_file(folder + "/bare.db");
+    measure("SQLite", "sqlite:" + folder + "/bench.db", in_a_file, units);
     if (argc > 3) {
-        measure("PostgreSQL", argv[3], bare_postgres(argv[3]), units);
+        bare_postgres on_a_server(argv[3]);
+        measure("PostgreSQL", argv[3], on_a_server, units);
     }
     return 0;
 }
