@@ -16,7 +16,7 @@ struct field_case {
 
 TEST_F(productinfo, serial_numbers_are_13_letters_and_digits)
 {
-    for (const auto &[text, result, stored] : {
+    for (const auto &one : {
              field_case{"ABCDEFGHJ1234", 0, "ABCDEFGHJ1234"},
              field_case{"abcdefghj1234", 0, "abcdefghj1234"},
              field_case{"0000000000000", 0, "0000000000000"},
@@ -27,18 +27,19 @@ TEST_F(productinfo, serial_numbers_are_13_letters_and_digits)
              field_case{"", -1, nullptr},
          }) {
         const auto text_printed =
-            printed([&] { EXPECT_EQ(set_product_info_serialnum(text), result); });
+            printed([&] { EXPECT_EQ(set_product_info_serialnum(one.text), one.result); });
         EXPECT_EQ(text_printed,
-                  result == 0 ? std::string()
-                              : "Error: Invalid serial number: " + std::string(text) + "\r\n");
-        EXPECT_STREQ(get_product_info("SerialNO"), stored) << text;
+                  one.result == 0
+                      ? std::string()
+                      : "Error: Invalid serial number: " + std::string(one.text) + "\r\n");
+        EXPECT_STREQ(get_product_info("SerialNO"), one.stored) << one.text;
         clr_prod_info();
     }
 }
 
 TEST_F(productinfo, mac_addresses_are_six_pairs_with_colons_or_without)
 {
-    for (const auto &[text, result, stored] : {
+    for (const auto &one : {
              field_case{"00d0f8a1b2c3", 0, "00:d0:f8:a1:b2:c3"},
              field_case{"00D0F8A1B2C3", 0, "00:D0:F8:A1:B2:C3"},
              field_case{"00:D0:F8:A1:B2:C3", 0, "00:D0:F8:A1:B2:C3"},
@@ -57,25 +58,26 @@ TEST_F(productinfo, mac_addresses_are_six_pairs_with_colons_or_without)
              field_case{"", -1, nullptr},
          }) {
         const auto text_printed =
-            printed([&] { EXPECT_EQ(set_product_info_macaddr(text), result); });
-        EXPECT_EQ(text_printed, result == 0
-                                    ? std::string()
-                                    : "Error: Invalid Mac Address: " + std::string(text) + "\r\n");
-        EXPECT_STREQ(get_product_info("ethaddr"), stored) << text;
+            printed([&] { EXPECT_EQ(set_product_info_macaddr(one.text), one.result); });
+        EXPECT_EQ(text_printed,
+                  one.result == 0
+                      ? std::string()
+                      : "Error: Invalid Mac Address: " + std::string(one.text) + "\r\n");
+        EXPECT_STREQ(get_product_info("ethaddr"), one.stored) << one.text;
         clr_prod_info();
     }
 }
 
 TEST_F(productinfo, hardware_versions_are_digits_and_dots_and_others_silently_dropped)
 {
-    for (const auto &[text, result, stored] : {
+    for (const auto &one : {
              field_case{"1.0.3", 0, "1.0.3"},
              field_case{"", 0, ""},
              field_case{"V1.0", 0, nullptr},
              field_case{"1.0-3", 0, nullptr},
          }) {
-        EXPECT_EQ(printed([&] { EXPECT_EQ(set_product_info_hardver(text), result); }), "");
-        EXPECT_STREQ(get_product_info("HardwareVersion"), stored) << text;
+        EXPECT_EQ(printed([&] { EXPECT_EQ(set_product_info_hardver(one.text), one.result); }), "");
+        EXPECT_STREQ(get_product_info("HardwareVersion"), one.stored) << one.text;
         clr_prod_info();
     }
 }
