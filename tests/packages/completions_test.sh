@@ -29,7 +29,10 @@ offered_by_bash() {
 }
 
 offered_by_zsh() {
-    zsh -f "$here/zsh_complete.zsh" "$completions/zsh" "$1"
+    local offer
+    printf '%s\n' "$1" >&"$to_zsh"
+    read -r offer <&"$from_zsh"
+    printf '%s\n' "$offer"
 }
 
 # expect_offer LINE WANTED: of both shells.
@@ -56,6 +59,9 @@ done
 cd "$folder"
 mkdir board
 touch job.toml notes.txt
+coproc zsh -f "$here/zsh_complete.zsh" "$completions/zsh"
+# Subshells have no descriptors of a coprocess but these.
+exec {to_zsh}>&"${COPROC[1]}" {from_zsh}<&"${COPROC[0]}"
 
 # What stands here was worked out by hand, to hold the two ways of asking below to it.
 expect_offer "simboard s" "show"
