@@ -1,14 +1,13 @@
 #!/usr/bin/env bash
-# Checks format, length, includes, lint and manual pages. Wants a configured build/release for the lint,
-# which is of the switch program only: that of the board and of the station, --lint-rest, reads the headers
-# of the C++ library for minutes and is all that the option does.
+# Checks format, length, includes and manual pages; with --lint instead all programs with clang-tidy, which
+# reads the headers of the C++ library for minutes and wants a configured build/release.
 . "$(dirname "$0")/lib.sh"
-install_missing "${style_packages[@]}"
 
 longest_file=500
 
 # lint PATTERN...
 lint() {
+    install_missing "${lint_packages[@]}"
     local files
     mapfile -t files < <(git ls-files "$@")
     # To clang the checked functions of the C library and those of the simulated board are the same twice.
@@ -48,18 +47,18 @@ check_format() {
 }
 
 case ${1-} in
---lint-rest)
-    lint 'sim/*.cpp' 'station/*.cpp' 'ledger/*.cpp' 'floor/*.cpp'
+--lint)
+    lint 'src/*.cpp' 'sim/*.cpp' 'station/*.cpp' 'ledger/*.cpp' 'floor/*.cpp'
     ;;
 "")
+    install_missing "${style_packages[@]}"
     check_format
     check_length
     scripts/check_layers.py
     check_pages
-    lint 'src/*.cpp'
     ;;
 *)
-    echo "usage: scripts/check_style.sh [--lint-rest]" >&2
+    echo "usage: scripts/check_style.sh [--lint]" >&2
     exit 2
     ;;
 esac

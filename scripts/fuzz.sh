@@ -2,7 +2,7 @@
 # Feeds hostile bytes to the parsers of the switch program and of the station:
 #
 #   scripts/fuzz.sh TARGET SECONDS [OPTION...]   one target, as long as one likes; libFuzzer's options
-#   scripts/fuzz.sh --quick                      all targets, a fixed number of runs each
+#   scripts/fuzz.sh --quick                      all targets, a fixed number of runs each, of the build for tests
 #   scripts/fuzz.sh --campaign RUNS [CORES]      so many runs in all, spread evenly over the targets
 #   scripts/fuzz.sh --coverage                   the lines that seeds and corpus reach
 #   scripts/fuzz.sh --list                       the names of the targets
@@ -14,6 +14,7 @@
 . "$(dirname "$0")/lib.sh"
 
 folder=build/fuzz
+programs=$folder/bin
 reports=build/fuzz-coverage
 quick_runs=1000
 mapfile -t targets < <(sed -n 's/^\([a-z][a-z_]*\) .*/\1/p' fuzz/targets.txt)
@@ -23,10 +24,10 @@ usage() {
     exit 2
 }
 
-# prepare PRESET: the targets of that preset, and the seeds.
+# prepare PRESET [TARGET...]: the targets of that preset, and the seeds.
 prepare() {
     install_missing "${build_packages[@]}" "${fuzz_packages[@]}"
-    build "$1"
+    build "$@"
     mkdir -p "$folder/findings"
     rm -rf "$folder/seeds"
     python3 fuzz/make_seeds.py "$folder/seeds"
@@ -37,7 +38,7 @@ run() {
     local target=$1 corpus=$2
     shift 2
     mkdir -p "$corpus"
-    "$folder/bin/$target" -dict=fuzz/words.dict -timeout=20 -artifact_prefix="$folder/findings/$target-" \
+    "$programs/$target" -dict=fuzz/words.dict -timeout=20 -artifact_prefix="$folder/findings/$target-" \
         "$@" "$corpus" "$folder/seeds/$target"
 }
 
@@ -131,15 +132,17 @@ case ${1-} in
     printf '%s\n' "${targets[@]}"
     ;;
 --quick)
-    prepare fuzz
-    export folder quick_runs
+    # What the tests have built serves for a few runs.
+    prepare asan "${targets[@]/#/fuzz_}"
+    programs=build/asan/bin
+    export folder programs quick_runs
     export -f run run_quickly
     printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -euc 'run_quickly {}'
     ;;
 --campaign)
     [[ ${2-} =~ ^[1-9][0-9]*$ && ${3-1} =~ ^[1-9][0-9]*$ ]] || usage
     prepare fuzz
-    export folder
+    export folder programs
     export -f run campaign_target
     campaign "$2" "${3-1}"
     ;;

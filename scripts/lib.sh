@@ -13,8 +13,10 @@ build_packages=(
 )
 # The server that the tests of the ledger start.
 test_packages=(postgresql)
-style_packages=(clang-format clang-tidy mandoc git)
-fuzz_packages=(clang libclang-rt-14-dev llvm-14)
+style_packages=(clang-format mandoc git)
+lint_packages=(clang-tidy git)
+# Of the builds under the sanitizers, and of the fuzz targets.
+fuzz_packages=(clang lld libclang-rt-14-dev llvm-14)
 package_packages=(lintian git)
 # The programs that ours are measured against, and what counts instructions.
 bench_packages=(libubootenv-tool lrzsz valgrind)
