@@ -71,3 +71,6 @@ add_test(NAME ledger_proofs/postgres COMMAND ledger_proofs --gtest_filter=postgr
 # What stands between the station and the ledger.
 target_sources(station_tests PRIVATE unit/station/registered/registered_run_test.cpp)
 target_link_libraries(station_tests PRIVATE station_registered)
+
+# They take longest, so they are the first to start.
+set_tests_properties(ledger_tests/postgres ledger_proofs/postgres PROPERTIES COST 100)
