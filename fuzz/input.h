@@ -26,12 +26,12 @@ std::span<const uint8_t> next_piece(std::span<const uint8_t> stream);
 /** The input of a run: choices of the surroundings in front, then what comes from outside. */
 class input {
 public:
-    input(const uint8_t *data, size_t size) : rest_(data, size), tells_much_(size % 8 == 0) {}
+    input(const uint8_t *data, size_t size) : rest_(data, size), tells_much_(size % 32 == 0) {}
 
     bool at_end() const { return rest_.empty(); }
 
     /**
-     * Whether logs are kept and reports written, by the length of the input: in one run of eight,
+     * Whether logs are kept and reports written, by the length of the input: in one run of 32,
      * since they take more time than all else that is done with it.
      */
     bool tells_much() const { return tells_much_; }
