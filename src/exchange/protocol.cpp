@@ -195,6 +195,9 @@ int32_t apply_value(const com_data_provider *provider, payload_handler handler, 
 
 void setmac_crc32_init()
 {
+    if (setmac_crc32_table[1] != 0) {
+        return; // filled by an exchange before
+    }
     for (uint32_t index = 0; index < 256; ++index) {
         uint32_t value = index << 24;
         for (int bit = 0; bit < 8; ++bit) {
