@@ -217,7 +217,7 @@ bool console::end_operation()
 
 bool console::answers(std::string_view sent, char wanted)
 {
-    seen_.clear();
+    write_off();
     send(sent);
     const auto deadline = far_.now() + operation_answer;
     while (far_.now() < deadline) {
@@ -233,7 +233,7 @@ bool console::answers(std::string_view sent, char wanted)
 void console::feed()
 {
     const std::string zeros(feeding_piece, '\0');
-    seen_.clear();
+    write_off();
     for (std::size_t fed = 0; fed < longest_value && seen_.empty() && far_.now() < give_up_;
          fed += zeros.size()) {
         send(zeros);
@@ -300,7 +300,7 @@ bool console::back_at_prompt(milliseconds limit)
 
 bool console::at_prompt() const
 {
-    const auto line = tail();
+    const auto &line = tail();
     return (line == learnt_ && !line.empty()) ||
            (ends_with(line, settings_.prompt) && silence() >= unlearnt_settled);
 }
@@ -391,6 +391,7 @@ bool console::receive(time_point deadline)
 void console::keep(std::string_view text)
 {
     seen_ += text;
+    tail_.reset();
     if (seen_.size() > 2 * most_seen) {
         seen_.erase(0, seen_.size() - most_seen);
     }
@@ -416,6 +417,7 @@ void console::send(std::string_view text)
 void console::write_off()
 {
     seen_.clear();
+    tail_.reset();
 }
 
 line::milliseconds console::silence() const
@@ -423,11 +425,14 @@ line::milliseconds console::silence() const
     return std::chrono::duration_cast<milliseconds>(far_.now() - last_arrival_);
 }
 
-std::string console::tail() const
+const std::string &console::tail() const
 {
-    const auto from = seen_.size() - std::min(seen_.size(), most_of_tail);
-    const auto text = readable(std::string_view(seen_).substr(from));
-    return std::string(last_line(text));
+    if (!tail_) {
+        const auto from = seen_.size() - std::min(seen_.size(), most_of_tail);
+        const auto text = readable(std::string_view(seen_).substr(from));
+        tail_ = last_line(text);
+    }
+    return *tail_;
 }
 
 /** Without what may be the echo of a password. */
@@ -438,7 +443,7 @@ std::string console::tail_to_show() const
 
 console::showing console::state() const
 {
-    const auto line = tail();
+    const auto &line = tail();
     if (line.empty()) {
         return showing::nothing;
     }

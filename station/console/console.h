@@ -85,7 +85,7 @@ private:
     void keep(std::string_view text);
     void write_off();
     milliseconds silence() const;
-    std::string tail() const;
+    const std::string &tail() const;
     std::string tail_to_show() const;
     showing state() const;
 
@@ -109,8 +109,9 @@ private:
     console_settings settings_;
     listener &observer_;
     time_point last_arrival_;
-    time_point give_up_; // when a prompt is not looked for any more
-    std::string seen_;   // since something was typed
+    time_point give_up_;                      // when a prompt is not looked for any more
+    std::string seen_;                        // since something was typed
+    mutable std::optional<std::string> tail_; // its last line, where it has been asked for
     std::string saw_;    // the last line before that, where it was something unknown
     std::string learnt_; // the whole line in which the shell waits
     std::string transcript_;

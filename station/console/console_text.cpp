@@ -26,13 +26,10 @@ std::size_t after_all(std::string_view text, std::size_t at, test holds)
     return at;
 }
 
-/** Whether the kernel's stamp begins here: "[   12.345678] ", with six digits behind the point. */
+/** Whether a "[" begins the kernel's stamp: "[   12.345678] ", with six digits behind the point. */
 bool is_kernel_stamp(std::string_view text)
 {
     constexpr std::size_t decimals = 6;
-    if (!text.starts_with('[')) {
-        return false;
-    }
     const auto number = after_all(text, 1, [](char each) { return each == ' '; });
     const auto point = after_all(text, number, is_digit);
     const auto end = after_all(text, std::min(point + 1, text.size()), is_digit);
@@ -79,7 +76,7 @@ std::string readable(std::string_view raw)
     std::string out;
     for (std::size_t at = 0; at < raw.size();) {
         const char character = raw[at];
-        if (is_kernel_stamp(raw.substr(at))) {
+        if (character == '[' && is_kernel_stamp(raw.substr(at))) {
             at = after_line(raw, at);
         } else if (character == escape) {
             at = after_escape(raw, at);
