@@ -8,7 +8,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 build_packages=(
     g++ cmake ninja-build pkg-config
     zlib1g-dev libcli11-dev libtomlplusplus-dev libserialport-dev libgtest-dev
-    libsqlite3-dev libpq-dev nlohmann-json3-dev libssl-dev libboost1.81-dev
+    libsqlite3-dev libpq-dev nlohmann-json3-dev libssl-dev libboost1.81-dev libudev-dev
     mtd-utils libubootenv-tool i2c-tools python3-minimal zsh
 )
 # The server that the tests of the ledger start.
