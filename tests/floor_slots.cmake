@@ -8,3 +8,14 @@ add_gtest(floor_slot_tests
         unit/station/switch_model.cpp
         unit/station/switch_model_operations.cpp
     LIBRARIES floor_slots)
+
+# Many simulated switches at once: what must hold whatever becomes of the floor's process and of slots.
+add_gtest(floor_proofs
+    SOURCES
+        e2e/floor/kill_test.cpp
+        e2e/floor/simulated_floor.cpp
+        e2e/floor/slot_faults_test.cpp
+    LIBRARIES e2e_support floor_slots)
+target_compile_definitions(floor_proofs PRIVATE
+    E2E_PRODUCTS="${PROJECT_SOURCE_DIR}/examples/products")
+add_dependencies(floor_proofs setmac simboard simboard_preload dev_drv_standin setmac_fallback_standin)

@@ -118,7 +118,7 @@ private:
         }
         table->allow_only({"listen", "port", "hosts", "origins"}, wrong_);
         out_.listen = table->text_or("listen", out_.listen, wrong_);
-        out_.port = static_cast<int>(number(*table, "port", 1, last_port, out_.port));
+        out_.port = static_cast<int>(number(*table, "port", 0, last_port, out_.port));
         out_.hosts = table->texts("hosts", wrong_);
         out_.origins = table->texts("origins", wrong_);
     }

@@ -380,7 +380,9 @@ std::unique_ptr<station::line> floor_control::open_line(int slot)
         return open_(described);
     }
     if (!described.exec.empty()) {
-        return std::make_unique<station::pty_line>(described.exec);
+        // A program that had the lines of other slots, or the server's connections, would keep them
+        // open.
+        return std::make_unique<station::pty_line>(described.exec, station::open_files::none);
     }
     const auto port = port_at(ports_, described.place);
     if (!port) {

@@ -41,10 +41,11 @@ bool wait_for(int descriptor, short events, line::milliseconds limit)
     }
 }
 
-/** Of the files of this process none is the program's: each of many slots would hold all others. */
-[[noreturn]] void become(const std::string &command)
+[[noreturn]] void become(const std::string &command, open_files kept)
 {
-    close_range(STDERR_FILENO + 1, ~0U, 0);
+    if (kept == open_files::none) {
+        close_range(STDERR_FILENO + 1, ~0U, 0);
+    }
     execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char *>(nullptr));
     _exit(127);
 }
@@ -60,7 +61,7 @@ std::string describe_wait_status(int status)
     return "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
-pty_line::pty_line(const std::string &command)
+pty_line::pty_line(const std::string &command, open_files kept)
 {
     winsize size{};
     size.ws_row = 24;
@@ -70,7 +71,7 @@ pty_line::pty_line(const std::string &command)
         throw line_error(system_error("cannot make a pseudo-terminal"));
     }
     if (child_ == 0) {
-        become(command);
+        become(command, kept);
     }
     // The C library's own function for it is not declared for C++ everywhere.
     end_ = static_cast<int>(syscall(SYS_pidfd_open, child_, 0));

@@ -8,6 +8,12 @@
 
 namespace station {
 
+/** Which of the files that this process has open its program has open, too. */
+enum class open_files {
+    as_they_say, // those that are not to be closed on exec
+    none         // beside its terminal
+};
+
 /**
  * A program on a pseudo-terminal, which stands in for a switch's console: the program gets it as
  * its controlling terminal and as standard input, output and error, in ordinary cooked mode.
@@ -15,7 +21,7 @@ namespace station {
 class pty_line : public line {
 public:
     /** Starts command with "/bin/sh -c". Throws line_error when there is no pseudo-terminal. */
-    explicit pty_line(const std::string &command);
+    explicit pty_line(const std::string &command, open_files kept = open_files::as_they_say);
 
     /** Ends a program that still runs: first with SIGTERM, so that it can tidy up. */
     ~pty_line() override;
