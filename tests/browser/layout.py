@@ -23,14 +23,13 @@ function clipOf(node) {
     return clip;
 }
 
-// Lines that an ellipsis announces are left out on purpose.
-function announced(node) {
+// An element that ends its lines with an ellipsis hides the others itself, and says so.
+function endsItself(node) {
     for (let each = node; each && !each.classList.contains('tile'); each = each.parentElement) {
         const style = getComputedStyle(each);
-        if (style.textOverflow === 'ellipsis' || (style.webkitLineClamp !== 'none' && style.display === 'flow-root')
-            || style.webkitLineClamp !== 'none') return true;
+        if (style.textOverflow === 'ellipsis' || style.webkitLineClamp !== 'none') return each;
     }
-    return false;
+    return null;
 }
 
 const texts = [];
@@ -40,19 +39,19 @@ for (let text = walker.nextNode(); text; text = walker.nextNode()) {
     if (text.data.trim() === '' || node.closest('.unseen, option, noscript, [hidden]') || !node.checkVisibility({ visibilityProperty: true })) continue;
     const range = document.createRange();
     range.selectNodeContents(text);
-    const clip = clipOf(node);
+    const clip = clipOf(node), ending = endsItself(node);
     for (const line of range.getClientRects()) {
         if (line.width < 1) continue;
         const seen = { left: Math.max(line.left, clip.left), top: Math.max(line.top, clip.top), right: Math.min(line.right, clip.right), bottom: Math.min(line.bottom, clip.bottom) };
         const high = seen.bottom - seen.top, wide = seen.right - seen.left;
         if (clip.scrolls && (high < line.height || wide < line.width)) continue; // can be scrolled to
-        if (high <= 1 || wide <= 1) {
-            if (!announced(node)) faults.push(`out of sight: ${name(node)}`);
-            continue;
+        if (ending) {
+            const box = ending.getBoundingClientRect();
+            if (line.top > box.bottom - line.height * 0.4 || line.left > box.right - 1) continue; // behind the ellipsis
         }
         // Of a line's height a fifth is room above and below its letters.
-        if (high < line.height * 0.8 && !(announced(node) && high < line.height * 0.12)) faults.push(`cut in its height: ${name(node)}`);
-        if (wide < line.width - 1 && !announced(node)) faults.push(`cut in its width: ${name(node)}`);
+        if (high < line.height * 0.8 || wide < 1) faults.push(`cut in its height: ${name(node)}`);
+        else if (wide < line.width - 1 && !ending) faults.push(`cut in its width: ${name(node)}`);
         texts.push({ node, ...seen });
     }
 }

@@ -106,7 +106,7 @@ function idleWords() {
     const { slot, run } = failed[0];
     const words = slotWords(store.slots.get(slot), store);
     const more = failed.length > 1 ? ` — FAIL also in ${failed.slice(1, 9).map((each) => each.slot).join(', ')}${failed.length > 9 ? ' and more' : ''}` : '';
-    return { kind: 'scan', title: ask, text: `Slot ${slot} FAIL, ${short(run.label, 40)}: ${[words.detail, words.advice].filter(Boolean).join('. ')}${more}` };
+    return { kind: 'scan', title: ask, text: `Slot ${slot} FAIL, ${short(run.label, 40)}: ${[words.detail, words.advice].filter(Boolean).map((each) => short(each, 110)).join('. ')}${more}` };
 }
 
 function button(text, run, key = text) {

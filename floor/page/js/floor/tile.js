@@ -5,7 +5,9 @@ import { clock } from '../base/words.js';
 import { slotWords } from './slot_words.js';
 
 const SIGN_OF = { pass: 'pass', fail: 'fail', stopped: 'stopped', label: 'scan', unplugged: 'warning', trouble: 'warning' };
-const CRAMPED = 4; // the last of the ways to make room
+// Of the ways to make room, in tiles.css: the first lines of a reason only, and none of it.
+const FIRST_LINES = 5;
+const CRAMPED = 6;
 const STEP_SIGNS = { waiting: '', running: '▸', done: '✓', unseen: '?', skipped: '–', failed: '✕' };
 
 /** A tile: its node, and show(slot, state) to bring it up to date. */
@@ -54,24 +56,21 @@ export function makeTile(number) {
             this.tick(slot);
             this.fit();
         },
-        /** Makes room for the reason: smaller type, then without the advice, then its first lines. */
+        /** Makes room for what is said: smaller type, no advice, a label in one line, the reason's first lines. */
         fit(again = false) {
-            const text = parts.label.textContent + parts.detail.textContent + parts.advice.textContent + shownKind;
+            const text = [parts.label, parts.detail, parts.advice, parts.head].map((part) => part.textContent).join('\n') + shownKind;
             if (!again && text === fitted) {
                 return;
             }
             fitted = text;
-            setAttribute(button, 'data-fit', null);
-            for (let level = 0; level <= CRAMPED && parts.detail.textContent !== ''; ++level) {
+            for (let level = 0; level <= CRAMPED; ++level) {
                 setAttribute(button, 'data-fit', level);
+                if (level === FIRST_LINES) {
+                    button.style.setProperty('--lines', Math.max(1, linesOf(parts)));
+                }
                 if (parts.words.scrollHeight <= parts.words.clientHeight + 1) {
                     break;
                 }
-            }
-            if (button.dataset.fit === String(CRAMPED)) {
-                const line = parseFloat(getComputedStyle(parts.words).lineHeight);
-                const room = parts.words.getBoundingClientRect().bottom - parts.detail.getBoundingClientRect().top;
-                button.style.setProperty('--lines', Math.max(1, Math.floor(room / line + 0.1)));
             }
         },
         tick(slot) {
@@ -94,6 +93,12 @@ function nameOf(slot, words, selected, { floor }) {
         slot.fault ? `fault ordered: ${short(slot.fault, 40)}` : '',
         selected ? 'waits for a label' : '',
     ].filter(Boolean).join(', ');
+}
+
+/** How many lines of the reason there is room for. */
+function linesOf({ words, detail }) {
+    const room = words.getBoundingClientRect().bottom - detail.getBoundingClientRect().top;
+    return Math.floor(room / parseFloat(getComputedStyle(detail).lineHeight) + 0.1);
 }
 
 /** How much of a step is done, from 0 to 1. */
