@@ -86,7 +86,8 @@ class PageTest(unittest.TestCase):
 
     def resize(self, width, height, dark=False):
         self.cdp("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=False)
-        self.cdp("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": "dark" if dark else "light"}])
+        self.cdp("Emulation.setEmulatedMedia", features=[
+            {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}, {"name": "prefers-reduced-motion", "value": "reduce"}])
 
     def cdp(self, command, **parts):
         return self.driver.execute_cdp_cmd(command, parts)
@@ -103,7 +104,7 @@ class PageTest(unittest.TestCase):
 
     def settle(self):
         """Until what has changed so far is on the screen."""
-        self.driver.execute_async_script("const done = arguments[0]; requestAnimationFrame(() => requestAnimationFrame(() => setTimeout(done, 250)))")
+        self.driver.execute_async_script("const done = arguments[0]; requestAnimationFrame(() => requestAnimationFrame(() => requestAnimationFrame(done)))")
 
     def picture(self, name):
         PICTURES.mkdir(parents=True, exist_ok=True)

@@ -10,18 +10,25 @@ if (document.documentElement.scrollWidth > width || document.documentElement.scr
     faults.push('the page is larger than the screen');
 }
 
-function clipOf(node) {
-    const clip = { left: 0, top: 0, right: width, bottom: height, scrolls: false };
+// The box that its ancestors leave of a node: those that hide the rest, or those that scroll to it.
+function clipOf(node, hides) {
+    const clip = { left: 0, top: 0, right: width, bottom: height };
+    let lifted = false; // out of the flow: only what it is placed in can hide it
     for (let each = node; each && each !== document.body; each = each.parentElement) {
         const style = getComputedStyle(each);
-        if (style.display === 'contents' || (style.overflowX === 'visible' && style.overflowY === 'visible')) continue;
+        if (lifted && style.position === 'static') continue;
+        lifted = style.position === 'absolute';
+        const scrolls = style.overflowY === 'auto' || style.overflowY === 'scroll';
+        if (style.display === 'contents' || scrolls === hides || (style.overflowX === 'visible' && style.overflowY === 'visible')) continue;
         const box = each.getBoundingClientRect();
-        clip.scrolls ||= style.overflowY === 'auto' || style.overflowY === 'scroll';
         clip.left = Math.max(clip.left, box.left); clip.top = Math.max(clip.top, box.top);
         clip.right = Math.min(clip.right, box.right); clip.bottom = Math.min(clip.bottom, box.bottom);
     }
     return clip;
 }
+
+const within = (line, clip) => ({ left: Math.max(line.left, clip.left), top: Math.max(line.top, clip.top), right: Math.min(line.right, clip.right), bottom: Math.min(line.bottom, clip.bottom) });
+const leaves = (line, clip) => line.left < clip.left - 1 || line.top < clip.top - 1 || line.right > clip.right + 1 || line.bottom > clip.bottom + 1;
 
 // An element that ends its lines with an ellipsis hides the others itself, and says so.
 function endsItself(node) {
@@ -39,12 +46,12 @@ for (let text = walker.nextNode(); text; text = walker.nextNode()) {
     if (text.data.trim() === '' || node.closest('.unseen, option, noscript, [hidden]') || !node.checkVisibility({ visibilityProperty: true })) continue;
     const range = document.createRange();
     range.selectNodeContents(text);
-    const clip = clipOf(node), ending = endsItself(node);
+    const clip = clipOf(node, true), scroll = clipOf(node, false), ending = endsItself(node);
     for (const line of range.getClientRects()) {
         if (line.width < 1) continue;
-        const seen = { left: Math.max(line.left, clip.left), top: Math.max(line.top, clip.top), right: Math.min(line.right, clip.right), bottom: Math.min(line.bottom, clip.bottom) };
+        if (leaves(line, scroll)) continue; // can be scrolled to
+        const seen = within(line, clip);
         const high = seen.bottom - seen.top, wide = seen.right - seen.left;
-        if (clip.scrolls && (high < line.height || wide < line.width)) continue; // can be scrolled to
         if (ending) {
             const box = ending.getBoundingClientRect();
             if (line.top > box.bottom - line.height * 0.4 || line.left > box.right - 1) continue; // behind the ellipsis

@@ -98,7 +98,8 @@ class States(PageTest):
                     with self.subTest(name):
                         self.resize(width, height, dark)
                         self.assertEqual(faults_of(self), [])
-                        self.picture(name)
+                        if number in (4, 8, 64) and (not dark or width == 1920):
+                            self.picture(name)
 
     def test_a_drill_looks_like_a_drill_at_any_size(self):
         for number in (4, 8, 64):
