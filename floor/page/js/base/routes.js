@@ -3,6 +3,7 @@
 import { change, store } from './store.js';
 
 export const VIEWS = {
+    __proto__: null, // names come from addresses
     slots: { title: 'Slots', key: 'F2' },
     unit: { title: 'Unit', key: 'F3' },
     history: { title: 'History', key: 'F4' },

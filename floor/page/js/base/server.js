@@ -62,7 +62,7 @@ async function fetchToken() {
     token = (await get('/api/session')).token;
 }
 
-const TAKE = { state: takeState, slot: takeSlot, ledger: (ledger) => takeParts({ ledger }), operator: takeParts, printer: takeParts };
+const TAKE = { __proto__: null, state: takeState, slot: takeSlot, ledger: (ledger) => takeParts({ ledger }), operator: takeParts, printer: takeParts };
 
 function take({ name, data }) {
     TAKE[name]?.(JSON.parse(data));

@@ -1,6 +1,7 @@
 // What stands in the interface as codes and numbers, in words.
 
 const OUTCOMES = {
+    __proto__: null,
     verified: 'Written and read back',
     stored: 'The switch says that it stored it, but it could not be read back',
     failed: 'Failed',

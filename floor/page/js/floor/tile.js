@@ -8,7 +8,7 @@ const SIGN_OF = { pass: 'pass', fail: 'fail', stopped: 'stopped', label: 'scan',
 // Of the ways to make room, in tiles.css: the first lines of a reason only, and none of it.
 const FIRST_LINES = 5;
 const CRAMPED = 6;
-const STEP_SIGNS = { waiting: '', running: '▸', done: '✓', unseen: '?', skipped: '–', failed: '✕' };
+const STEP_SIGNS = { __proto__: null, waiting: '', running: '▸', done: '✓', unseen: '?', skipped: '–', failed: '✕' };
 
 /** A tile: its node, and show(slot, state) to bring it up to date. */
 export function makeTile(number) {

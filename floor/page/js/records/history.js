@@ -12,6 +12,7 @@ const STATES = ['', 'reserved', 'writing', 'stored', 'verified', 'failed', 'in_d
 const OUTCOMES = ['', 'stored', 'verified', 'failed', 'in_doubt'];
 
 const KINDS = {
+    __proto__: null, // names come from addresses
     units: {
         title: 'Units',
         filters: [['label', 'Label'], ['product', 'Product'], ['state', 'State', STATES], ['since', 'Since'], ['until', 'Until']],

@@ -103,6 +103,7 @@ async function confirm(slot, code) {
 
 // What a refused start can be repeated with, where a person answers for it.
 const STRONGER = {
+    __proto__: null,
     already_verified: { text: 'Do it again with the same identity', option: 'again' },
     label_in_work: { text: 'Take it over from the other station', option: 'take_over' },
 };
