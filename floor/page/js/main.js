@@ -25,14 +25,20 @@ const by = (id) => document.getElementById(id);
 
 function startViews(root) {
     let end = null;
+    let waits = false; // for the floor's state, which what is offered beside a record depends on
     const show = () => {
         end?.();
+        end = null;
         root.replaceChildren();
+        waits = store.floor === null && store.view.name !== 'slots';
+        if (waits) {
+            return;
+        }
         root.dataset.view = store.view.name;
         root.scrollTop = 0;
         end = SHOW[store.view.name](root) ?? null;
     };
-    onChange((changes) => changes.has('view') && show());
+    onChange((changes) => (changes.has('view') || (waits && changes.has('floor'))) && show());
 }
 
 loadSettings();

@@ -1,0 +1,203 @@
+"""Units at any later time, their attempts and replays; history, pools, health, codes, labels."""
+
+import json
+import subprocess
+
+from selenium.webdriver.common.keys import Keys
+
+from browser import PICTURES, PageTest
+from layout import faults_of
+from made_up_floor import asked, run_of
+
+LABEL = "SW48-254700002"
+UNIT = {"label": LABEL, "product": "SW-48X6Q", "serial": "ABCD25470002", "mac": "00:1A:2B:00:01:00", "mac_count": 64, "state": "verified",
+        "reserved_at": "2026-11-21T20:01:00.000Z", "changed_at": "2026-11-21T23:28:21.000Z", "void_reason": None, "void_by": None}
+CONSOLE = [{"at": 0.0, "from": "switch", "text": "login: "}, {"at": 0.5, "from": "station", "text": "root\r\n"},
+           {"at": 1.0, "from": "switch", "text": "# "}, {"at": 600.0, "from": "switch", "text": "the end\r\n"}]
+
+
+def attempt(number, outcome, reason=""):
+    return {"id": 180 + number, "label": LABEL, "product": "SW-48X6Q", "number": number, "station": "line3-pc", "slot": "3", "operator": "0017",
+            "product_file": "product.toml", "product_sha256": "ab" * 32, "program_version": "1.0.0", "started_at": "2026-11-21T23:20:00.000Z",
+            "stored_at": None, "ended_at": "2026-11-21T23:28:21.000Z", "outcome": outcome, "reason": reason}
+
+
+def fill(floor):
+    attempts = [attempt(1, "failed", "No prompt of the switch within 120 s"), attempt(2, "verified")]
+    floor.state["printer"] = {"usable": True, "reason": "", "waiting": 0}
+    floor.answers |= {
+        "/api/find": {"unit": UNIT, "attempts": attempts, "history": [{"number": 412, "at": UNIT["reserved_at"], "kind": "reserve", "content": {}}]},
+        "/api/prints": {"rows": [{"id": 77, "label": LABEL, "number": 1, "at": UNIT["changed_at"], "operator": "0017", "state": "printed", "reason": ""}], "after": None},
+        "/api/attempts/182": attempts[1] | {"sent": json.dumps({"SerialNO": "ABCD25470002", "ethaddr": "00:1A:2B:00:01:00"}),
+                                            "read_back": json.dumps({"SerialNO": "ABCD25470002", "ethaddr": "00:1A:2B:00:01:40"}), "console": "login: root"},
+        "/api/attempts/182/transcript": "\n".join(map(json.dumps, CONSOLE)),
+        "/api/attempts/181": attempts[0] | {"sent": "", "read_back": "no JSON", "console": "a console\nof old"},
+        "/api/units": {"rows": [UNIT | {"label": f"SW48-{number:09d}", "state": state} for number, state in enumerate(["verified", "failed", "in_doubt", "void", "reserved"] * 6)], "after": 30},
+        "/api/attempts": {"rows": attempts * 10, "after": None},
+        "/api/pools": {"pools": [
+            {"name": "office", "kind": "mac", "first": "00:1A:2B:00:00:00", "last": "00:1A:2B:00:FF:FF", "pattern": "", "units": 1024, "units_left": 900,
+             "voided": 1, "used_percent": 12, "units_a_day": 40.5, "days_left": 22.2, "open": True, "warning": ""},
+            {"name": "office-sn", "kind": "serial", "first": "0", "last": "99999", "pattern": "ABCD{yy}{ww}{n:5}", "units": 100000, "units_left": 4900,
+             "voided": 0, "used_percent": 95, "units_a_day": 0, "days_left": None, "open": True, "warning": "95 per cent of the pool are used"}]}}
+
+
+class Records(PageTest):
+    def setUp(self):
+        super().setUp()
+        fill(self.floor)
+
+    def text(self):
+        return self.wait("return !document.querySelector('[aria-busy]') && document.querySelector('main').innerText")
+
+    def test_every_view_fits_every_screen(self):
+        for name, path in {"unit": f"#/unit/{LABEL}", "attempt": "#/attempt/182", "units": "#/history", "attempts": "#/history/attempts",
+                           "pools": "#/pools", "health": "#/health", "codes": "#/codes", "search": "#/unit"}.items():
+            self.open(path)
+            self.text()
+            for width, height, dark in ((1024, 768, False), (1920, 1080, True), (3840, 2160, False)):
+                with self.subTest(view=name, width=width):
+                    self.resize(width, height, dark)
+                    self.assertEqual(faults_of(self), [])
+                    self.picture(f"view-{name}-{width}x{height}")
+
+    def test_a_scan_looks_a_unit_up_while_that_view_is_open_and_starts_nothing(self):
+        self.open("#/unit")
+        self.scan(LABEL)
+        self.wait("return document.querySelector('.unit-label')")
+        for words in (LABEL, "verified", "ABCD25470002", "00:1A:2B:00:01:00, 64 addresses", "2 of this unit", "No prompt of the switch within 120 s", "reserve", "printed"):
+            self.assertIn(words, self.text())
+        self.assertEqual(self.floor.posts, [])
+
+    def test_a_slots_code_leads_back_to_the_slots(self):
+        self.open("#/unit")
+        self.scan("SLOT-3")
+        self.wait("return document.querySelector('.tile[aria-pressed=true]')?.dataset.slot === '3'")
+
+    def test_a_unit_that_is_not_known_is_told(self):
+        del self.floor.answers["/api/find"]
+        self.open("#/unit/NOBODY")
+        self.wait("return document.querySelector('.problem')?.textContent.includes('Nothing is known of it')")
+
+    def test_what_was_sent_and_read_back_stand_side_by_side(self):
+        self.open("#/attempt/182")
+        self.text()
+        rows = self.js("return [...document.querySelectorAll('tbody tr')].map(row => [...row.children].map(cell => cell.innerText))")
+        self.assertEqual(rows, [["SerialNO", "ABCD25470002", "ABCD25470002", "✓ yes"], ["ethaddr", "00:1A:2B:00:01:00", "00:1A:2B:00:01:40", "✕ no"]])
+
+    def test_evidence_that_is_no_json_and_a_console_without_times_are_shown_as_they_are(self):
+        self.open("#/attempt/181")
+        self.wait("return document.querySelectorAll('pre').length === 3")
+        self.assertEqual(self.js("return [...document.querySelectorAll('pre')].map(each => each.textContent)"), ["Nothing", "no JSON", "a console\nof old"])
+
+    def test_a_replay_goes_in_its_own_time(self):
+        self.open("#/attempt/182")
+        shown = "return document.querySelector('.console').textContent"
+        self.wait(f"{shown}.endsWith('the end\\n')")
+        self.js("document.querySelector('.replay button').click()")
+        # Ten minutes of silence at the end: the beginning is there soon, the end is not.
+        self.wait(f"{shown} === 'login: root\\n# '")
+        self.assertEqual(self.js("return document.querySelector('.from-station').textContent"), "underlined")
+        self.assertEqual(self.js("return document.querySelector('.console .from-station').textContent"), "root\n")
+        self.js("document.querySelector('.replay button').click()")
+        place = self.js("const bar = document.querySelector('input[type=range]'); bar.value = 4; bar.dispatchEvent(new Event('input')); return bar.getAttribute('aria-valuetext')")
+        self.assertEqual(place, "0:00 of 10:00")
+        self.assertEqual(self.js(shown), "login: ")
+
+    def test_a_switch_is_compared_with_the_ledger_and_nothing_is_written(self):
+        self.open(f"#/unit/{LABEL}")
+        self.text()
+        self.js("[...document.querySelectorAll('button')].find(each => each.textContent === 'Compare with a switch').click()")
+        self.wait_says("Compare only")
+        self.scan("SLOT-3")
+        self.wait_says("nothing will be written")
+        self.scan(LABEL)
+        self.assertEqual(self.posts(1), [("/api/slots/3/start", {"label": LABEL, "only_check": True})])
+        self.wait_says("nothing is written")
+        self.floor.end(3, "PASS", "verified")
+        self.wait("return document.querySelector('.tile[data-slot=\"3\"]').innerText.includes('Matches the ledger')")
+        self.picture("compared")
+        # The next unit is a unit like any other.
+        self.scan("SLOT-4")
+        self.scan("LABEL-9")
+        self.assertEqual(self.posts(2)[1], ("/api/slots/4/start", {"label": "LABEL-9"}))
+
+    def test_a_label_is_printed_again_on_request(self):
+        self.open(f"#/unit/{LABEL}")
+        self.text()
+        self.js("[...document.querySelectorAll('button')].find(each => each.textContent === 'Print its label again').click()")
+        self.assertEqual(self.posts(1), [(f"/api/units/{LABEL}/print", {})])
+        self.wait_says(f"Label {LABEL} goes to the printer")
+
+    def test_a_printer_that_is_off_is_told_and_holds_nothing_up(self):
+        self.open()
+        self.floor.change("printer", {"printer": {"usable": False, "reason": "no answer", "waiting": 3}})
+        self.wait("return document.querySelector('.lamps').textContent.includes('Printer off: no answer, 3 waiting')")
+        self.scan("SLOT-3")
+        self.scan("LABEL-1")
+        self.posts(1)
+
+    def test_filters_narrow_the_history_and_its_files(self):
+        self.open("#/history/attempts")
+        self.text()
+        self.js("document.querySelector('#filter-label').value = 'A&B'; document.querySelector('#filter-outcome').value = 'failed';"
+                "document.querySelector('#filter-since').value = '2026-11-01'; document.querySelector('.filters button').click()")
+        self.wait("return location.hash.includes('outcome=failed')")
+        self.text()
+        wanted = {"label": "A&B", "outcome": "failed", "since": "2026-11-01"}
+        self.wait_for(lambda: ("/api/attempts", wanted | {"limit": "100"}) in [asked(path) for path in self.floor.paths])
+        files = self.js("return [...document.querySelectorAll('a[download]')].map(each => each.getAttribute('href'))")
+        self.assertEqual([asked(path) for path in files], [("/api/export/attempts.csv", wanted), ("/api/export/attempts.jsonl", wanted)])
+        self.assertEqual(self.js("return document.querySelector('#filter-label').value"), "A&B")
+
+    def test_more_rows_come_on_request(self):
+        self.open("#/history")
+        self.text()
+        self.floor.answers["/api/units"] = {"rows": [UNIT | {"label": "THE-LAST"}], "after": None}
+        self.js("[...document.querySelectorAll('main button')].find(each => each.textContent === 'Show more').click()")
+        self.wait("return document.querySelectorAll('tbody tr').length === 31")
+        self.assertIn(("/api/units", {"limit": "100", "after": "30"}), [asked(path) for path in self.floor.paths])
+        self.assertTrue(self.js("return [...document.querySelectorAll('main button')].find(each => each.textContent === 'Show more').hidden"))
+
+    def test_pools_tell_what_is_left_and_how_long(self):
+        self.open("#/pools")
+        for words in ("900 units left of 1,024", "Lasts 22 days as things go", "1 unit void", "4,900 units left of 100,000", "! 95 per cent of the pool are used", "Nothing was taken in the last days"):
+            self.assertIn(words, self.text())
+
+    def health(self, slot, **parts):
+        self.floor.slot(slot)["health"] = {"runs": 40, "verified": 39, "retries": 4, "damaged": 2, "seconds": 21.0} | parts
+
+    def test_the_health_of_a_slot_is_told_against_the_others(self):
+        for slot in range(1, 9):
+            self.health(slot)
+        self.health(2, damaged=100)
+        self.health(3, verified=20)
+        self.health(4, seconds=60.0)
+        self.health(5, runs=3, verified=0, retries=90)
+        self.health(7, retries=200)
+        self.floor.slot(6)["trouble"] = "ModemManager has opened the port"
+        self.open("#/health")
+        rows = self.js("return [...document.querySelectorAll('tbody tr')].map(row => row.children[1].innerText)")
+        self.assertEqual(rows[0], "✓ as the others")
+        self.assertIn("Slot 2: 2.5 damaged frames a run, the others 0.1: its cable is failing", rows[1])
+        self.assertIn("50 of 100 runs don’t end verified, elsewhere 3", rows[2])
+        self.assertIn("takes 60 s, the others 21 s", rows[3])
+        self.assertEqual(rows[4], "• fewer than 5 runs")
+        self.assertEqual(rows[5], "✕ ModemManager has opened the port")
+        self.assertIn("Slot 7: 5.0 retries a run, the others 0.1: its cable or adapter is failing", rows[6])
+        self.assertEqual(rows[7], "✓ as the others")
+
+    def test_the_codes_of_the_sheet_are_read_as_what_stands_below_them(self):
+        floor = self.new_floor(12)
+        self.open("#/codes", floor)
+        self.resize(1920, 1080)
+        path = self.picture("codes")
+        read = subprocess.run(["zbarimg", "--quiet", "--raw", "--nodbus", path], capture_output=True, text=True, check=False).stdout.split()
+        self.assertEqual(sorted(read), sorted(f"SLOT-{slot}" for slot in range(1, 13)))
+
+    def test_the_slots_go_on_behind_a_record(self):
+        self.open("#/pools")
+        self.floor.change_slot(3, state="running", run=run_of("LABEL-1"))
+        self.floor.end(3, "PASS", "verified")
+        self.wait("return heard.join() === '784,988,1319'")
+        self.press(Keys.F2)
+        self.wait_kind(3, "pass")
