@@ -99,6 +99,9 @@ function idleWords() {
     const failed = [...store.slots.values()].filter((slot) => slot.state === 'ended' && slot.run?.verdict === 'FAIL')
         .sort((one, other) => String(other.run.ended).localeCompare(String(one.run.ended)));
     const next = nextSlot(store);
+    if (store.view.name === 'unit') {
+        return { kind: 'scan', title: 'Scan a unit’s label: it is looked up, nothing is started', text: 'A slot’s code leads back to the slots.' };
+    }
     const ask = next ? `Scan the unit’s label: it goes to slot ${next.slot}` : 'Scan a slot’s code, then the unit’s label';
     if (failed.length === 0) {
         return { kind: 'scan', title: ask, text: '' };
