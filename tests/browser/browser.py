@@ -126,7 +126,7 @@ class PageTest(unittest.TestCase):
         self.wait("return document.querySelector(`.tile[data-slot='${arguments[0]}']`)?.dataset.kind === arguments[1]", slot, kind)
 
     def tile_text(self, slot):
-        return self.js("return document.querySelector(`.tile[data-slot='${arguments[0]}']`).innerText", slot)
+        return self.js("return [...document.querySelector(`.tile[data-slot='${arguments[0]}']`).children].filter(each => !each.matches('.unseen')).map(each => each.innerText).join('\\n')", slot)
 
     # Keys. The browser is told when each was pressed, so that a slow machine makes no slow scanner.
 

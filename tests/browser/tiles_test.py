@@ -109,8 +109,8 @@ class States(PageTest):
             floor.slot(4)["fault"] = "silent"
             self.open(floor=floor)
             self.assertTrue(self.driver.title.startswith("DRILL – "))
-            self.assertEqual(self.js("return [...document.querySelectorAll('.tile')].filter(each => !each.innerText.includes('DRILL')).length"), 0)
-            self.assertEqual(self.js("return [...document.querySelectorAll('.tile')].filter(each => !each.getAttribute('aria-label').startsWith('Drill')).length"), 0)
+            self.assertEqual(self.js("return [...document.querySelectorAll('.tile')].filter(each => !each.querySelector('.drill-mark').checkVisibility()).length"), 0)
+            self.assertEqual(self.js("return [...document.querySelectorAll('.tile')].filter(each => !each.querySelector('.unseen').textContent.startsWith('Drill')).length"), 0)
             for width, height in SIZES:
                 with self.subTest(number=number, width=width):
                     self.resize(width, height)

@@ -1,6 +1,6 @@
 // The bar at the foot of the page: what to do now, what came of the last scan, and the slot that was chosen.
 
-import { el, setAttribute, short, sign } from '../base/dom.js';
+import { el, setAttribute, setText, short, sign } from '../base/dom.js';
 import { go } from '../base/routes.js';
 import { onChange, setNotice, store } from '../base/store.js';
 import { cancel, letGo, orderFault, start, take } from '../scan/actions.js';
@@ -34,9 +34,12 @@ export function startSays(root) {
         const said = whatToSay();
         setAttribute(root, 'data-kind', said.kind);
         setAttribute(words, 'role', said.kind === 'refused' ? 'alert' : 'status');
-        mark.replaceChildren(sign(SIGNS[said.kind]));
-        title.textContent = short(said.title, 300);
-        text.textContent = short(said.text, 400);
+        if (mark.dataset.shown !== said.kind) {
+            mark.dataset.shown = said.kind;
+            mark.replaceChildren(sign(SIGNS[said.kind]));
+        }
+        setText(title, short(said.title, 300));
+        setText(text, short(said.text, 400));
         keepFocus(actions, actionsFor(said));
     };
     onChange((changes) => {

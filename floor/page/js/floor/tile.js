@@ -5,9 +5,6 @@ import { clock } from '../base/words.js';
 import { slotWords } from './slot_words.js';
 
 const SIGN_OF = { pass: 'pass', fail: 'fail', stopped: 'stopped', label: 'scan', unplugged: 'warning', trouble: 'warning' };
-// Of the ways to make room, in tiles.css: the first lines of a reason only, and none of it.
-const FIRST_LINES = 5;
-const CRAMPED = 6;
 const STEP_SIGNS = { __proto__: null, waiting: '', running: '▸', done: '✓', unseen: '?', skipped: '–', failed: '✕' };
 
 /** A tile: its node, and show(slot, state) to bring it up to date. */
@@ -15,17 +12,19 @@ export function makeTile(number) {
     const part = (name) => el(`span.${name}`);
     const parts = {
         clock: part('clock'), drill: el('span.drill-mark', {}, 'DRILL'), sign: part('tile-sign'), head: part('tile-head'),
-        label: part('tile-label'), product: part('tile-product'), detail: part('tile-detail'), advice: part('tile-advice'), fault: part('tile-fault'), steps: part('steps'),
+        label: part('tile-label'), product: part('tile-product'), detail: part('tile-detail'), advice: part('tile-advice'), fault: part('tile-fault'), steps: el('span.steps', { 'aria-hidden': 'true' }), name: part('unseen'),
     };
-    parts.words = el('span.tile-words', {}, parts.label, parts.product, parts.detail, parts.advice, parts.fault);
+    parts.words = el('span.tile-words', { 'aria-hidden': 'true' }, parts.label, parts.product, parts.detail, parts.advice, parts.fault);
+    const seen = { 'aria-hidden': 'true' }; // said in words by the name, whatever there is room for
     const button = el('button.tile', { type: 'button', 'data-slot': number, tabindex: '-1' },
-        el('span.tile-top', {}, el('span.tile-number', {}, String(number)), parts.drill, parts.clock),
-        el('span.tile-middle', {}, parts.sign, parts.head),
+        parts.name,
+        el('span.tile-top', seen, el('span.tile-number', {}, String(number)), parts.drill, parts.clock),
+        el('span.tile-middle', seen, parts.sign, parts.head),
         parts.words,
         parts.steps);
     const node = el('li', {}, button);
     let shownKind = '';
-    let fitted = '';
+    let said = '';
 
     function showSign(kind) {
         if (kind !== shownKind) {
@@ -37,6 +36,9 @@ export function makeTile(number) {
     return {
         node,
         button,
+        words: parts.words,
+        detail: parts.detail,
+        /** Whether what is said now may need another room than what was said before. */
         show(slot, state) {
             const words = slotWords(slot, state);
             const selected = state.selected === number;
@@ -52,26 +54,11 @@ export function makeTile(number) {
             setText(parts.fault, slot.fault ? `Fault ordered: ${short(slot.fault, 40)}` : '');
             parts.drill.hidden = !state.floor.drill;
             showSteps(parts.steps, slot.state === 'ended' ? [] : run?.steps ?? []);
-            setAttribute(button, 'aria-label', nameOf(slot, words, selected, state));
+            setText(parts.name, nameOf(slot, words, selected, state));
             this.tick(slot);
-            this.fit();
-        },
-        /** Makes room for what is said: smaller type, no advice, a label in one line, the reason's first lines. */
-        fit(again = false) {
-            const text = [parts.label, parts.detail, parts.advice, parts.head].map((part) => part.textContent).join('\n') + shownKind;
-            if (!again && text === fitted) {
-                return;
-            }
-            fitted = text;
-            for (let level = 0; level <= CRAMPED; ++level) {
-                setAttribute(button, 'data-fit', level);
-                if (level === FIRST_LINES) {
-                    button.style.setProperty('--lines', Math.max(1, linesOf(parts)));
-                }
-                if (parts.words.scrollHeight <= parts.words.clientHeight + 1) {
-                    break;
-                }
-            }
+            const before = said;
+            said = [words.kind, ...['label', 'detail', 'advice', 'head'].map((name) => parts[name].textContent)].join('\n');
+            return said !== before;
         },
         tick(slot) {
             const { run } = slot;
@@ -93,12 +80,6 @@ function nameOf(slot, words, selected, { floor }) {
         slot.fault ? `fault ordered: ${short(slot.fault, 40)}` : '',
         selected ? 'waits for a label' : '',
     ].filter(Boolean).join(', ');
-}
-
-/** How many lines of the reason there is room for. */
-function linesOf({ words, detail }) {
-    const room = words.getBoundingClientRect().bottom - detail.getBoundingClientRect().top;
-    return Math.floor(room / parseFloat(getComputedStyle(detail).lineHeight) + 0.1);
 }
 
 /** How much of a step is done, from 0 to 1. */

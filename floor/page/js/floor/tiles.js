@@ -3,6 +3,7 @@
 import { el } from '../base/dom.js';
 import { onChange, store } from '../base/store.js';
 import { choose } from '../scan/actions.js';
+import { fit } from './fit.js';
 import { makeTile } from './tile.js';
 
 const SHAPE = 1.8; // width of a tile to its height, where it can be had
@@ -52,7 +53,7 @@ export function showTiles(root) {
         const shape = columnsFor(tiles.size, list.clientWidth, list.clientHeight);
         list.style.setProperty('--columns', shape);
         list.style.setProperty('--rows', Math.ceil(tiles.size / shape));
-        tiles.forEach((tile) => tile.fit(true));
+        fit([...tiles.values()]);
     }
 
     function showAll() {
@@ -65,12 +66,13 @@ export function showTiles(root) {
             makeCurrent(current);
             arrange();
         }
-        for (const slot of tiles.keys()) {
-            showOne(slot);
-        }
+        showSome([...tiles.keys()]);
     }
 
-    const showOne = (slot) => tiles.get(slot)?.show(store.slots.get(slot), store);
+    function showSome(slots) {
+        const changed = slots.filter((slot) => tiles.get(slot)?.show(store.slots.get(slot), store));
+        fit(changed.map((slot) => tiles.get(slot)));
+    }
 
     function showAway() {
         list.classList.toggle('is-away', store.connection !== 'live');
@@ -81,7 +83,7 @@ export function showTiles(root) {
         if (['floor', 'selection'].some((topic) => changes.has(topic))) {
             showAll();
         } else {
-            changes.forEach(showOne);
+            showSome([...changes]);
         }
         if (changes.has('connection')) {
             showAway();
