@@ -54,9 +54,9 @@ class Figures(PageTest):
         begin = time.time()
         while time.time() < begin + 8:
             # 640 events a second: each slot tells of itself about ten times. The verdicts are of the others.
-            while number < 640 * (time.time() - begin):
+            due = int(640 * (time.time() - begin))
+            for number in range(number, due):
                 self.work(number, self.slots - 24)
-                number += 1
             if time.time() - begin > len(told) / 8:
                 slot = self.slots - len(told) % 24
                 self.floor.change_slot(slot, state="running", run=run_of("LABEL", attempt=len(told) + 10 ** 6))
