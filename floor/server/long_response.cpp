@@ -39,8 +39,8 @@ void long_response::write_head(const response &head, std::function<void()> then)
     auto message = head_of_response<http::empty_body>(head);
     message.chunked(true);
     message.keep_alive(false);
-    std::string text = "HTTP/1.1 " + std::to_string(head.status) + " " +
-                       std::string(message.reason()) + "\r\n";
+    std::string text =
+        "HTTP/1.1 " + std::to_string(head.status) + " " + std::string(message.reason()) + "\r\n";
     for (const auto &each : message) {
         text += std::string(each.name_string()) + ": " + std::string(each.value()) + "\r\n";
     }

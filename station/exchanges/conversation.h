@@ -83,8 +83,8 @@ private:
     std::size_t end_ = 0;
     time_point last_arrival_ = far_.now();
     time_point late_for_{}; // the deadline that was last read behind
-    std::string text_;   // not yet shown
-    std::string recent_; // shown lately
+    std::string text_;      // not yet shown
+    std::string recent_;    // shown lately
 };
 
 } // namespace station
