@@ -117,7 +117,7 @@ private:
         reach(options_.wait.value_or(plan_.what.console.boot));
         reached_ = true;
         observer_.phase("reads what the switch holds");
-        judge_identity(read_listing(false));
+        judge_identity(what_it_holds());
         if (options_.only_check) {
             conclude_check();
             return;
@@ -212,20 +212,43 @@ private:
         return right || read.agreed() != nullptr;
     }
 
-    void judge_identity(const readings &read)
+    /** What two readings agree on; where that is another unit's identity, two more agree. */
+    listing what_it_holds()
     {
+        const auto held = agreed_reading();
+        const auto others = others_in(held);
+        if (!others.empty() && others_in(agreed_reading()) != others) {
+            throw run_over{run_end::failed,
+                           "what the switch holds cannot be read: it looks like another identity, "
+                           "and then like a different one",
+                           "look at the line, then start again"};
+        }
+        return held;
+    }
+
+    listing agreed_reading()
+    {
+        const auto read = read_listing(false);
         const auto *held = read.agreed();
         if (held == nullptr) {
-            throw unreadable(read);
+            throw run_over{run_end::failed,
+                           "what the switch holds cannot be read: of " +
+                               std::to_string(read.count()) + " readings no two agree",
+                           "look at the line, then start again"};
         }
+        return *held;
+    }
+
+    void judge_identity(const listing &held)
+    {
         for (auto &record : result_.records) {
-            record.before = held->value(record.name);
-            record.checked = held->has(record.name + "=" + record.wanted);
+            record.before = held.value(record.name);
+            record.checked = held.has(record.name + "=" + record.wanted);
         }
-        const auto others = others_in(*held);
+        const auto others = others_in(held);
         const auto same_ones = static_cast<std::size_t>(
             std::count_if(plan_.identity.begin(), plan_.identity.end(), [&](const auto &each) {
-                return same_value(held->value(each.record.name).value_or(""), each.wanted);
+                return same_value(held.value(each.record.name).value_or(""), each.wanted);
             }));
         result_.held = !others.empty()                     ? "another identity"
                        : same_ones == 0                    ? "nothing"
@@ -234,7 +257,7 @@ private:
         if (!others.empty() && (!options_.replace || options_.only_check)) {
             throw_other_identity("the switch holds " + others);
         }
-        replaced_ = *held;
+        replaced_ = held;
     }
 
     /** What is neither blank nor of this unit, in words. */
@@ -269,23 +292,10 @@ private:
     void reach_same_switch()
     {
         reach(plan_.what.console.boot);
-        const auto read = read_listing(false);
-        const auto *held = read.agreed();
-        if (held == nullptr) {
-            throw unreadable(read);
-        }
-        const auto others = others_in(*held);
+        const auto others = others_in(what_it_holds());
         if (!others.empty() && others != others_in(replaced_)) {
             throw_other_identity("in the middle of the run the switch holds " + others);
         }
-    }
-
-    static run_over unreadable(const readings &read)
-    {
-        return {run_end::failed,
-                "what the switch holds cannot be read: of " + std::to_string(read.count()) +
-                    " readings no two agree",
-                "look at the line, then start again"};
     }
 
     bool all_checked() const

@@ -246,7 +246,7 @@ private:
     std::map<std::string, int> ended_;
 };
 
-INSTANTIATE_TEST_SUITE_P(sweep, provision_line, testing::ValuesIn(cases),
+INSTANTIATE_TEST_SUITE_P(programs, provision_line, testing::ValuesIn(cases),
                          [](const auto &each) { return each.param.name; });
 
 } // namespace
