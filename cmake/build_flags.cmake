@@ -11,7 +11,7 @@ add_link_options(
 
 # Interface targets that carry the flags of every compilation:
 #   setmac_warnings    strict warnings, as errors
-#   setmac_sanitizers  both sanitizers where SETMAC_SANITIZE is on, nothing otherwise
+#   setmac_sanitizers  those that SETMAC_SANITIZE names, or nothing
 #   setmac_plain       the procedural C++ of the switch program: no exceptions, no RTTI, small
 #   setmac_explored    what fuzz targets test: tells the fuzzer, or a coverage report, where it has been
 # and has_fuzzer: there are fuzz targets beside the tests, of the same objects. A build of their own
@@ -40,7 +40,11 @@ endif()
 # The runtimes are linked into the executable itself. They then come first in the order of look-up
 # whatever is preloaded, so that a sanitized program runs over libsimboard.so too.
 add_library(setmac_sanitizers INTERFACE)
-if(SETMAC_SANITIZE)
+if(SETMAC_SANITIZE STREQUAL thread)
+    target_compile_options(setmac_sanitizers INTERFACE -fsanitize=thread -g1)
+    target_link_options(setmac_sanitizers INTERFACE
+        -fsanitize=thread $<$<CXX_COMPILER_ID:GNU>:-static-libtsan>)
+elseif(SETMAC_SANITIZE)
     target_compile_options(setmac_sanitizers INTERFACE
         -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
         -fno-omit-frame-pointer

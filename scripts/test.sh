@@ -9,6 +9,7 @@
 #   - the programs as they ship, in the same tests;
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship and
 #     under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
+#   - the station's tests under ThreadSanitizer;
 #   - lint of all programs;
 #   - what is built for the switch's processor, and its tests, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
@@ -61,6 +62,9 @@ test_the_rest() {
     run_tests release --tests-regex "$(tests_of "${program_tests[@]}" "${long_tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
+    # What has threads: the station's library and its program.
+    build tsan station_tests
+    run_tests tsan --tests-regex "$(tests_of station_tests)"
     say "Linting all programs"
     scripts/check_style.sh --lint
     test_arm64
