@@ -166,13 +166,16 @@ class Bench(abc.ABC):
 
     def run_station(self, operation, tlv, port):
         """What the station tells of the job in the folder."""
-        # On this side the line is a pseudo-terminal, which the station's serial library refuses unhelped.
-        shim = pathlib.Path(self.station).resolve().parent.parent / "lib" / "libpty_as_port.so"
         told = subprocess.run([self.station, operation, *(["--tlv"] if tlv else []), "--json", "--quiet",
                                "--wait", "30", "--port", port, str(self.folder / "job.toml")],
-                              capture_output=True, text=True, env={**os.environ, "LD_PRELOAD": str(shim)})
+                              capture_output=True, text=True, env=self.station_environment())
         assert told.stdout, told
         return json.loads(told.stdout)
+
+    def station_environment(self):
+        """On this side the line is a pseudo-terminal, which the station's serial library refuses unhelped."""
+        shim = pathlib.Path(self.station).resolve().parent.parent / "lib" / "libpty_as_port.so"
+        return {**os.environ, "LD_PRELOAD": str(shim)}
 
     def number(self, name):
         """N of /dev/mtdN."""

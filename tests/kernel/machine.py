@@ -56,6 +56,11 @@ class Machine:
 
     def start(self):
         """Starts the machine and waits for its first program."""
+        self.power_on()
+        self.wait()
+
+    def power_on(self, kernel_options="loglevel=4"):
+        """Starts the machine. Its line is there; wait() waits for its first program."""
         (self.folder / "control").unlink(missing_ok=True)
         listener = socket.socket(socket.AF_UNIX)
         listener.bind(str(self.folder / "control"))
@@ -74,7 +79,7 @@ class Machine:
              "-fsdev", f"local,id=host,path={self.share},security_model=none",
              "-device", "virtio-9p-device,fsdev=host,mount_tag=host",
              "-kernel", str(self.build / "vmlinuz"), "-initrd", str(self.build / "initrd.gz"),
-             "-append", f"console=ttyAMA0 mem={OWN_MEMORY >> 20}M loglevel=4 panic=-1"],
+             "-append", f"console=ttyAMA0 mem={OWN_MEMORY >> 20}M panic=-1 {kernel_options}"],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.control = listener.accept()[0]
         listener.close()
@@ -82,7 +87,9 @@ class Machine:
         self.line = re.search(r"/dev/pts/\d+", told).group()
         # Held open: QEMU looks only once a second whether someone has opened the other end.
         self.line_holder = os.open(self.line, os.O_RDWR | os.O_NOCTTY)
-        if self.answer(60) != "ready":
+
+    def wait(self):
+        if self.answer(300) != "ready":
             raise MachineError("the machine's first program says something else")
 
     def answer(self, limit):

@@ -13,11 +13,12 @@ import unittest
 import cases_console
 import cases_eeprom
 import cases_flash
+import cases_login
 import power_cuts
 from board import BoardBench
 from machine import KernelBench
 
-MODULES = (cases_flash, cases_eeprom, cases_console)
+MODULES = (cases_flash, cases_eeprom, cases_console, cases_login)
 
 
 def cases_of(bench, pattern):
