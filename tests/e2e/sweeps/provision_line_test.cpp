@@ -84,11 +84,7 @@ const product_case cases[] = {
                            "\xFE\x04")}}},
 };
 
-#ifdef E2E_SANITIZED
-constexpr std::size_t usual = 8;
-#else
 constexpr std::size_t usual = 24;
-#endif
 
 std::size_t number_from(const char *variable, std::size_t otherwise)
 {
