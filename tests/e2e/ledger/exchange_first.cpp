@@ -2,6 +2,7 @@
 // order. It says something to the switch before the identity is the label's. The test of the order
 // must notice.
 
+#include <chrono>
 #include <cstdio>
 #include <exception>
 
@@ -17,7 +18,7 @@ int main(int argc, char **argv)
         ledger::book in({.url = argv[1]});
         station::pty_line far(argv[4]);
         const std::uint8_t wake[] = {'\r'};
-        far.write(wake, {});
+        far.write(wake, std::chrono::seconds(1));
         const auto unit =
             station::reserve_unit(in, station::read_product(argv[3]),
                                   {.label = argv[2], .product = {}, .serial = {}, .mac = {}}, {},
