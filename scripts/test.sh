@@ -13,10 +13,12 @@
 #   - lint of all programs;
 #   - what is built for the switch's processor, and its tests, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
+#   - the operator's page, in a browser;
 #   - the kernel's own drivers, in an emulated machine.
 # Parts of it:
 #   --arm64      only those for the switch's processor
 #   --packages   only the packages
+#   --page       only those of the page
 #   --kernel     only those on the kernel's drivers
 . "$(dirname "$0")/lib.sh"
 
@@ -69,6 +71,7 @@ test_the_rest() {
     scripts/check_style.sh --lint
     test_arm64
     test_packages
+    test_page
     test_kernel --cuts 10
 }
 
@@ -88,6 +91,11 @@ test_packages() {
     tests/packages/reproducible_test.sh
 }
 
+test_page() {
+    say "Testing the operator's page"
+    tests/browser/run.sh
+}
+
 test_kernel() {
     say "Testing on the kernel's drivers"
     tests/kernel/run.sh "$@"
@@ -99,6 +107,7 @@ install_missing "${needed[@]}"
 case ${1-} in
 --arm64) test_arm64 ;;
 --packages) test_packages ;;
+--page) test_page ;;
 --kernel) test_kernel "${@:2}" ;;
 --all)
     test_quickly
@@ -110,7 +119,7 @@ case ${1-} in
     say "These tests pass; scripts/test.sh --all runs the rest"
     ;;
 *)
-    echo "usage: scripts/test.sh [--all | --arm64 | --packages | --kernel]" >&2
+    echo "usage: scripts/test.sh [--all | --arm64 | --packages | --page | --kernel]" >&2
     exit 2
     ;;
 esac
