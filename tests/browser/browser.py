@@ -70,6 +70,8 @@ class PageTest(unittest.TestCase):
 
     def setUp(self):
         self.clock = time.time()
+        self.driver.get("about:blank")  # so that the page of the last test asks for its floor no more
+        self.driver.get_log("browser")
         self.floor = self.new_floor(self.slots, self.drill)
         self.resize(1280, 800)
 
