@@ -252,6 +252,7 @@ FROM attempt a JOIN unit u ON u.id = a.unit
 WHERE a.station = $1 AND a.slot = $2
 ORDER BY a.id DESC LIMIT 1;
 
+
 -- name: ledger_set_schema
 UPDATE ledger SET schema_number = $1;
 
