@@ -3,8 +3,11 @@
 # Over models of switches in the tests' own process.
 add_gtest(floor_slot_tests
     SOURCES
+        unit/floor/printing/label_template_test.cpp
+        unit/floor/printing/printer_test.cpp
         unit/floor/slots/floor_control_test.cpp
         unit/floor/slots/floor_fixture.cpp
+        unit/floor/slots/labels_test.cpp
         unit/station/switch_model.cpp
         unit/station/switch_model_operations.cpp
     LIBRARIES floor_slots)

@@ -86,6 +86,16 @@ public:
     /** {"rows": [...], "after": id or null}: null where there are no more. */
     virtual void units(const list_request &wanted, reply to) = 0;
     virtual void attempts(const list_request &wanted, reply to) = 0;
+
+    // Of floors with a printer, and of drills. Others refuse.
+    /** What was scanned from the printed label of a slot's unit. Answers with the slot. */
+    virtual void confirm(int slot, const std::string &code, reply to);
+    /** A unit's label once more. Answers with the print, once it is durable. */
+    virtual void print(const std::string &label, const std::string &operator_badge, reply to);
+    /** As units(); the last ones first. */
+    virtual void prints(const list_request &wanted, reply to);
+    /** What the next run in a slot meets; empty: nothing. Answers with the slot. */
+    virtual void order_fault(int slot, const std::string &fault, reply to);
 };
 
 } // namespace shopfloor

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include <unistd.h>
 
@@ -46,14 +50,17 @@ public:
 
     floor_description read(bool with_slots)
     {
-        table_.allow_only({"floor", "ledger", "server", "codes", "product", "slot"}, wrong_);
+        table_.allow_only(
+            {"floor", "ledger", "server", "codes", "printer", "fault", "product", "slot"}, wrong_);
         read_head();
         read_ledger();
         read_server();
         read_codes();
+        read_printer();
         for (const auto &each : table_.tables("product", wrong_)) {
             read_product(each);
         }
+        read_faults();
         if (with_slots || table_.has("slot")) {
             for (const auto &each : table_.tables("slot", wrong_)) {
                 read_slot(each);
@@ -172,7 +179,7 @@ private:
 
     void read_product(const job_table &table)
     {
-        table.allow_only({"file", "scan_back"}, wrong_);
+        table.allow_only({"file", "label", "label_code"}, wrong_);
         const auto file = table.text("file", "the path of a product file", wrong_);
         if (!file) {
             return;
@@ -185,7 +192,7 @@ private:
             wrong_.add(table.line_of("file"), error.what());
             return;
         }
-        made.scan_back = table.flag_or("scan_back", false, wrong_);
+        read_label(table, made);
         const auto named = [&](const floor_product &each) {
             return each.what.name == made.what.name;
         };
@@ -194,6 +201,88 @@ private:
                                        "\": expected each name once");
         }
         out_.products.push_back(std::move(made));
+    }
+
+    void read_printer()
+    {
+        const auto *table = table_.has("printer") ? table_.table("printer", wrong_) : nullptr;
+        if (table == nullptr) {
+            return;
+        }
+        table->allow_only({"address", "command"}, wrong_);
+        out_.printer_command = table->text_or("command", "", wrong_);
+        const auto address = table->text_or("address", "", wrong_);
+        const auto colon = address.rfind(':');
+        if (address.empty() == out_.printer_command.empty()) {
+            wrong_.add(table->line, "expected either \"address\", as in \"10.0.0.9:9100\", or "
+                                    "\"command\", which gets the label on its standard input");
+        } else if (!address.empty() && (colon == 0 || colon == std::string::npos)) {
+            wrong_.add(table->line_of("address"),
+                       "\"address\" is \"" + printable(address) + "\": expected HOST:PORT");
+        } else if (!address.empty()) {
+            out_.printer_host = address.substr(0, colon);
+            out_.printer_port = address.substr(colon + 1);
+        }
+    }
+
+    void read_label(const job_table &table, floor_product &made)
+    {
+        const auto file = path_from(path_, table.text_or("label", "", wrong_));
+        const auto code = table.text_or("label_code", "", wrong_);
+        if (!file.empty() && !out_.has_printer()) {
+            wrong_.add(table.line_of("label"), "there is no [printer] for it");
+        }
+        try {
+            if (!file.empty()) {
+                made.label.emplace(file, text_of_file(file), made.what);
+            }
+            if (!code.empty()) {
+                made.label_code.emplace("\"label_code\"", code, made.what);
+            }
+        } catch (const station::job_error &error) {
+            wrong_.add(table.line, error.what());
+        }
+    }
+
+    static std::string text_of_file(const std::string &path)
+    {
+        std::ifstream in(path, std::ios::binary);
+        std::ostringstream text;
+        text << in.rdbuf();
+        if (!in) {
+            throw station::job_error(path + ": " + std::strerror(errno));
+        }
+        return text.str();
+    }
+
+    /** What switches of a drill can be made to do; a drill has nothing of a real line. */
+    void read_faults()
+    {
+        if (table_.has("fault")) {
+            for (const auto &each : table_.tables("fault", wrong_)) {
+                read_fault(each);
+            }
+        }
+        const auto file = std::filesystem::path(out_.ledger).filename().string();
+        if (out_.drill && file.find("drill") == std::string::npos) {
+            wrong_.add(table_.line_of("ledger"),
+                       "a drill has a ledger of its own: expected a sqlite:FILE with \"drill\" in "
+                       "its name");
+        }
+    }
+
+    void read_fault(const job_table &table)
+    {
+        table.allow_only({"name", "text", "options"}, wrong_);
+        if (!out_.drill) {
+            wrong_.add(table.line, "faults are for drills: expected drill = true in [floor]");
+        }
+        drill_fault made;
+        made.name = table.text("name", "a short name of the fault", wrong_).value_or("");
+        made.text = table.text_or("text", made.name, wrong_);
+        made.options =
+            table.text("options", "what takes the place of {fault}", wrong_).value_or("");
+        out_.faults.push_back(std::move(made));
     }
 
     void read_slot(const job_table &table)
@@ -211,6 +300,9 @@ private:
             wrong_.add(table.line,
                        "expected either \"place\", where the serial port is (setmac-floor learn "
                        "writes it), or \"exec\", a program in its stead");
+        }
+        if (out_.drill && !made.place.empty()) {
+            wrong_.add(table.line_of("place"), "a drill has no real switches: expected \"exec\"");
         }
         read_baud(table, made);
         read_slot_products(table, made);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "floor/printing/label_template.h"
 #include "station/product/product_file.h"
 
 namespace shopfloor {
@@ -11,8 +12,19 @@ namespace shopfloor {
 /** A product that is made here. */
 struct floor_product {
     station::product what = {};
-    std::optional<std::string> password = {}; // of its switches
-    bool scan_back = false;                   // the label is scanned again after the run
+    std::optional<std::string> password = {};      // of its switches
+    std::optional<label_template> label = {};      // printed after the run; none: no label
+    std::optional<label_template> label_code = {}; // what a scanner reads from it, where that is
+                                                   // scanned again after the run
+
+    bool scan_back() const { return label_code.has_value(); }
+};
+
+/** What is wrong with a switch of a drill. */
+struct drill_fault {
+    std::string name = {};
+    std::string text = {};    // in words
+    std::string options = {}; // for the slots' programs, in place of {fault}
 };
 
 /** A place where a switch is put. */
@@ -41,8 +53,14 @@ struct floor_description {
     std::string slot_code = "SLOT-";       // what the codes of slots begin with
     std::string operator_code = "OP-";     // and those of badges
     std::string prefix = {};               // what the scanners send ahead of each code
+    std::string printer_host = {};         // of a printer on the network
+    std::string printer_port = {};
+    std::string printer_command = {}; // or a command that prints
+    std::vector<drill_fault> faults = {};
     std::vector<floor_product> products = {};
     std::vector<floor_slot> slots = {};
+
+    bool has_printer() const { return !printer_host.empty() || !printer_command.empty(); }
 };
 
 /**

@@ -120,4 +120,15 @@ json form_of(const ledger::pool_state &of)
             {"warning", of.warning}};
 }
 
+json form_of(const ledger::print &of)
+{
+    return {{"id", of.id},
+            {"label", of.asked.label},
+            {"number", of.number},
+            {"at", of.asked_at},
+            {"operator", of.asked.operator_name},
+            {"state", ledger::state_text(of.state)},
+            {"reason", of.reason}};
+}
+
 } // namespace shopfloor

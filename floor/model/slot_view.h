@@ -43,6 +43,7 @@ struct run_view {
     std::optional<std::string> ended = {};
     std::string phase = {};
     std::vector<step_view> steps = {};
+    std::optional<std::string> label_back = {}; // "waiting", "matches", "differs"
     std::optional<std::string> outcome = {};
     std::string reason = {};
     std::string advice = {};
@@ -68,6 +69,7 @@ struct slot_view {
     slot_state state = slot_state::idle;
     std::string trouble = {};
     std::optional<run_view> run = {};
+    std::optional<std::string> fault = {}; // of a drill, that the next run meets
     slot_health health = {};
 
     bool busy() const { return state == slot_state::preparing || state == slot_state::running; }

@@ -19,17 +19,25 @@ struct filter {
     std::string list_request::*field;
     bool of_units;
     bool of_attempts;
+    bool of_prints;
+
+    bool is_of(row_kind kind) const
+    {
+        return kind == row_kind::units      ? of_units
+               : kind == row_kind::attempts ? of_attempts
+                                            : of_prints;
+    }
 };
 
 constexpr std::array filters{
-    filter{"label", &list_request::label, true, true},
-    filter{"product", &list_request::product, true, true},
-    filter{"state", &list_request::state, true, false},
-    filter{"outcome", &list_request::outcome, false, true},
-    filter{"slot", &list_request::slot, false, true},
-    filter{"operator", &list_request::operator_badge, false, true},
-    filter{"since", &list_request::since, true, true},
-    filter{"until", &list_request::until, true, true},
+    filter{"label", &list_request::label, true, true, true},
+    filter{"product", &list_request::product, true, true, false},
+    filter{"state", &list_request::state, true, false, true},
+    filter{"outcome", &list_request::outcome, false, true, false},
+    filter{"slot", &list_request::slot, false, true, false},
+    filter{"operator", &list_request::operator_badge, false, true, false},
+    filter{"since", &list_request::since, true, true, true},
+    filter{"until", &list_request::until, true, true, true},
 };
 
 [[noreturn]] void refuse_unknown(const parameter &one)
@@ -50,8 +58,7 @@ std::int64_t number_of(const parameter &one)
 void take_filter(row_kind kind, const parameter &one, list_request &wanted)
 {
     for (const auto &each : filters) {
-        const bool known = kind == row_kind::units ? each.of_units : each.of_attempts;
-        if (known && each.name == one.name) {
+        if (each.is_of(kind) && each.name == one.name) {
             wanted.*each.field = one.value;
             return;
         }
@@ -93,6 +100,30 @@ std::string read_badge(std::string_view body)
     auto badge = in.needed_text("badge");
     in.end();
     return badge;
+}
+
+std::string read_code(std::string_view body)
+{
+    json_input in(body);
+    auto code = in.needed_text("code");
+    in.end();
+    return code;
+}
+
+std::string read_fault(std::string_view body)
+{
+    json_input in(body);
+    auto fault = in.text("fault");
+    in.end();
+    return fault;
+}
+
+print_wanted read_print(std::string_view body)
+{
+    json_input in(body);
+    print_wanted wanted{in.needed_text("label", "bad_label"), in.text("operator")};
+    in.end();
+    return wanted;
 }
 
 void read_nothing(std::string_view body)

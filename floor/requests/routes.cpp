@@ -86,6 +86,37 @@ task change_operator(const call &of)
     });
 }
 
+task confirm(const call &of)
+{
+    read_no_parameters(of.to);
+    return ask(202, [slot = slot_of(of), code = read_code(of.whole.body)](
+                        control &floor, reply to) { floor.confirm(slot, code, std::move(to)); });
+}
+
+task order_fault(const call &of)
+{
+    read_no_parameters(of.to);
+    return ask(202,
+               [slot = slot_of(of), fault = read_fault(of.whole.body)](control &floor, reply to) {
+                   floor.order_fault(slot, fault, std::move(to));
+               });
+}
+
+task print_label(const call &of)
+{
+    read_no_parameters(of.to);
+    return ask(202, [wanted = read_print(of.whole.body)](control &floor, reply to) {
+        floor.print(wanted.label, wanted.operator_badge, std::move(to));
+    });
+}
+
+task prints(const call &of)
+{
+    return ask(200, [wanted = read_list(row_kind::prints, of.to, true)](control &floor, reply to) {
+        floor.prints(wanted, std::move(to));
+    });
+}
+
 task find(const call &of)
 {
     return ask(200, [text = read_search(of.to)](control &floor, reply to) {
@@ -144,6 +175,10 @@ constexpr std::array table{
     route{"POST", "/api/slots/#/start", start_unit},
     route{"POST", "/api/slots/#/cancel", cancel},
     route{"POST", "/api/operator", change_operator},
+    route{"POST", "/api/slots/#/confirm", confirm},
+    route{"POST", "/api/drill/slots/#/fault", order_fault},
+    route{"POST", "/api/prints/new", print_label},
+    route{"GET", "/api/prints", prints},
     route{"GET", "/api/find", find},
     route{"GET", "/api/units", units},
     route{"GET", "/api/attempts", attempts},

@@ -37,6 +37,7 @@ floor_control::floor_control(floor_description floor, port_watch &ports, std::st
         ledger::ledger_place{floor_.ledger, floor_.witness},
         [this](bool usable, const std::string &reason) { shown_.change_ledger(usable, reason); });
     desk_->do_surely([this](ledger::book &in) { restore(in); }, [](const ledger::error &) {});
+    start_printing();
 }
 
 floor_control::~floor_control()
@@ -64,6 +65,7 @@ void floor_control::stop()
     }
     last.clear();
     desk_->end();
+    prints_.reset();
 }
 
 std::optional<refusal> floor_control::check(const start_request &wanted) const
@@ -186,7 +188,8 @@ floor_control::shared_run floor_control::enter_run(ledger::book &in, const start
     const auto today = station::date_of_today();
     if (wanted.only_check) {
         auto unit = station::find_unit(in, product.what, label, {}, today);
-        return std::make_shared<begun_run>(begun_run{wanted.slot, std::move(unit), std::nullopt});
+        return std::make_shared<begun_run>(
+            begun_run{wanted.slot, std::move(unit), std::nullopt, wanted.operator_badge});
     }
     auto unit = station::reserve_unit(in, product.what, label, {}, today);
     const auto attempt = station::begin_run(in, unit,
@@ -196,7 +199,8 @@ floor_control::shared_run floor_control::enter_run(ledger::book &in, const start
                                              .program_version = version_,
                                              .again = wanted.again,
                                              .take_over = wanted.take_over});
-    return std::make_shared<begun_run>(begun_run{wanted.slot, std::move(unit), attempt});
+    return std::make_shared<begun_run>(
+        begun_run{wanted.slot, std::move(unit), attempt, wanted.operator_badge});
 }
 
 /** On the desk's thread. */
@@ -275,6 +279,9 @@ void floor_control::begin(const shared_run &run, const start_request &wanted,
     order.options.only_check = wanted.only_check;
     order.options.log_ending = "floor-" + std::to_string(run->attempt.value_or(0)) + "-";
     order.stop = std::move(stop);
+    order.afterwards = [this, run, stop = order.stop](station::run_result &result) {
+        await_label(*run, stop, result);
+    };
     order.observer = std::make_shared<slot_news>(shown_, run->slot, [this, run] {
         if (run->attempt) {
             desk_->do_surely(
@@ -382,7 +389,7 @@ std::unique_ptr<station::line> floor_control::open_line(int slot)
     if (!described.exec.empty()) {
         // A program that had the lines of other slots, or the server's connections, would keep them
         // open.
-        return std::make_unique<station::pty_line>(described.exec, station::open_files::none);
+        return std::make_unique<station::pty_line>(command_of(slot), station::open_files::none);
     }
     const auto port = port_at(ports_, described.place);
     if (!port) {

@@ -11,6 +11,7 @@
 #include "floor/model/floor_file.h"
 #include "floor/ports/port_watch.h"
 #include "floor/slots/desk.h"
+#include "floor/slots/print_queue.h"
 #include "floor/slots/showing.h"
 #include "floor/slots/slot_worker.h"
 #include "station/registered/registered_run.h"
@@ -45,6 +46,10 @@ public:
     void pools(reply to) override;
     void units(const list_request &wanted, reply to) override;
     void attempts(const list_request &wanted, reply to) override;
+    void confirm(int slot, const std::string &code, reply to) override;
+    void print(const std::string &label, const std::string &operator_badge, reply to) override;
+    void prints(const list_request &wanted, reply to) override;
+    void order_fault(int slot, const std::string &fault, reply to) override;
 
 private:
     struct one_slot {
@@ -52,12 +57,16 @@ private:
         std::unique_ptr<slot_worker> worker;
         std::stop_source stop = {}; // of its run; guarded
         bool present = true;        // its adapter is there; guarded
+        std::string code = {};      // that its label must hold, while that is waited for; guarded
+        bool confirmed = false;     // that was scanned; guarded
+        std::string fault = {};     // options for its program in the next run; guarded
     };
     /** A run whose begin is in the ledger. */
     struct begun_run {
         int slot = 0;
         station::registered_unit unit;
         std::optional<std::int64_t> attempt; // none: nothing is written
+        std::string operator_badge;
     };
     using shared_run = std::shared_ptr<const begun_run>;
 
@@ -77,6 +86,15 @@ private:
     refusal why_refused(ledger::book &in, const start_request &wanted,
                         const std::string &reason) const;
 
+    // labels.cpp
+    const floor_product *product_named(const std::string &name) const;
+    void print_label(const begun_run &run);
+    void await_label(const begun_run &run, const std::stop_token &stop,
+                     station::run_result &result);
+    void start_printing();
+    std::string command_of(int slot);
+    bool wait_for_code(int slot, const std::string &code, const std::stop_token &stop);
+
     // restore.cpp
     void restore(ledger::book &in);
     void show_last_attempt(ledger::book &in, int slot);
@@ -91,11 +109,13 @@ private:
     showing shown_;
     mutable std::mutex guard_;
     std::condition_variable ended_;
+    std::condition_variable_any scanned_;
     bool stopping_ = false; // guarded
     int active_ = 0;        // slots that were claimed; guarded
     std::map<int, one_slot> slots_;
     bool restored_ = false; // only for the desk's thread
     std::unique_ptr<desk> desk_;
+    std::unique_ptr<print_queue> prints_; // none: there is no printer
 };
 
 } // namespace shopfloor

@@ -20,9 +20,27 @@ json products_of(const floor_description &floor)
         for (const auto &step : each.what.steps) {
             steps.push_back(step.operation);
         }
-        all.push_back({{"name", each.what.name}, {"steps", steps}, {"scan_back", each.scan_back}});
+        all.push_back(
+            {{"name", each.what.name}, {"steps", steps}, {"scan_back", each.scan_back()}});
     }
     return all;
+}
+
+json faults_of(const floor_description &floor)
+{
+    auto all = json::array();
+    for (const auto &each : floor.faults) {
+        all.push_back({{"fault", each.name}, {"text", each.text}});
+    }
+    return all;
+}
+
+json printer_json(const std::optional<printer_view> &printer)
+{
+    return printer ? json{{"usable", printer->trouble.empty()},
+                          {"reason", printer->trouble},
+                          {"waiting", printer->waiting}}
+                   : json(nullptr);
 }
 
 json ledger_json(bool usable, const std::string &reason)
@@ -50,9 +68,12 @@ showing::showing(const floor_description &floor, const std::string &version)
     head_["codes"] = {
         {"slot", floor.slot_code}, {"operator", floor.operator_code}, {"prefix", floor.prefix}};
     head_["printer"] = nullptr;
-    head_["drill_faults"] = json::array();
+    head_["drill_faults"] = faults_of(floor);
     head_["products"] = products_of(floor);
     head_["slots"] = json::array();
+    if (floor.has_printer()) {
+        printer_.emplace();
+    }
     for (const auto &each : floor.slots) {
         auto &view = slots_[each.number].view;
         view.number = each.number;
@@ -68,6 +89,7 @@ json showing::whole() const
     state["event"] = events_.last();
     state["ledger"] = ledger_json(ledger_usable_, ledger_reason_);
     state["operator"] = operator_json(operator_);
+    state["printer"] = printer_json(printer_);
     for (const auto &[number, each] : slots_) {
         state["slots"].push_back(json_of(each.view));
     }
@@ -181,6 +203,13 @@ void showing::change_ledger(bool usable, const std::string &reason)
     ledger_usable_ = usable;
     ledger_reason_ = reason;
     events_.add("ledger", line_of(ledger_json(usable, reason)));
+}
+
+void showing::change_printer(const printer_view &printer)
+{
+    const std::lock_guard lock(guard_);
+    printer_ = printer;
+    events_.add("printer", line_of({{"printer", printer_json(printer_)}}));
 }
 
 std::string showing::operator_badge() const

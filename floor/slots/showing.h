@@ -8,6 +8,7 @@
 
 #include "floor/model/floor_file.h"
 #include "floor/model/slot_view.h"
+#include "floor/slots/print_queue.h"
 
 namespace shopfloor {
 
@@ -41,6 +42,7 @@ public:
     /** A run from before this start of the floor, where the slot has none since. */
     void show_earlier(int number, const run_view &run);
 
+    void change_printer(const printer_view &printer);
     void change_ledger(bool usable, const std::string &reason);
     std::string operator_badge() const;
     json change_operator(const std::string &badge);
@@ -62,6 +64,7 @@ private:
     bool ledger_usable_ = true;
     std::string ledger_reason_;
     std::string operator_;
+    std::optional<printer_view> printer_; // none: there is no printer
 };
 
 } // namespace shopfloor

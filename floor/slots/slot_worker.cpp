@@ -67,6 +67,10 @@ void slot_worker::carry_out(const slot_order &order)
     transcript_line noted(*far);
     auto result = station::provision(noted, order.what, order.options, *order.observer, order.stop);
     result.transcript = noted.text();
+    far.reset();
+    if (order.afterwards) {
+        order.afterwards(result);
+    }
     order.done(std::move(result));
 }
 

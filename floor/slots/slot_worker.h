@@ -19,6 +19,9 @@ struct slot_order {
     station::run_options options;
     std::shared_ptr<station::run_observer> observer;
     std::stop_token stop;
+    /** What a person has to do with the switch after the run, if anything; once the line is free.
+     */
+    std::function<void(station::run_result &)> afterwards;
     /** Is called on the slot's thread with what came of it; the transcript in it has times. */
     std::function<void(station::run_result)> done;
 };

@@ -140,14 +140,14 @@ export async function cancel(slot) {
 
 export async function orderFault(slot, fault) {
     await attempt(async () => {
-        await post(`/api/drill/slots/${slot}/fault`, { fault });
+        await post(`/api/drill/slots/${slot}/fault`, { fault: fault ?? '' });
         tell(fault ? `Slot ${slot}: a fault is ordered for the next unit` : `Slot ${slot}: no fault`);
     }, plainRefusal);
 }
 
 export async function printAgain(label) {
     await attempt(async () => {
-        const job = await post(`/api/units/${encodeURIComponent(label)}/print`, {});
+        const job = await post('/api/prints/new', { label });
         tell(`Label ${short(label, 64)} goes to the printer`, job?.number > 1 ? `Print number ${job.number} of this label.` : '');
     }, plainRefusal);
 }
