@@ -1,6 +1,8 @@
 // What follows a run: the unit's label, printed and scanned again. And the faults of drills.
 
 #include <algorithm>
+#include <cctype>
+#include <cstdio>
 
 #include "floor/model/record_forms.h"
 #include "floor/slots/floor_control.h"
@@ -27,6 +29,25 @@ label_values values_of(const ledger::unit &of)
         values.of_product["mac"] = ledger::mac_text(*of.mac);
     }
     return values;
+}
+
+std::string replaced(std::string text, std::string_view place, const std::string &by)
+{
+    const auto at = text.find(place);
+    return at == std::string::npos ? text : text.replace(at, place.size(), by);
+}
+
+/** A label as a word of the shell that names a file: other than letters and digits as "%20". */
+std::string file_name_of(std::string_view label)
+{
+    std::string name;
+    for (const char each : label) {
+        const bool is_plain = std::isalnum(static_cast<unsigned char>(each)) != 0 || each == '-';
+        char code[4] = "";
+        std::snprintf(code, sizeof(code), "%%%02X", static_cast<unsigned char>(each));
+        name += is_plain ? std::string(1, each) : code;
+    }
+    return name;
 }
 
 refusal no_such_slot(int slot)
@@ -225,22 +246,24 @@ void floor_control::order_fault(int slot, const std::string &fault, reply to)
     to({shown_.slot(slot), {}});
 }
 
-/** The program of a slot, in a drill with the fault that was ordered for this run. */
+/**
+ * The program of a slot: {label} in it is the label of the run, as a name of a file, and {fault}
+ * what was ordered for this run.
+ */
 std::string floor_control::command_of(int slot)
 {
-    constexpr std::string_view place = "{fault}";
-    auto command = slots_.at(slot).described.exec;
-    const auto at = command.find(place);
-    if (!floor_.drill || at == std::string::npos) {
-        return command;
-    }
-    std::string options;
+    std::string fault;
     {
         const std::lock_guard lock(guard_);
-        options = std::exchange(slots_.at(slot).fault, "");
+        fault = std::exchange(slots_.at(slot).fault, "");
     }
-    shown_.change(slot, [](slot_view &view) { view.fault.reset(); });
-    return command.replace(at, place.size(), options);
+    std::string label;
+    shown_.change(slot, [&](slot_view &view) {
+        view.fault.reset();
+        label = view.run->label;
+    });
+    const auto &command = slots_.at(slot).described.exec;
+    return replaced(replaced(command, "{label}", file_name_of(label)), "{fault}", fault);
 }
 
 } // namespace shopfloor

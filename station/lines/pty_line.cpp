@@ -43,6 +43,9 @@ bool wait_for(int descriptor, short events, line::milliseconds limit)
 
 [[noreturn]] void become(const std::string &command, open_files kept)
 {
+    sigset_t nothing; // what a thread of this program keeps waiting is to reach the other one
+    sigemptyset(&nothing);
+    sigprocmask(SIG_SETMASK, &nothing, nullptr);
     if (kept == open_files::none) {
         close_range(STDERR_FILENO + 1, ~0U, 0);
     }

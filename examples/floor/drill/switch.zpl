@@ -1,0 +1,5 @@
+^XA
+^FO40,40^A0N,40,40^FD{product}^FS
+^FO40,100^BY3^BCN,100,Y,N,N^FD{serial}^FS
+^FO40,260^A0N,30,30^FDMAC {mac}  {today}^FS
+^XZ
