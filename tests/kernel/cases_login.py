@@ -59,7 +59,7 @@ class LastingPort:
 
     def connect(self, line):
         """To the line of a machine that has just been switched on."""
-        self.line = os.open(line, os.O_RDWR | os.O_NOCTTY)
+        self.line = os.open(line, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
 
     def carry(self):
         while not self.closes:
@@ -74,10 +74,11 @@ class LastingPort:
             data = os.read(end, 4096)
             if end != self.near:
                 self.shown += data
-                with contextlib.suppress(BlockingIOError):
+            with contextlib.suppress(BlockingIOError):
+                if end != self.near:
                     os.write(self.near, data)
-            elif line is not None:
-                os.write(line, data)
+                elif line is not None:
+                    os.write(line, data)
         except OSError:
             os.close(line)
             self.line = None
