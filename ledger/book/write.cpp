@@ -55,6 +55,10 @@ void book::write(const std::function<void()> &work, gate by)
             if (try_write(work, by)) {
                 return;
             }
+            if (tries == most_tries) {
+                throw error(trouble::unusable, "the connection to the database is lost each time: "
+                                               "nothing was changed");
+            }
         } catch (const database_error &failed) {
             database_->rollback();
             const bool worth_it = failed.how() == failure::again || failed.how() == failure::lost;
