@@ -11,9 +11,6 @@ using namespace std::chrono_literals;
 
 constexpr auto listening_step = 100ms;
 
-// Offering a byte to a console that still talks would only disturb it.
-constexpr auto quiet_before_probe = 1s;
-
 // How long the line is silent once nothing of what was sent before is on its way any more.
 constexpr auto quiet_line = 60ms;
 constexpr auto longest_wait_for_quiet = 1s;
@@ -56,10 +53,11 @@ void hear_banner_out(conversation &talk, std::string_view last)
 
 } // namespace
 
-search::search(conversation &talk, std::optional<std::chrono::milliseconds> limit) : talk_(talk)
+search::search(conversation &talk, const exchange_options &options)
+    : talk_(talk), quiet_before_probe_(options.quiet_before_probe)
 {
-    if (limit) {
-        end_ = talk.now() + *limit;
+    if (options.wait) {
+        end_ = talk.now() + *options.wait;
     }
 }
 
@@ -73,7 +71,7 @@ std::pair<found, outcome> find_switch(conversation &talk, const finder &how,
                                       const exchange_options &options)
 {
     try {
-        search looking(talk, options.wait);
+        search looking(talk, options);
         const auto seen = how.find(talk, looking);
         if (seen == found::nothing) {
             return {seen, not_found(options, how.missed)};
@@ -115,7 +113,7 @@ found find_by_banner(conversation &talk, search &looking, const banner_signs &si
             return found::another_operation;
         }
         quiet_since = std::max(quiet_since, talk.last_arrival());
-        if (talk.now() - quiet_since >= quiet_before_probe) {
+        if (looking.may_probe_after(talk.now() - quiet_since)) {
             talk.send(signs.probe);
             probed = true;
             quiet_since = talk.now();

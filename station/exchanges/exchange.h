@@ -16,19 +16,28 @@ struct exchange_options {
     std::optional<milliseconds> wait; // for the switch to show up; none: for ever
     int attempts = 1;
     milliseconds store{120000}; // how long the switch may take for what it has received
+    // Silence after which a byte is offered: to a console that still talks it would be a
+    // disturbance, and to a program that is still starting a key.
+    milliseconds quiet_before_probe{1000};
 };
 
 /** The search for a switch that has not shown up yet, with its time limit. */
 class search {
 public:
     /** The conversation must outlive the search; without a limit it lasts for ever. */
-    search(conversation &talk, std::optional<std::chrono::milliseconds> limit);
+    search(conversation &talk, const exchange_options &options);
 
     /** Tells the listener that the station waits; false once the time is over. */
     bool goes_on();
 
+    bool may_probe_after(conversation::time_point::duration silence) const
+    {
+        return silence >= quiet_before_probe_;
+    }
+
 private:
     conversation &talk_;
+    std::chrono::milliseconds quiet_before_probe_;
     std::optional<conversation::time_point> end_;
 };
 

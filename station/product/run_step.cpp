@@ -14,6 +14,9 @@ using namespace std::chrono_literals;
 
 constexpr int most_starts = 3;
 constexpr auto operation_starts_within = 10s;
+// Its program may take that long to start on a busy switch; until then the terminal takes the hand
+// sign's 0x03 for a key that interrupts.
+constexpr auto operation_says_something_within = 4s;
 constexpr auto operation_ends_within = 10s;
 constexpr auto prompt_returns_within = 1s;   // where the operation may go on waiting
 constexpr int attempts_to_guess_a_sum = 300; // 256, and some that get lost
@@ -156,6 +159,8 @@ outcome operation_run::exchange(const planned_step &step, bool blindly)
     options.wait = operation_starts_within;
     options.attempts = blindly ? attempts_to_guess_a_sum : step.attempts;
     options.store = store_;
+    options.quiet_before_probe =
+        blindly ? options.quiet_before_probe : operation_says_something_within;
     exchange_listener listener(observer_, shell_);
     conversation talk(far_, listener);
     auto result = blindly ? step.job.run_blindly(talk, options) : step.job.run(talk, options);
