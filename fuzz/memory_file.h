@@ -9,22 +9,15 @@
 
 namespace fuzz {
 
-/** A file in memory, by whose path it can be opened. */
-class memory_file {
-public:
-    explicit memory_file(const byte_list &content) : number_(memfd_create("file", MFD_CLOEXEC))
-    {
-        const auto written = write(number_, content.data(), content.size());
-        require(written == static_cast<ssize_t>(content.size()), "the file is written");
-    }
-    memory_file(const memory_file &) = delete;
-    memory_file &operator=(const memory_file &) = delete;
-    ~memory_file() { close(number_); }
-
-    std::string path() const { return "/proc/self/fd/" + std::to_string(number_); }
-
-private:
-    int number_;
-};
+/** The path by which a file in memory can be opened that has this content until the next call. */
+inline std::string file_with(const byte_list &content)
+{
+    static const int number = memfd_create("file", MFD_CLOEXEC);
+    const auto written = pwrite(number, content.data(), content.size(), 0);
+    require(written == static_cast<ssize_t>(content.size()) &&
+                ftruncate(number, static_cast<off_t>(content.size())) == 0,
+            "the file is written");
+    return "/proc/self/fd/" + std::to_string(number);
+}
 
 } // namespace fuzz

@@ -38,19 +38,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz::input in(data, size);
     const uint8_t choice = in.choice();
     const bool tlv = fuzz::chosen(choice, 7);
-    const fuzz::memory_file file(in.rest());
+    const auto path = fuzz::file_with(in.rest());
     const auto commands = station::all_commands();
     const size_t which = choice % 8;
     try {
-        const auto job = station::read_job_file(file.path());
-        station::mistakes wrong(file.path());
+        const auto job = station::read_job_file(path);
+        station::mistakes wrong(path);
         if (which < commands.size()) {
             prepare(commands[which], tlv, job, wrong);
         } else {
             preview(tlv, job, wrong);
         }
     } catch (const station::job_error &told) {
-        fuzz::require(std::string_view(told.what()).starts_with(file.path() + ":"),
+        fuzz::require(std::string_view(told.what()).starts_with(path + ":"),
                       "a mistake is told with its file");
     }
     return 0;

@@ -31,18 +31,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     fuzz::input in(data, size);
     const bool whole = fuzz::chosen(in.choice(), 0);
-    const fuzz::memory_file file(in.rest());
+    const auto path = fuzz::file_with(in.rest());
     try {
         if (whole) {
-            const auto found = station::read_product(file.path());
+            const auto found = station::read_product(path);
             fuzz::require(!found.steps.empty() && !found.identity.empty() && !found.values.empty(),
                           "a right product has values, an identity and steps");
         } else {
-            station::mistakes wrong(file.path());
-            fill(station::read_job_file(file.path()), wrong);
+            station::mistakes wrong(path);
+            fill(station::read_job_file(path), wrong);
         }
     } catch (const station::job_error &told) {
-        fuzz::require(std::string_view(told.what()).starts_with(file.path() + ":"),
+        fuzz::require(std::string_view(told.what()).starts_with(path + ":"),
                       "a mistake is told with its file");
     }
     return 0;
