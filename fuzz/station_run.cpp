@@ -22,11 +22,17 @@ constexpr auto search_limit = 4000ms;
 constexpr auto console_limit = 20000ms;
 constexpr int attempts = 3;
 
+/** Waits behind the last byte for which a silent line stays open: enough for a station to give up.
+ */
+constexpr int patience = 160;
+
 /** A line to a switch that says what the fuzzer wants, whatever the station sends. */
 class hostile_line : public station::line {
 public:
-    hostile_line(uint8_t choice, std::span<const uint8_t> stream)
-        : choice_(choice), stream_(stream), writes_left_(chosen(choice, 2) ? choice >> 4 : ~0U)
+    /** `piece`: the most bytes at once, where the choice is for small pieces. */
+    hostile_line(uint8_t choice, std::span<const uint8_t> stream, std::size_t piece)
+        : choice_(choice), most_at_once_(chosen(choice, 3) ? piece : 256), stream_(stream),
+          piece_(next_piece(stream)), writes_left_(chosen(choice, 2) ? choice >> 4 : ~0U)
     {
     }
 
@@ -36,17 +42,18 @@ public:
         if (!pass_silence(limit)) {
             return 0;
         }
-        const auto piece = next_piece(stream_);
-        if (piece.empty() && chosen(choice_, 1)) {
+        if (piece_.empty() && (chosen(choice_, 1) || waits_at_end_ == patience)) {
             throw station::line_closed("the program ended");
         }
-        if (piece.empty()) {
+        if (piece_.empty()) {
             clock_ += limit;
+            waits_at_end_ += limit > 0ms ? 1 : 0;
             return 0;
         }
-        const auto count = std::min({piece.size(), buffer.size(), most_at_once()});
-        std::copy_n(piece.begin(), count, buffer.begin());
+        const auto count = std::min({piece_.size(), buffer.size(), most_at_once_});
+        std::copy_n(piece_.begin(), count, buffer.begin());
         stream_ = stream_.subspan(count);
+        piece_ = piece_.subspan(count);
         return count;
     }
 
@@ -64,12 +71,10 @@ public:
     time_point now() const override { return time_point(clock_); }
 
 private:
-    std::size_t most_at_once() const { return chosen(choice_, 3) ? 1 : 256; }
-
     /** Waits as long as nothing comes; false where that is longer than the limit. */
     bool pass_silence(milliseconds limit)
     {
-        while (begins_with_silence(stream_)) {
+        while (piece_.empty() && begins_with_silence(stream_)) {
             const auto waited = std::min(limit, silence_left_);
             clock_ += waited;
             limit -= waited;
@@ -78,6 +83,7 @@ private:
                 return false;
             }
             stream_ = stream_.subspan(sizeof(silence));
+            piece_ = next_piece(stream_);
             silence_left_ = silence_length;
             was_silent_ = true;
         }
@@ -85,8 +91,11 @@ private:
     }
 
     uint8_t choice_;
+    std::size_t most_at_once_;
     std::span<const uint8_t> stream_; // not yet read
+    std::span<const uint8_t> piece_;  // of it: up to the next silence
     unsigned writes_left_;
+    int waits_at_end_ = 0;
     milliseconds clock_{0};
     milliseconds silence_left_ = silence_length; // of the silence in front
     bool was_silent_ = false;
@@ -138,7 +147,7 @@ station::outcome run_station(const station_job &job, input &in)
     const auto &run = prepared(job);
     const uint8_t choice = in.choice();
     const auto stream = in.rest();
-    hostile_line line(choice, stream);
+    hostile_line line(choice, stream, 1);
     station::listener observer;
     station::conversation talk(line, observer);
     station::exchange_options options;
@@ -159,7 +168,8 @@ station::run_result run_product(const char *example, input &in)
         {{"serial", "ABCDEFGHJ1234"}, {"mac", "00:1A:2B:3C:4D:40"}}, "2024-01-31");
     const uint8_t choice = in.choice();
     const auto stream = in.rest();
-    hostile_line line(choice, stream);
+    // A console is looked at whole for each piece.
+    hostile_line line(choice, stream, 8);
     station::run_observer observer;
     station::run_options options;
     options.wait = console_limit;
