@@ -29,7 +29,7 @@ public:
      * Takes one step. False: there is no power for it. With half_done the step is carried out half
      * way when the supply fails in the middle of it.
      */
-    bool step(const std::function<void()> &half_done = {})
+    bool step(const std::function<void()> &half_done)
     {
         if (!on_) {
             return false;
@@ -50,6 +50,9 @@ public:
         }
         return false;
     }
+
+    /** A step that is done or not. */
+    bool step() { return (on_ && !left_) || step({}); }
 
 private:
     bool on_ = true;
