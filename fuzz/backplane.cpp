@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "small_allocations.h"
 #include "switch_program.h"
 #include "unit_run.h"
 #include "units/common.h"
@@ -15,6 +16,7 @@ constexpr fuzz::list_form form = {.start = 0x15, .length_size = 1, .count_size =
 
 sim::board_description board_for(uint8_t choice)
 {
+    const fuzz::small_allocations here;
     sim::board_description board;
     if (fuzz::chosen(choice, 0)) {
         constexpr auto kind = sim::bridge_eeprom::backplane;

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstring>
 #include <ctime>
 
+#include <fcntl.h>
 #include <sys/select.h>
 #include <unistd.h>
 
@@ -25,7 +27,7 @@ constexpr int64_t silence_length = 7000 * second;
  * Time-outs behind the last byte of the PC that an operation may still need to end by itself. After
  * so many the console hangs up, and after as many again whatever still waits would do so for ever.
  */
-constexpr int patience = 64;
+constexpr int patience = 40;
 
 /**
  * Polls of the FPGA's bridge, which the program counts by the thousand. A chip that is busy here is
@@ -80,6 +82,7 @@ extern "C" {
 ssize_t __real_read(int fd, void *buffer, size_t count);
 int __real_clock_gettime(clockid_t clock, timespec *now);
 int __real_select(int count, fd_set *in, fd_set *out, fd_set *except, timeval *limit);
+int __real_fcntl(int fd, int command, int argument);
 int __real_sigaction(int signal, const struct sigaction *action, struct sigaction *before);
 
 ssize_t __wrap_read(int fd, void *buffer, size_t count)
@@ -124,6 +127,19 @@ int __wrap_usleep(useconds_t us)
 {
     clock_ns += int64_t{us} * 1000;
     return 0;
+}
+
+// A console's flags are asked for at every flush, and nothing comes of what is set.
+int __wrap_fcntl(int fd, int command, ...)
+{
+    va_list arguments;
+    va_start(arguments, command);
+    const int argument = va_arg(arguments, int);
+    va_end(arguments);
+    if (!far.there || fd > STDOUT_FILENO) {
+        return __real_fcntl(fd, command, argument);
+    }
+    return command == F_GETFL ? O_RDWR : 0;
 }
 
 // The fuzzer's own handlers stay in place: they keep the input of what they catch.

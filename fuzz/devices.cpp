@@ -1,4 +1,5 @@
 #include "console.h"
+#include "small_allocations.h"
 #include "switch_program.h"
 #include "unit_run.h"
 #include "units/setsn_device.h"
@@ -11,6 +12,7 @@ constexpr fuzz::list_form form = {.start = 0x20, .length_size = 4, .count_size =
 
 sim::board_description chassis()
 {
+    const fuzz::small_allocations here;
     return {.fans = {{.present = true, .type = 0x11223344}, {.present = false}},
             .supplies = {{.present = true, .name = "PSU-550"}},
             .cards = {{.present = true, .card_type = 0x99}},

@@ -1,4 +1,5 @@
 #include "console.h"
+#include "small_allocations.h"
 #include "switch_program.h"
 #include "unit_run.h"
 #include "units/set_fan_sn.h"
@@ -11,6 +12,7 @@ constexpr fuzz::list_form form = {.start = 0x20, .length_size = 1, .count_size =
 
 sim::board_description board_for(uint8_t choice)
 {
+    const fuzz::small_allocations here;
     sim::board_description board;
     if (!fuzz::chosen(choice, 1)) {
         constexpr auto kind = sim::bridge_eeprom::fan;

@@ -1,4 +1,5 @@
 #include "console.h"
+#include "small_allocations.h"
 #include "switch_program.h"
 #include "unit_run.h"
 #include "units/set_power_sn.h"
@@ -9,18 +10,25 @@ namespace {
 
 constexpr fuzz::list_form form = {.start = 0x20, .length_size = 1, .count_size = 0};
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+sim::board_description board_for(uint8_t choice)
 {
-    fuzz::input in(data, size);
-    const uint8_t choice = in.choice();
+    const fuzz::small_allocations here;
     sim::board_description board;
     if (!fuzz::chosen(choice, 0)) {
         board.fpga = sim::fpga{.supplies = {{.channel = 0, .address = 0x58},
                                             {.channel = 1, .address = 0x59},
                                             {.channel = 2, .address = 0x58, .present = false}}};
     }
+    return board;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    fuzz::input in(data, size);
+    const uint8_t choice = in.choice();
+    auto board = board_for(choice);
     fuzz::add_trouble(board, in.choice());
     const fuzz::switch_program program(std::move(board), in.tells_much());
 

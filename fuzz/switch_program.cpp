@@ -15,6 +15,7 @@
 #include "eeprom/tlv_info.h"
 #include "exchange/format_info.h"
 #include "exchange/protocol.h"
+#include "small_allocations.h"
 #include "store/productinfo.h"
 #include "units/setsn_device.h"
 
@@ -36,11 +37,12 @@ ssize_t discard(void *, const char *, size_t count)
     return static_cast<ssize_t>(count);
 }
 
-FILE *open_log()
+/** A file of which nothing is kept, without a call of the system for each piece of it. */
+FILE *open_nowhere()
 {
-    FILE *log = fopencookie(nullptr, "w", {.read = {}, .write = discard, .seek = {}, .close = {}});
-    require(log != nullptr, "the log opens");
-    return log;
+    FILE *file = fopencookie(nullptr, "w", {.read = {}, .write = discard, .seek = {}, .close = {}});
+    require(file != nullptr, "the file opens");
+    return file;
 }
 
 void forget_everything()
@@ -51,7 +53,6 @@ void forget_everything()
     setdevice_zk80chassis = 0;
     dev_setsn = {};
     memset(g_data_eeprom, 0, tlv_image_size);
-    memset(g_setmac_data, 0, setmac_data_size);
 }
 
 /** What the operator would see goes nowhere, and nothing comes from the fuzzer's own input. */
@@ -60,17 +61,22 @@ const bool silenced = [] {
     dup2(nowhere, STDIN_FILENO);
     dup2(nowhere, STDOUT_FILENO);
     close(nowhere);
+    stdout = open_nowhere();
     return true;
 }();
 
 } // namespace
 
 switch_program::switch_program(sim::board_description description, bool keeps_log)
-    : board_(std::move(description)), first_free_(lowest_free_descriptor())
+    : first_free_(lowest_free_descriptor())
 {
-    static FILE *log = open_log();
+    {
+        const small_allocations here;
+        board_.emplace(std::move(description));
+    }
+    static FILE *log = open_nowhere();
     setmac_debug_fd = keeps_log ? log : nullptr;
-    fit_devices(board_);
+    fit_devices(*board_);
     forget_everything();
 }
 
@@ -79,11 +85,13 @@ switch_program::~switch_program()
     remove_devices();
     require(lowest_free_descriptor() == first_free_, "every file is closed");
     clr_prod_info();
+    board_.reset();
+    release_small_allocations();
 }
 
 void switch_program::require_saved_store()
 {
-    const auto image = board_.flash(0).bytes().first(store_image_size);
+    const auto image = board_->flash(0).bytes().first(store_image_size);
     uint32_t stored = 0;
     memcpy(&stored, image.data(), sizeof(stored));
     const auto area = image.subspan(sizeof(stored));
@@ -120,7 +128,7 @@ std::string switch_program::listed_store()
 
 void switch_program::require_programmed_image()
 {
-    const auto chip = board_.eeprom(system_e2prom_address);
+    const auto chip = board_->eeprom(system_e2prom_address);
     require(std::equal(chip.begin(), chip.end(), g_data_eeprom),
             "the EEPROM holds the image that was programmed");
     require(is_whole_image(g_data_eeprom), "the programmed image is whole");
@@ -128,6 +136,7 @@ void switch_program::require_programmed_image()
 
 sim::board_description identity_board(sim::flash_type type)
 {
+    const small_allocations here;
     // NOR without room behind the image, so that no step past its end goes unseen.
     const uint32_t blocks = type == sim::nor ? 1 : 2;
     return {.partitions = {{.name = "product_info",

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "input.h"
@@ -19,7 +20,7 @@ public:
     switch_program &operator=(const switch_program &) = delete;
     ~switch_program();
 
-    sim::board &board() { return board_; }
+    sim::board &board() { return *board_; }
 
     /** Requires that what is stored in the first partition is an image with a right checksum. */
     void require_saved_store();
@@ -37,7 +38,7 @@ public:
     void require_programmed_image();
 
 private:
-    sim::board board_;
+    std::optional<sim::board> board_;
     int first_free_;
 };
 

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "console.h"
+#include "small_allocations.h"
 
 namespace fuzz {
 
@@ -60,6 +61,7 @@ void trouble_bridge(sim::fpga &fpga, trouble_kind kind, unsigned call)
 
 void add_trouble(sim::board_description &board, uint8_t choice)
 {
+    const small_allocations here;
     const auto kind = static_cast<trouble_kind>(choice % trouble_kinds);
     const unsigned which = choice / trouble_kinds;
     const unsigned call = which + 1;
