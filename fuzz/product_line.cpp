@@ -9,6 +9,14 @@
 
 namespace {
 
+/** Leaves room for a few lines, which an input of as many bytes would take long to do. */
+void fill_up()
+{
+    for (char number = 'a'; number < 'p'; ++number) {
+        setproduct_info(std::string(1, number) + "=" + std::string(prod_info_value_size - 1, 'V'));
+    }
+}
+
 /** One line, by its first byte to one of those who take lines. */
 void type(std::string_view line)
 {
@@ -26,6 +34,9 @@ void type(std::string_view line)
         break;
     case 'C':
         set_product_info_country(line, line, "", line);
+        break;
+    case 'F':
+        fill_up();
         break;
     case 'G':
         get_product_info(std::string(line).c_str());

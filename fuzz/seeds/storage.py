@@ -85,8 +85,8 @@ def product_line():
         [b"SABCDEFGHJ1234", b"Stoo short", b"M00:D0:F8:A1:B2:C3", b"M00d0f8a1b2c3",
          b"M00-D0-F8-A1-B2-C3", b"M00:D0:F8:A1:B2:Cg", b"M1", b"H1.0.3", b"HV1.0", b"CDE",
          b"GSerialNO", b"Gabsent"]))
-    seed("product_line", "too_many", b"\n".join(
-        b" name%02d=" % number + 500 * b"V" for number in range(17)))
+    for name, room in (("nearly_full", 460), ("too_many", 480)):
+        seed("product_line", name, b"\n".join([b"F", b" first=" + room * b"V", b" last=1"]))
 
 
 def card_type():
