@@ -60,6 +60,7 @@ response request_error::answered() const
 {
     auto told = refusal_response({code_, what(), advice_});
     told.status = status_ == 0 ? told.status : status_;
+    told.headers = headers_;
     return told;
 }
 

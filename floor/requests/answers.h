@@ -14,9 +14,9 @@ class request_error : public std::runtime_error {
 public:
     /** The status is that of the code unless another is given. */
     request_error(std::string code, const std::string &reason, std::string advice = {},
-                  int status = 0)
+                  int status = 0, std::vector<header> headers = {})
         : std::runtime_error(reason), code_(std::move(code)), advice_(std::move(advice)),
-          status_(status)
+          status_(status), headers_(std::move(headers))
     {
     }
 
@@ -26,6 +26,7 @@ private:
     std::string code_;
     std::string advice_;
     int status_;
+    std::vector<header> headers_;
 };
 
 /** JSON in one line; bytes that are no UTF-8 are replaced, as in what consoles say. */

@@ -39,6 +39,20 @@ bool is_from_elsewhere(const request &head)
     });
 }
 
+/** Where a body ends must be plain: another reader on the way may see another end. */
+void check_length(const request &head)
+{
+    const auto length = head.values_of("content-length");
+    const auto coding = head.values_of("transfer-encoding");
+    const bool plain_length =
+        length.empty() ||
+        (!length[0].empty() && length[0].find_first_not_of("0123456789") == std::string_view::npos);
+    const bool plain_coding = coding.empty() || lower_case(coding[0]) == "chunked";
+    if (!plain_length || !plain_coding || (!length.empty() && !coding.empty())) {
+        throw request_error("bad_request", "where the content ends is not plain");
+    }
+}
+
 bool is_same(std::string_view one, std::string_view other)
 {
     return one.size() == other.size() && CRYPTO_memcmp(one.data(), other.data(), one.size()) == 0;
@@ -49,6 +63,7 @@ bool is_same(std::string_view one, std::string_view other)
 void check_source(const request &head, const door_rules &rules)
 {
     check_single(head);
+    check_length(head);
     const auto host = head.values_of("host");
     if (host.empty() || !is_listed(rules.hosts, host[0])) {
         throw request_error("wrong_host", "this floor does not go by that name",

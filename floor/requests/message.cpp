@@ -1,5 +1,7 @@
 #include "floor/requests/message.h"
 
+#include <algorithm>
+
 namespace shopfloor {
 
 std::string lower_case(std::string_view text)
@@ -22,6 +24,14 @@ std::vector<std::string_view> request::values_of(std::string_view name) const
         }
     }
     return values;
+}
+
+bool has_content(const request &head)
+{
+    const auto lengths = head.values_of("content-length");
+    return !head.values_of("transfer-encoding").empty() ||
+           std::any_of(lengths.begin(), lengths.end(),
+                       [](std::string_view each) { return each != "0"; });
 }
 
 } // namespace shopfloor

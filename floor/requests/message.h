@@ -22,6 +22,9 @@ struct request {
     std::vector<std::string_view> values_of(std::string_view name) const;
 };
 
+/** Whether its head says that there is a body. */
+bool has_content(const request &head);
+
 struct response {
     int status = 200;
     std::string type = "application/json";

@@ -245,19 +245,14 @@ response file_response(const page_file &file, const request &whole)
     return given;
 }
 
-bool has_body(const request &head)
-{
-    const auto length = head.values_of("content-length");
-    return !head.values_of("transfer-encoding").empty() || (!length.empty() && length[0] != "0");
-}
-
 void check_method(const request &head, std::string_view allowed)
 {
     if (head.method != allowed) {
         throw request_error("bad_request",
-                            "that address takes " + std::string(allowed) + " requests", "", 405);
+                            "that address takes " + std::string(allowed) + " requests", "", 405,
+                            {{"Allow", std::string(allowed)}});
     }
-    if (allowed == "GET" && has_body(head)) {
+    if (allowed == "GET" && has_content(head)) {
         throw request_error("bad_request", "a GET request has no content");
     }
 }

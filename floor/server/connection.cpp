@@ -4,6 +4,7 @@
 #include <optional>
 
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
@@ -24,7 +25,9 @@ namespace beast = boost::beast;
 namespace http = boost::beast::http;
 using beast::error_code;
 
-constexpr std::chrono::seconds farewell{2}; // for the other side to read a last response
+// For the other side to read a last response, while what it still sends is dropped.
+constexpr std::chrono::seconds farewell{2};
+constexpr std::size_t most_drained = 1024 * 1024;
 
 request head_of(const http::request<http::string_body> &message)
 {
@@ -59,7 +62,7 @@ class connection : public std::enable_shared_from_this<connection> {
 public:
     connection(service &of, asio::ip::tcp::socket socket, guest who)
         : service_(of), who_(std::move(who)), stream_(std::move(socket)),
-          patience_(stream_.get_executor())
+          buffer_(of.limits.header_bytes + of.limits.body_bytes), patience_(stream_.get_executor())
     {
     }
 
@@ -107,13 +110,28 @@ private:
             refuse(
                 request_error("bad_request", "only HTTP/1.1 is spoken here", "", 505).answered());
         } else if (auto why = service_.routing.turned_away(whole_)) {
-            // Content that was not read stands before the next request.
-            parser_->is_done() ? respond(std::move(*why)) : refuse(std::move(*why));
+            // Content that was not read would be taken for the next request.
+            has_content(whole_) ? refuse(std::move(*why)) : respond(std::move(*why));
         } else if (parser_->is_done()) {
             take();
+        } else if (!whole_.values_of("expect").empty()) {
+            ask_for_body();
         } else {
             read_body();
         }
+    }
+
+    /** For who sends content only once it is known to be wanted. */
+    void ask_for_body()
+    {
+        constexpr std::string_view go_on = "HTTP/1.1 100 Continue\r\n\r\n";
+        stream_.expires_after(service_.limits.write);
+        asio::async_write(stream_, asio::buffer(go_on),
+                          [self = shared_from_this()](const error_code &failed, std::size_t) {
+                              if (!failed) {
+                                  self->read_body();
+                              }
+                          });
     }
 
     void read_body()
@@ -196,7 +214,9 @@ private:
         last_ = last_ || !parser_->get().keep_alive();
         response_.emplace(head_of_response<http::string_body>(given));
         response_->keep_alive(!last_);
-        response_->body() = std::move(given.body);
+        if (parser_->get().method() != http::verb::head) { // has no content in any case
+            response_->body() = std::move(given.body);
+        }
         if (given.status != 304) {
             response_->prepare_payload();
         }
@@ -221,22 +241,25 @@ private:
     void drain()
     {
         buffer_.clear();
-        stream_.async_read_some(buffer_.prepare(4096),
-                                [self = shared_from_this()](const error_code &failed, std::size_t) {
-                                    if (!failed) {
-                                        self->drain();
-                                    }
-                                });
+        stream_.async_read_some(
+            buffer_.prepare(4096),
+            [self = shared_from_this()](const error_code &failed, std::size_t size) {
+                self->drained_ += size;
+                if (!failed && self->drained_ < most_drained) {
+                    self->drain();
+                }
+            });
     }
 
     service &service_;
     guest who_;
     beast::tcp_stream stream_;
-    beast::flat_buffer buffer_ = {};
+    beast::flat_buffer buffer_;
     std::optional<parser> parser_ = {};
     request whole_ = {};
     std::optional<http::response<http::string_body>> response_ = {};
     bool last_ = false;
+    std::size_t drained_ = 0;
 
     asio::steady_timer patience_;
     std::uint64_t asked_ = 0;

@@ -94,13 +94,13 @@ public:
         service_.reset(new service{floor, settings.limits,
                                    routes(rules_of(settings, port()), new_token().substr(0, 16)),
                                    std::make_shared<mailbox>(io_)});
+        accept();
+        thread_ = std::thread([this] { run(); });
         floor.events().call_on_news([this, mail = service_->mail, news = news_] {
             if (!news->exchange(true)) {
                 mail->post([this] { on_news(); });
             }
         });
-        accept();
-        thread_ = std::thread([this] { run(); });
     }
 
     engine(const engine &) = delete;

@@ -58,6 +58,21 @@ TEST(door, turns_away_a_second_host)
     EXPECT_EQ(source_code({{"Host", "localhost:8080"}, {"host", "localhost:8080"}}), "bad_request");
 }
 
+TEST(door, turns_away_content_whose_end_is_not_plain)
+{
+    const header host{"Host", "localhost:8080"};
+    const header length{"Content-Length", "5"};
+    const header chunks{"Transfer-Encoding", "Chunked"};
+    EXPECT_EQ(source_code({host, length}), "");
+    EXPECT_EQ(source_code({host, chunks}), "");
+    EXPECT_EQ(source_code({host, length, chunks}), "bad_request");
+    EXPECT_EQ(source_code({host, length, length}), "bad_request");
+    EXPECT_EQ(source_code({host, {"Content-Length", "5, 5"}}), "bad_request");
+    EXPECT_EQ(source_code({host, {"Content-Length", ""}}), "bad_request");
+    EXPECT_EQ(source_code({host, {"Transfer-Encoding", "chunked, identity"}}), "bad_request");
+    EXPECT_EQ(source_code({host, {"Transfer-Encoding", "gzip, chunked"}}), "bad_request");
+}
+
 TEST(door, turns_away_pages_of_other_origins)
 {
     const header host{"Host", "localhost:8080"};

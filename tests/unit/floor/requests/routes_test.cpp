@@ -138,7 +138,10 @@ TEST(routes, take_no_other_methods)
         EXPECT_EQ(response_to({method, "/api/state", {host, token, type}, ""}).status, 405)
             << method;
     }
-    EXPECT_EQ(response_to(get("/api/slots/1/start")).status, 405);
+    const auto read = response_to(get("/api/slots/1/start"));
+    EXPECT_EQ(read.status, 405);
+    ASSERT_EQ(read.headers.size(), 1U);
+    EXPECT_EQ(read.headers[0].name + ": " + read.headers[0].value, "Allow: POST");
     EXPECT_EQ(response_to(post("/index.html", "")).status, 405);
 }
 
@@ -196,7 +199,7 @@ TEST(routes, serve_the_page)
     const auto page = response_to(get("/"));
     EXPECT_EQ(page.status, 200);
     EXPECT_EQ(page.type, "text/html; charset=utf-8");
-    EXPECT_TRUE(page.body.starts_with("<!DOCTYPE html>"));
+    EXPECT_TRUE(lower_case(page.body).starts_with("<!doctype html>"));
     EXPECT_EQ(page.body, response_to(get("/index.html?slot=3")).body);
 }
 
