@@ -20,4 +20,9 @@ add_gtest(floor_tests
         unit/floor/requests/input_test.cpp
         unit/floor/requests/routes_test.cpp
         unit/floor/requests/rows_test.cpp
+        unit/floor/server/events_test.cpp
+        unit/floor/server/export_test.cpp
+        unit/floor/server/hostile_test.cpp
+        unit/floor/server/raw_connection.cpp
+        unit/floor/server/server_test.cpp
     LIBRARIES floor_support floor_server)

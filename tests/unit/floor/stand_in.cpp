@@ -141,6 +141,7 @@ json stand_in::slot_json(const slot &of) const
             {"state", of.state},
             {"trouble", of.trouble},
             {"run", of.run},
+            {"fault", nullptr},
             {"health", of.health}};
 }
 
@@ -155,7 +156,9 @@ json stand_in::state() const
              {"event", events_.last()},
              {"ledger", {{"usable", true}, {"reason", ""}}},
              {"operator", operator_.empty() ? json(nullptr) : json(operator_)},
-             {"codes", {{"slot", "SLOT-"}, {"operator", "OP-"}}},
+             {"codes", {{"slot", "SLOT-"}, {"operator", "OP-"}, {"prefix", ""}}},
+             {"printer", nullptr},
+             {"drill_faults", json::array()},
              {"products", products},
              {"slots", json::array()}};
     for (const auto &each : slots_) {
@@ -194,6 +197,7 @@ void stand_in::begin(slot &in, const start_request &wanted)
               {"ended", nullptr},
               {"phase", phases[0]},
               {"steps", waiting_steps(product)},
+              {"label_back", nullptr},
               {"outcome", nullptr},
               {"verdict", nullptr},
               {"reason", ""},

@@ -34,7 +34,7 @@ struct stand_in_settings {
  * A floor without switches and ledger: slots go through their phases by a clock, verdicts are drawn
  * from a seed. Answers are given at once, on the thread that asks or that of the clock.
  */
-class stand_in final : public shopfloor::control {
+class stand_in : public shopfloor::control {
 public:
     explicit stand_in(stand_in_settings settings);
     ~stand_in() override;
