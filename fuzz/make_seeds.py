@@ -5,7 +5,7 @@ such as the tests use, each behind the bytes by which its target chooses what is
 import os
 import sys
 
-from seeds import exchange, jobs, products, station, storage, units
+from seeds import exchange, floor, jobs, products, station, storage, units
 from seeds.messages import SEEDS
 
 WRITERS = (
@@ -13,7 +13,7 @@ WRITERS = (
     storage.tlv_info, storage.product_image, storage.product_line, storage.card_type,
     units.backplane, units.fans, units.supplies, units.devices,
     station.station_framed, station.station_units, jobs.station_job,
-    products.station_product, products.station_console,
+    products.station_product, products.station_console, floor.floor_request,
 )
 
 
