@@ -131,8 +131,6 @@ CREATE TABLE attempt (
     UNIQUE (unit, number),
     CHECK ((ended_at IS NULL) = (outcome IS NULL))
 );
-CREATE INDEX attempt_slot ON attempt (station, slot, id);
-CREATE INDEX attempt_open ON attempt (station) WHERE ended_at IS NULL;
 
 CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
@@ -208,6 +206,8 @@ CREATE TABLE print (
     UNIQUE (unit, number),
     CHECK ((ended_at IS NULL) = (state = 'waiting'))
 );
+CREATE INDEX attempt_slot ON attempt (station, slot, id);
+CREATE INDEX attempt_open ON attempt (station) WHERE ended_at IS NULL;
 CREATE INDEX print_waiting ON print (station, id) WHERE state = 'waiting';
 CREATE TRIGGER print_ended_stays BEFORE UPDATE ON print FOR EACH ROW WHEN (OLD.ended_at IS NOT NULL)
     EXECUTE FUNCTION refuse('a print that has ended stays as it is');

@@ -108,8 +108,6 @@ CREATE TABLE attempt (
     UNIQUE (unit, number),
     CHECK ((ended_at IS NULL) = (outcome IS NULL))
 ) STRICT;
-CREATE INDEX attempt_slot ON attempt (station, slot, id);
-CREATE INDEX attempt_open ON attempt (station) WHERE ended_at IS NULL;
 
 CREATE TRIGGER pool_no_overlap BEFORE INSERT ON pool WHEN NEW.kind = 'mac'
     AND EXISTS (SELECT 1 FROM pool WHERE kind = 'mac' AND first <= NEW.last AND last >= NEW.first)
@@ -228,6 +226,8 @@ CREATE TABLE print (
     UNIQUE (unit, number),
     CHECK ((ended_at IS NULL) = (state = 'waiting'))
 ) STRICT;
+CREATE INDEX attempt_slot ON attempt (station, slot, id);
+CREATE INDEX attempt_open ON attempt (station) WHERE ended_at IS NULL;
 CREATE INDEX print_waiting ON print (station, id) WHERE state = 'waiting';
 CREATE TRIGGER print_ended_stays BEFORE UPDATE ON print WHEN OLD.ended_at IS NOT NULL
 BEGIN
