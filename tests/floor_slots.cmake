@@ -6,8 +6,14 @@ add_gtest(floor_slot_tests
         unit/floor/printing/label_template_test.cpp
         unit/floor/printing/printer_test.cpp
         unit/floor/slots/floor_control_test.cpp
+        unit/floor/slots/desk_test.cpp
+        unit/floor/slots/floor_file_test.cpp
         unit/floor/slots/floor_fixture.cpp
         unit/floor/slots/labels_test.cpp
+        unit/floor/slots/port_line_test.cpp
+        unit/floor/slots/ports_test.cpp
+        unit/floor/slots/transcript_line_test.cpp
+        unit/pty_as_port.cpp
         unit/station/switch_model.cpp
         unit/station/switch_model_operations.cpp
     LIBRARIES floor_slots)

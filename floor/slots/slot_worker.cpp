@@ -16,6 +16,18 @@ station::run_result not_opened(const slot_order &order, const std::string &why)
     return result;
 }
 
+/** Of what the switch may hold nothing is known. */
+station::run_result broken_off(const slot_order &order, const std::string &why)
+{
+    station::run_result result;
+    result.end = station::run_end::failed;
+    result.reason = "the run broke off: " + why;
+    result.advice = "scan the label again: the switch gets the same identity";
+    result.values = order.what.values;
+    result.may_have_stored = !order.options.only_check;
+    return result;
+}
+
 } // namespace
 
 slot_worker::slot_worker(line_maker open) : open_(std::move(open)), thread_([this] { run(); }) {}

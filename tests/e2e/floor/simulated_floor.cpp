@@ -9,6 +9,7 @@
 
 #include "e2e/support/program.h"
 #include "floor/model/floor_file.h"
+#include "unit/floor/slots/model_product.h"
 
 namespace e2e {
 
@@ -18,28 +19,6 @@ void expect_well(const command_line &command)
 {
     const auto done = run(command, {});
     EXPECT_EQ(done.status, 0) << done;
-}
-
-void add_numbers(ledger::book in)
-{
-    ledger::pool macs;
-    macs.name = "line";
-    macs.of_macs = true;
-    macs.first = 0x001A2B000000;
-    macs.last = 0x001A2B0FFFFF;
-    macs.count = 64;
-    macs.align = 64;
-    in.add_pool(macs);
-    ledger::pool serials;
-    serials.name = "line-sn";
-    serials.pattern = "ABCDEFGH{n:5}";
-    serials.first = 1;
-    in.add_pool(serials);
-    ledger::product product;
-    product.name = "SW-48X6Q";
-    product.mac.pool = "line";
-    product.serial.pool = "line-sn";
-    in.add_product(product);
 }
 
 std::string value_of(const std::string &listing, const std::string &name)
@@ -65,7 +44,8 @@ simulated_floor::simulated_floor(int slots) : slots_(slots)
 {
     const ledger::ledger_place place{"sqlite:" + path("line.db")};
     ledger::book::init(place);
-    add_numbers(ledger::book(place));
+    ledger::book in(place);
+    floor_tests::add_numbers(in, "SW-48X6Q");
     expect_well({"simboard", "new", path("new-board")});
     for (int slot = 1; slot <= slots; ++slot) {
         exchange_board(slot);
@@ -112,8 +92,8 @@ std::unique_ptr<shopfloor::floor_control> simulated_floor::open()
 
 void simulated_floor::await_consoles() const
 {
-    for (const auto &each : labels_) {
-        expect_well({"/usr/bin/flock", "--timeout", "60", board(each) + ".lock", "true"});
+    for (int slot = 1; slot <= slots_; ++slot) {
+        expect_well({"/usr/bin/flock", "--timeout", "60", board(label(slot)) + ".lock", "true"});
     }
 }
 

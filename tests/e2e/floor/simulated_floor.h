@@ -44,7 +44,7 @@ public:
     int slots() const { return slots_; }
 
     ledger::book open_ledger() const { return ledger::book({"sqlite:" + path("line.db")}); }
-    /** Waits until no console of any switch runs. */
+    /** Waits until no console of the switches in the slots runs. */
     void await_consoles() const;
     /** What each switch that ever was in a slot holds, by its label. */
     std::map<std::string, held_identity> held() const;

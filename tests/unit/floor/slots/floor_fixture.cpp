@@ -3,7 +3,7 @@
 #include <fstream>
 #include <thread>
 
-#include "ledger/model/serial_pattern.h"
+#include "unit/floor/slots/model_product.h"
 
 namespace floor_tests {
 
@@ -13,64 +13,6 @@ using namespace std::chrono_literals;
 
 // A machine that is ten times slower, and busy, passes it all the same.
 constexpr auto patience = 120s;
-
-constexpr auto product_file = R"(name = "SW"
-flavour = "legacy"
-[[value]]
-name = "serial"
-kind = "text"
-pattern = "[A-Z0-9]{13}"
-[[value]]
-name = "mac"
-kind = "mac"
-align = 64
-count = 64
-[console]
-prompt = "# "
-user = "root"
-boot = 60
-[[identity]]
-record = "SerialNO"
-blank = ["0000000000000"]
-[[identity]]
-record = "ethaddr"
-blank = ["00:11:22:33:44:55"]
-[[step]]
-operation = "setmac"
-job = "identity.toml"
-)";
-
-constexpr auto job_file = R"([[property]]
-name = "MacAddress"
-hex = "{mac}"
-[[property]]
-name = "SerialNO"
-text = "{serial}"
-[[property]]
-name = "ProductModel"
-text = "SW-48X6Q"
-)";
-
-ledger::pool mac_pool()
-{
-    ledger::pool pool;
-    pool.name = "office";
-    pool.of_macs = true;
-    pool.first = 0x001A2B000000;
-    pool.last = 0x001A2B00FFFF;
-    pool.count = 64;
-    pool.align = 64;
-    return pool;
-}
-
-ledger::pool serial_pool()
-{
-    ledger::pool pool;
-    pool.name = "office-sn";
-    pool.pattern = "ABCDEFGH{n:5}";
-    pool.first = 1;
-    return pool;
-}
 
 } // namespace
 
@@ -129,17 +71,11 @@ void floor_fixture::SetUp()
               (std::string("floor_") + test->test_suite_name() + "_" + test->name());
     std::filesystem::remove_all(folder_);
     std::filesystem::create_directories(folder_);
-    write("product.toml", product_file);
-    write("identity.toml", job_file);
+    write("product.toml", model_product);
+    write("identity.toml", model_job);
     ledger::book::init(ledger_place());
     auto in = open_ledger();
-    in.add_pool(mac_pool());
-    in.add_pool(serial_pool());
-    ledger::product product;
-    product.name = "SW";
-    product.mac.pool = "office";
-    product.serial.pool = "office-sn";
-    in.add_product(product);
+    add_numbers(in, "SW");
 }
 
 void floor_fixture::TearDown()
