@@ -8,6 +8,9 @@ endif()
 if(TARGET setmac-ledger)
     list(APPEND packages_components ledger)
 endif()
+if(TARGET setmac-floor)
+    list(APPEND packages_components floor)
+endif()
 
 # package_documents(COMPONENT PACKAGE): what every package holds about itself.
 configure_file(${packaging}/changelog.in ${PROJECT_BINARY_DIR}/changelog @ONLY)
@@ -37,6 +40,10 @@ endif()
 if(TARGET setmac-ledger)
     package_documents(ledger setmac-ledger)
     package_completions(ledger setmac-ledger)
+endif()
+if(TARGET setmac-floor)
+    package_documents(floor setmac-floor)
+    package_completions(floor setmac-floor)
 endif()
 
 set(CPACK_GENERATOR DEB)
@@ -114,5 +121,20 @@ keeps what became of them and what was read back, and finds a switch by its
 label, serial number or any of its addresses.
 
 A ledger is a file, or a PostgreSQL database that several stations share.")
+
+set(CPACK_DEBIAN_FLOOR_PACKAGE_NAME setmac-floor)
+set(CPACK_DEBIAN_FLOOR_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_FLOOR_PACKAGE_DEPENDS
+    "libc6 (>= 2.36), libgcc-s1 (>= 12), libpq5 (>= 15), libserialport0 (>= 0.1.1), libsqlite3-0 (>= 3.40), libssl3 (>= 3.0), libstdc++6 (>= 12), libtomlplusplus3 (>= 3.3), libudev1 (>= 252)")
+set(CPACK_DEBIAN_FLOOR_PACKAGE_RECOMMENDS "setmac-ledger, systemd")
+set(CPACK_DEBIAN_FLOOR_PACKAGE_SUGGESTS "setmac-simboard, postgresql")
+set(CPACK_DEBIAN_FLOOR_PACKAGE_CONTROL_EXTRA "${packaging}/floor/postinst;${packaging}/floor/prerm")
+set(CPACK_COMPONENT_FLOOR_DESCRIPTION
+"many network switches provisioned at once
+Watches all serial consoles of a line's PC, gives each switch the identity
+that the ledger has for its label, and shows the operators on a page how far
+each of them is. What happens is in the ledger before anybody sees it.
+
+With setmac-simboard, a floor can be tried before there is a switch.")
 
 include(CPack)

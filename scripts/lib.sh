@@ -33,7 +33,7 @@ shipped_targets=(
     setmac setmac-tlv setmac-station simboard simboard_preload dev_drv_standin setmac_fallback_standin
 )
 # What PCs have beside it.
-pc_targets=(setmac-floor setmac-ledger)
+pc_targets=(setmac-ledger setmac-floor)
 
 # say TEXT...: what is done now, with the seconds since the script began.
 say() {

@@ -8,7 +8,7 @@
 
 packages=build/packages
 components="switch;station;simboard"
-pc_components=";ledger"
+pc_components=";ledger;floor"
 targets=("${shipped_targets[@]}")
 
 # All times in packages are that of the version.

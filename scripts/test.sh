@@ -9,6 +9,7 @@
 #   - the programs as they ship, in the same tests;
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship and
 #     under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
+#     200 kills of a floor with busy slots, and slots in trouble beside good ones;
 #   - the station's tests under ThreadSanitizer;
 #   - lint of all programs;
 #   - what is built for the switch's processor, and its tests, under emulation;
@@ -61,7 +62,7 @@ test_quickly() {
 
 test_the_rest() {
     build release "${shipped_targets[@]}" "${pc_targets[@]}" "${program_tests[@]}" "${long_tests[@]}"
-    run_tests release --tests-regex "$(tests_of "${program_tests[@]}" "${long_tests[@]}")"
+    SETMAC_FLOOR_KILLS=200 run_tests release --tests-regex "$(tests_of "${program_tests[@]}" "${long_tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
     # What has threads: the station's library and its program.

@@ -51,7 +51,7 @@ commands_of() {
 
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-for tool in setmac-station setmac-ledger simboard; do
+for tool in setmac-station setmac-ledger setmac-floor simboard; do
     # shellcheck source=/dev/null
     . "$completions/bash/$tool"
     zsh -n "$completions/zsh/_$tool"
@@ -79,10 +79,12 @@ expect_offer "setmac-ledger re" "reconcile reserve"
 expect_offer "setmac-ledger --db x pool " "add close list"
 expect_offer "setmac-ledger pool add mac --f" "--first"
 expect_offer "setmac-ledger export --format " "csv jsonl"
+expect_offer "setmac-floor s" "serve start"
+expect_offer "setmac-floor start --o" "--only-check --operator"
 expect "bash: job files" "board job.toml" "$(offered_by_bash "setmac-station setmac ")"
 expect "zsh: job files" "job.toml" "$(offered_by_zsh "setmac-station setmac j")"
 
-for tool in setmac-station setmac-ledger simboard; do
+for tool in setmac-station setmac-ledger setmac-floor simboard; do
     mapfile -t commands < <(commands_of $tool)
     [ ${#commands[@]} -ge 4 ]
     expect_offer "$tool --" "$(options_of $tool)"

@@ -84,7 +84,7 @@ check_ledger() {
 }
 
 names=(setmac setmac-station setmac-simboard)
-[ "$architecture" = arm64 ] || names+=(setmac-ledger) # which is for PCs
+[ "$architecture" = arm64 ] || names+=(setmac-ledger setmac-floor) # which are for PCs
 packages=()
 for package in "${names[@]}"; do
     packages+=(build/packages/"$package"_*_"$architecture".deb)
@@ -117,7 +117,10 @@ for program in "$root"/usr/bin/*; do
     zcat "$page" | grep -q '^\.Nm '"${program##*/}" || fail "no manual page of ${program##*/}"
 done
 check_programs "$root/usr"
-[ "$architecture" = arm64 ] || check_ledger "$root/usr/bin/setmac-ledger"
+if [ "$architecture" != arm64 ]; then
+    check_ledger "$root/usr/bin/setmac-ledger"
+    expect "version of setmac-floor" "setmac-floor $version" "$("$root/usr/bin/setmac-floor" --version)"
+fi
 
 archive=$(realpath build/packages/setmac-*-linux-"$architecture".tar.gz)
 mkdir "$tools/elsewhere"
