@@ -10,9 +10,6 @@ namespace {
 constexpr int end_points_of_many_controllers = 96;
 constexpr int nearly_all_end_points = 90;
 
-constexpr auto write_rule = "write this rule into /etc/udev/rules.d/60-setmac-floor.rules and call "
-                            "udevadm control --reload && udevadm trigger:\n";
-
 void examine_right(const examined_port &port, std::vector<complaint> &told)
 {
     if (port.may_be_used) {
@@ -45,14 +42,22 @@ void examine_daemons(const examined_pc &pc, std::vector<complaint> &told)
     const bool all_left_alone = std::ranges::all_of(
         pc.ports, [](const examined_port &each) { return each.facts.left_alone; });
     if (pc.modem_manager && !all_left_alone) {
-        told.push_back(
-            {"ModemManager runs, and types into consoles to find modems",
-             std::string("remove it (apt purge modemmanager), or ") + write_rule + keep_off_rule});
+        told.push_back({"ModemManager runs, and types into consoles to find modems",
+                        std::string("remove it (apt purge modemmanager), or write this rule into "
+                                    "/etc/udev/rules.d/60-setmac-floor.rules and call udevadm "
+                                    "control --reload && udevadm trigger:\n") +
+                            keep_off_rule});
     }
     if (pc.braille_daemon) {
         told.push_back(
-            {"brltty is there, and takes adapters for braille terminals",
-             std::string("remove it (apt purge brltty), or ") + write_rule + keep_off_rule});
+            {"brltty runs, and takes adapters for braille terminals",
+             "end it (systemctl disable --now brltty), or remove it (apt purge brltty)"});
+    }
+    for (const auto &rule : pc.braille_rules) {
+        told.push_back({"udev starts brltty for some adapters, by its rules " + rule,
+                        "remove it (apt purge brltty), or put nothing in their place: ln -s "
+                        "/dev/null /etc/udev/rules.d/" +
+                            rule + " && udevadm control --reload"});
     }
 }
 
@@ -86,8 +91,7 @@ void examine_wanted(const examined_pc &pc, std::vector<complaint> &told)
 
 const char *const keep_off_rule =
     "SUBSYSTEM==\"tty\", ENV{ID_BUS}==\"usb\", ENV{ID_MM_DEVICE_IGNORE}=\"1\"\n"
-    "SUBSYSTEM==\"usb\", ENV{DEVTYPE}==\"usb_device\", ENV{ID_MM_DEVICE_IGNORE}=\"1\", "
-    "ENV{BRLTTY_BRAILLE_DRIVER}=\"\"";
+    "SUBSYSTEM==\"usb\", ENV{DEVTYPE}==\"usb_device\", ENV{ID_MM_DEVICE_IGNORE}=\"1\"";
 
 std::vector<complaint> diagnose(const examined_pc &pc)
 {

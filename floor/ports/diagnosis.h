@@ -19,9 +19,10 @@ struct examined_port {
 struct examined_pc {
     std::vector<examined_port> ports = {};
     std::vector<usb_controller> controllers = {};
-    bool modem_manager = false;           // runs
-    bool braille_daemon = false;          // runs, or is called by udev for each adapter
-    std::vector<std::string> wanted = {}; // places of slots
+    bool modem_manager = false;                  // runs
+    bool braille_daemon = false;                 // runs
+    std::vector<std::string> braille_rules = {}; // files by which udev starts it for adapters
+    std::vector<std::string> wanted = {};        // places of slots
 };
 
 /** Something that is wrong, and what to do. */
@@ -33,7 +34,7 @@ struct complaint {
 /** What is wrong with a PC that is to be a floor's. */
 std::vector<complaint> diagnose(const examined_pc &pc);
 
-/** A rule for udev that keeps modem managers and braille daemons off all serial adapters. */
+/** A rule for udev that keeps modem managers off all serial adapters. */
 extern const char *const keep_off_rule;
 
 } // namespace shopfloor

@@ -65,17 +65,20 @@ bool runs(const std::string &program)
                                [&](const auto &each) { return name_of_process(each) == program; });
 }
 
-/** Debian's package brings rules that start it for each adapter of some makers. */
-bool has_braille_rules()
+/** Its package brings rules for adapters; one of the same name in /etc takes their place. */
+std::vector<std::string> braille_rules()
 {
-    for (const auto *folder : {"/usr/lib/udev/rules.d", "/etc/udev/rules.d"}) {
-        for (const auto &each : entries_of(folder)) {
-            if (each.filename().string().find("brltty") != std::string::npos) {
-                return true;
-            }
+    std::vector<std::string> rules;
+    for (const auto &each : entries_of("/usr/lib/udev/rules.d")) {
+        const auto name = each.filename().string();
+        std::error_code error;
+        const auto other = fs::path("/etc/udev/rules.d") / name;
+        if (name.find("brltty") != std::string::npos && !fs::exists(other, error)) {
+            rules.push_back(name);
         }
     }
-    return false;
+    std::ranges::sort(rules);
+    return rules;
 }
 
 std::string group_of(const std::string &file)
@@ -113,7 +116,8 @@ examined_pc examine_this_pc(std::vector<std::string> wanted)
     }
     pc.controllers = all_usb_controllers();
     pc.modem_manager = runs("ModemManager");
-    pc.braille_daemon = runs("brltty") || has_braille_rules();
+    pc.braille_daemon = runs("brltty");
+    pc.braille_rules = braille_rules();
     pc.wanted = std::move(wanted);
     return pc;
 }

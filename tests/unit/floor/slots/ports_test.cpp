@@ -118,19 +118,27 @@ TEST(diagnosis, tells_what_keeps_ports_from_being_used)
     EXPECT_NE(diagnose(pc)[0].advice.find("dialout"), std::string::npos);
 }
 
-TEST(diagnosis, keeps_daemons_off_consoles_by_a_rule)
+TEST(diagnosis, keeps_modem_managers_off_consoles_by_a_rule)
 {
     auto pc = good_pc();
     pc.modem_manager = true;
-    pc.braille_daemon = true;
     const auto told = diagnose(pc);
-    ASSERT_EQ(told.size(), 2U);
-    for (const auto &each : told) {
-        EXPECT_NE(each.advice.find(R"(ENV{ID_MM_DEVICE_IGNORE}="1")"), std::string::npos);
-    }
-    pc.braille_daemon = false;
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_NE(told[0].advice.find(R"(ENV{ID_MM_DEVICE_IGNORE}="1")"), std::string::npos);
     pc.ports[0].facts.left_alone = true;
     EXPECT_EQ(complaints(pc), "");
+}
+
+TEST(diagnosis, tells_a_braille_daemon_and_what_starts_it)
+{
+    auto pc = good_pc();
+    pc.braille_daemon = true;
+    pc.braille_rules = {"90-brltty-device.rules"};
+    EXPECT_EQ(complaints(pc), "brltty runs, and takes adapters for braille terminals\n"
+                              "udev starts brltty for some adapters, by its rules "
+                              "90-brltty-device.rules\n");
+    EXPECT_NE(diagnose(pc)[1].advice.find("/etc/udev/rules.d/90-brltty-device.rules"),
+              std::string::npos);
 }
 
 TEST(diagnosis, counts_the_end_points_of_each_controller)
