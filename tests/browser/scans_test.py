@@ -220,6 +220,17 @@ class Scans(PageTest):
         self.floor.end(3, "FAIL", "failed")
         self.heard_last([392, 294, 196])
 
+    def test_tones_from_before_the_first_key_are_not_kept_for_later(self):
+        self.floor.change_slot(3, state="running", run=run_of("LABEL-1"))
+        self.open()
+        self.js("window.pressed = { hasBeenActive: false }")
+        self.floor.end(3, "PASS", "verified")
+        self.wait_kind(3, "pass")
+        self.js("window.pressed = { hasBeenActive: true }")
+        self.scan("SLOT-3")
+        self.heard_last(TAKEN)
+        self.assertEqual(self.js("return heard"), TAKEN)
+
     def test_nothing_is_heard_where_sound_is_switched_off(self):
         self.open()
         self.js("[...document.querySelectorAll('#around button')].find(each => each.textContent === 'Sound: on').click()")

@@ -14,7 +14,8 @@ const TUNES = {
 let context = null;
 
 function play(name) {
-    if (!store.settings.sound) {
+    // Before a first key the browser would keep all tones, and play them at once after it.
+    if (!store.settings.sound || navigator.userActivation?.hasBeenActive === false) {
         return;
     }
     context ??= new AudioContext();
