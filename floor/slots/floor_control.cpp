@@ -27,9 +27,9 @@ floor_control::floor_control(floor_description floor, port_watch &ports, std::st
 {
     for (const auto &each : floor_.slots) {
         const int number = each.number;
-        slots_.try_emplace(number, each, std::make_unique<slot_worker>([this, number] {
-                               return open_line(number);
-                           }));
+        slots_[number].described = each;
+        slots_[number].worker =
+            std::make_unique<slot_worker>([this, number] { return open_line(number); });
     }
     look_at_ports();
     ports_.call_on_change([this] { look_at_ports(); });

@@ -1,5 +1,7 @@
 #include "floor/slots/slot_worker.h"
 
+#include <exception>
+
 #include "floor/slots/transcript_line.h"
 
 namespace shopfloor {
@@ -77,7 +79,12 @@ void slot_worker::carry_out(const slot_order &order)
         return;
     }
     transcript_line noted(*far);
-    auto result = station::provision(noted, order.what, order.options, *order.observer, order.stop);
+    station::run_result result;
+    try {
+        result = station::provision(noted, order.what, order.options, *order.observer, order.stop);
+    } catch (const std::exception &why) { // as memory that has run out: the other slots go on
+        result = broken_off(order, why.what());
+    }
     result.transcript = noted.text();
     far.reset();
     if (order.afterwards) {
