@@ -120,7 +120,7 @@ json form_of(const ledger::pool_state &of)
             {"warning", of.warning}};
 }
 
-json form_of(const ledger::print &of)
+json form_of(const ledger::label_print &of)
 {
     return {{"id", of.id},
             {"label", of.asked.label},

@@ -14,7 +14,7 @@ json form_of(const ledger::listed_attempt &of);
 json form_with_evidence(const ledger::listed_attempt &of);
 json form_of(const ledger::journal_entry &entry);
 json form_of(const ledger::pool_state &of);
-json form_of(const ledger::print &of);
+json form_of(const ledger::label_print &of);
 
 /** A state or an outcome of the ledger as one word, and back. */
 std::string one_word(std::string_view text);

@@ -107,7 +107,7 @@ print_queue::waiting_labels print_queue::ask_ledger(const std::stop_token &stop)
 }
 
 /** False: the printer is to be tried again later. */
-bool print_queue::print(const ledger::print &next)
+bool print_queue::print(const ledger::label_print &next)
 {
     try {
         printer_->print(next.asked.content);

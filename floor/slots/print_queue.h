@@ -52,14 +52,14 @@ private:
 
     /** What the ledger knows of the labels that wait. */
     struct waiting_labels {
-        std::optional<ledger::print> next = {};
+        std::optional<ledger::label_print> next = {};
         std::int64_t count = 0;
     };
 
     void run(const std::stop_token &stop);
     bool print_all(const std::stop_token &stop);
     waiting_labels ask_ledger(const std::stop_token &stop);
-    bool print(const ledger::print &next);
+    bool print(const ledger::label_print &next);
     void enter_end(std::int64_t id);
     void show(const printer_view &now);
 

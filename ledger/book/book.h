@@ -181,14 +181,15 @@ public:
      * Asks for a label of a unit: it is durable then, and waits for its station's printer. Refused
      * for a void unit.
      */
-    print ask_print(const print_request &wanted);
+    label_print ask_print(const print_request &wanted);
     /** The one that has waited longest for the printer of that station. */
-    std::optional<print> next_print(const std::string &station);
+    std::optional<label_print> next_print(const std::string &station);
     std::int64_t waiting_prints(const std::string &station);
     /** Of what was sent to the printer, or why that was given up. */
     void end_print(std::int64_t print, bool printed, const std::string &reason);
     /** The last ones first, at most so many, below an id; 0: from the last one on. */
-    std::vector<print> prints(const print_filter &filter, std::int64_t below, std::size_t limit);
+    std::vector<label_print> prints(const print_filter &filter, std::int64_t below,
+                                    std::size_t limit);
 
     /** Ends an identity; its numbers are never used again. */
     unit void_unit(const std::string &label, const std::string &reason, const std::string &by);
@@ -285,7 +286,7 @@ private:
     void change_unit(unit &changed, const std::string &kind, attempt *with);
     void end_open_attempts(unit &of, const std::string &reason);
     void end_waiting_prints(unit &of, const std::string &reason);
-    void enter_end(unit &of, print &ended, print_state state, const std::string &reason);
+    void enter_end(unit &of, label_print &ended, print_state state, const std::string &reason);
     pool_state state_of(const pool &of);
     unit unit_of_line(const imported_line &line);
 

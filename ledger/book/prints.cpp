@@ -8,13 +8,13 @@
 
 namespace ledger {
 
-print book::ask_print(const print_request &wanted)
+label_print book::ask_print(const print_request &wanted)
 {
     check_remark("station", wanted.station);
     if (!wanted.operator_name.empty()) {
         check_remark("operator", wanted.operator_name);
     }
-    print asked;
+    label_print asked;
     write([&] {
         auto of = unit_labelled(wanted.label);
         if (of.state == unit_state::voided) {
@@ -31,9 +31,9 @@ print book::ask_print(const print_request &wanted)
     return asked;
 }
 
-std::optional<print> book::next_print(const std::string &station)
+std::optional<label_print> book::next_print(const std::string &station)
 {
-    std::optional<print> next;
+    std::optional<label_print> next;
     read([&] {
         if (const auto found = database_->first("print_next", {station})) {
             next = print_of_row(*found);
@@ -49,7 +49,7 @@ std::int64_t book::waiting_prints(const std::string &station)
     return waiting;
 }
 
-void book::enter_end(unit &of, print &ended, print_state state, const std::string &reason)
+void book::enter_end(unit &of, label_print &ended, print_state state, const std::string &reason)
 {
     ended.state = state;
     ended.reason = kept_text(reason);
@@ -84,7 +84,7 @@ void book::end_print(std::int64_t id, bool printed, const std::string &reason)
 /** Before the unit is void: from then on nothing of it changes. */
 void book::end_waiting_prints(unit &of, const std::string &reason)
 {
-    std::vector<print> waiting;
+    std::vector<label_print> waiting;
     const auto last = std::numeric_limits<std::int64_t>::max();
     database_->each("prints_page", {last, of.label, "waiting", {}, {}, last},
                     [&](const row &one) { waiting.push_back(print_of_row(one)); });
@@ -93,9 +93,10 @@ void book::end_waiting_prints(unit &of, const std::string &reason)
     }
 }
 
-std::vector<print> book::prints(const print_filter &filter, std::int64_t below, std::size_t limit)
+std::vector<label_print> book::prints(const print_filter &filter, std::int64_t below,
+                                      std::size_t limit)
 {
-    std::vector<print> page;
+    std::vector<label_print> page;
     const auto from = below > 0 ? below : std::numeric_limits<std::int64_t>::max();
     read([&] {
         database_->each("prints_page",

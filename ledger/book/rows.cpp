@@ -145,7 +145,7 @@ values row_of(const attempt &each)
             each.entry};
 }
 
-print print_of_row(const row &from)
+label_print print_of_row(const row &from)
 {
     return {.id = from.number(0),
             .unit = from.number(1),
@@ -158,7 +158,7 @@ print print_of_row(const row &from)
             .entry = from.number(11)};
 }
 
-values row_of(const print &each)
+values row_of(const label_print &each)
 {
     return {each.id,
             each.unit,

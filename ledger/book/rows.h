@@ -13,14 +13,14 @@ pool pool_of_row(const row &from);
 product product_of_row(const row &from);
 unit unit_of_row(const row &from);
 attempt attempt_of_row(const row &from);
-print print_of_row(const row &from);
+label_print print_of_row(const row &from);
 
 values row_of(const journal_entry &each);
 values row_of(const pool &each);
 values row_of(const product &each);
 values row_of(const unit &each);
 values row_of(const attempt &each);
-values row_of(const print &each);
+values row_of(const label_print &each);
 
 /** NULL where there is none. */
 value or_null(const std::optional<std::string> &text);

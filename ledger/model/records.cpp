@@ -218,7 +218,7 @@ json journal_form(const attempt &each)
             {"transcript_sha256", sha256_of(each.evidence.transcript)}};
 }
 
-json journal_form(const print &each)
+json journal_form(const label_print &each)
 {
     return {{"number", each.number},
             {"station", each.asked.station},

@@ -117,7 +117,7 @@ struct print_request {
 
 enum class print_state { waiting, printed, failed };
 
-struct print {
+struct label_print {
     std::int64_t id = 0; // the journal's entry that asked for it
     std::int64_t unit = 0;
     std::int64_t number = 0; // among those of its unit, from 1
@@ -141,7 +141,7 @@ json journal_form(const pool &each);
 json journal_form(const product &each);
 json journal_form(const unit &each);
 json journal_form(const attempt &each);
-json journal_form(const print &each);
+json journal_form(const label_print &each);
 
 // Back from there; for what is an error of the text, json's own exceptions.
 pool pool_of(const json &form);

@@ -8,7 +8,8 @@ using namespace ledger_tests;
 
 class prints : public ledger_test {
 protected:
-    static print asked(book &in, const std::string &label, const std::string &station = "line-1")
+    static label_print asked(book &in, const std::string &label,
+                             const std::string &station = "line-1")
     {
         return in.ask_print({.label = label,
                              .station = station,

@@ -19,12 +19,20 @@ constexpr std::string_view new_serial = "NEWSERIAL0002";
 
 constexpr std::size_t image_size = 8192;
 
-/** The sanitizers make it slow: not every byte then. Both numbers are prime. */
-#if defined(__SANITIZE_ADDRESS__)
-constexpr std::size_t stride = 61;
+#if defined(__has_feature) // as clang tells it
+#if __has_feature(address_sanitizer)
+constexpr bool sanitized = true;
 #else
-constexpr std::size_t stride = 1;
+constexpr bool sanitized = false;
 #endif
+#elif defined(__SANITIZE_ADDRESS__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
+/** The sanitizers make it slow: not every byte then. Both numbers are prime. */
+constexpr std::size_t stride = sanitized ? 61 : 1;
 
 const sim::partition nor_part = {.name = "product_info", .erase_size = 0x1000, .blocks = 3};
 const sim::partition nor_mirror = {.name = "product_info_other", .erase_size = 0x1000, .blocks = 3};
