@@ -48,7 +48,7 @@ check_format() {
 
 case ${1-} in
 --lint)
-    lint 'src/*.cpp' 'sim/*.cpp' 'station/*.cpp' 'ledger/*.cpp' 'floor/*.cpp'
+    lint 'src/*.cpp' 'sim/*.cpp' 'station/*.cpp' 'ledger/*.cpp'
     ;;
 "")
     install_missing "${style_packages[@]}"

@@ -215,7 +215,7 @@ private:
     /** What two readings agree on; where that is another unit's identity, two more agree. */
     listing what_it_holds()
     {
-        const auto held = agreed_reading();
+        auto held = agreed_reading();
         const auto others = others_in(held);
         if (!others.empty() && others_in(agreed_reading()) != others) {
             throw run_over{run_end::failed,
