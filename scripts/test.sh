@@ -10,16 +10,15 @@
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship and
 #     under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
 #     200 kills of a floor with busy slots, and slots in trouble beside good ones;
-#   - the station's tests under ThreadSanitizer;
 #   - lint of all programs;
 #   - what is built for the switch's processor, and its tests, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
-#   - the operator's page, in a browser;
 #   - the kernel's own drivers, in an emulated machine.
 # Parts of it:
 #   --arm64      only those for the switch's processor
 #   --packages   only the packages
-#   --page       only those of the page
+#   --page       only those of the operator's page, in a browser; not a part of --all yet
+#   --threads    only those of the station under ThreadSanitizer; not a part of --all yet
 #   --kernel     only those on the kernel's drivers
 . "$(dirname "$0")/lib.sh"
 
@@ -65,14 +64,10 @@ test_the_rest() {
     SETMAC_FLOOR_KILLS=200 run_tests release --tests-regex "$(tests_of "${program_tests[@]}" "${long_tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
-    # What has threads: the station's library and its program.
-    build tsan station_tests
-    run_tests tsan --tests-regex "$(tests_of station_tests)"
     say "Linting all programs"
     scripts/check_style.sh --lint
     test_arm64
     test_packages
-    test_page
     test_kernel --cuts 10
 }
 
@@ -92,6 +87,12 @@ test_packages() {
     tests/packages/reproducible_test.sh
 }
 
+# What has threads: the station's library and its program.
+test_threads() {
+    build tsan station_tests
+    run_tests tsan --tests-regex "$(tests_of station_tests)"
+}
+
 test_page() {
     say "Testing the operator's page"
     tests/browser/run.sh
@@ -109,6 +110,7 @@ case ${1-} in
 --arm64) test_arm64 ;;
 --packages) test_packages ;;
 --page) test_page ;;
+--threads) test_threads ;;
 --kernel) test_kernel "${@:2}" ;;
 --all)
     test_quickly
@@ -120,7 +122,7 @@ case ${1-} in
     say "These tests pass; scripts/test.sh --all runs the rest"
     ;;
 *)
-    echo "usage: scripts/test.sh [--all | --arm64 | --packages | --page | --kernel]" >&2
+    echo "usage: scripts/test.sh [--all | --arm64 | --packages | --page | --threads | --kernel]" >&2
     exit 2
     ;;
 esac

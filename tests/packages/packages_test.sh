@@ -18,7 +18,7 @@ expect() { # WHAT WANTED GOT
 }
 
 dpkg_on_root() {
-    dpkg --root="$root" --log=/dev/null --force-not-root --force-bad-path --force-architecture \
+    dpkg --root="$root" --log=/dev/null --force-not-root --force-script-chrootless --force-bad-path --force-architecture \
         --force-depends "$@" >"$tools/dpkg.log" 2>&1 || {
         cat "$tools/dpkg.log" >&2
         fail "dpkg $*"
