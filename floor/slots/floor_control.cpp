@@ -68,11 +68,15 @@ void floor_control::stop()
     prints_.reset();
 }
 
+refusal floor_control::no_such_slot(int slot)
+{
+    return {"no_such_slot", "there is no slot " + std::to_string(slot), "FLOOR.toml has the slots"};
+}
+
 std::optional<refusal> floor_control::check(const start_request &wanted) const
 {
     if (!shown_.has(wanted.slot)) {
-        return refusal{"no_such_slot", "there is no slot " + std::to_string(wanted.slot),
-                       "FLOOR.toml has the slots"};
+        return no_such_slot(wanted.slot);
     }
     for (const auto &code : {floor_.slot_code, floor_.operator_code}) {
         if (wanted.label.starts_with(code)) {
@@ -177,8 +181,7 @@ const floor_product &floor_control::product_for(ledger::book &in, const start_re
         ledger::refuse(name.empty() ? "the slot is for several products: say which it is"
                                     : "the label is a " + name + ", and the slot is not for those");
     }
-    return *std::ranges::find(floor_.products, name,
-                              [](const floor_product &each) { return each.what.name; });
+    return *product_named(name);
 }
 
 floor_control::shared_run floor_control::enter_run(ledger::book &in, const start_request &wanted,
@@ -351,9 +354,7 @@ void floor_control::show_end(const begun_run &run, const station::run_result &re
 void floor_control::cancel(int slot, reply to)
 {
     if (!shown_.has(slot)) {
-        to({{},
-            refusal{"no_such_slot", "there is no slot " + std::to_string(slot),
-                    "FLOOR.toml has the slots"}});
+        to({{}, no_such_slot(slot)});
         return;
     }
     {

@@ -70,6 +70,7 @@ private:
     };
     using shared_run = std::shared_ptr<const begun_run>;
 
+    static refusal no_such_slot(int slot);
     std::optional<refusal> check(const start_request &wanted) const;
     std::optional<refusal> claim(const start_request &wanted, std::stop_token &stop);
     void give_back(int slot, const refusal &why, const reply &to);

@@ -50,11 +50,6 @@ std::string file_name_of(std::string_view label)
     return name;
 }
 
-refusal no_such_slot(int slot)
-{
-    return {"no_such_slot", "there is no slot " + std::to_string(slot), "FLOOR.toml has the slots"};
-}
-
 } // namespace
 
 void floor_control::start_printing()
