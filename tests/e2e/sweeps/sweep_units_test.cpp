@@ -211,8 +211,8 @@ verdict judge(const unit_command &what, const sweep_case &swept, const trial &do
     std::string said = uncooked(done.end.output);
     const bool lacked_memory = take_out(said, out_of_memory);
     std::string_view rest = said;
-    const bool warned =
-        take(rest, "read_eeprom: can't find productinfo.\r\n") | take(rest, crc_warning);
+    const bool missed_switch = take(rest, "read_eeprom: can't find productinfo.\r\n");
+    const bool warned = take(rest, crc_warning) || missed_switch;
     const std::string found = found_by(what, done);
     if (!switch_is_as_before(swept, done)) {
         return {found + ", switch changed", false};
