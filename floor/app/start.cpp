@@ -10,7 +10,7 @@ namespace {
 
 constexpr int exit_failed = 1;
 constexpr int exit_refused = 3;
-constexpr std::chrono::milliseconds between_looks{500};
+constexpr std::chrono::milliseconds between_polls{500};
 
 int tell_refusal(const refusal &why)
 {
@@ -21,7 +21,7 @@ int tell_refusal(const refusal &why)
     return exit_refused;
 }
 
-std::string text_of(const json &run, const char *key)
+std::string text_or_dash(const json &run, const char *key)
 {
     return run[key].is_string() ? run[key].get<std::string>() : "-";
 }
@@ -30,8 +30,8 @@ void tell_begin(const json &slot)
 {
     const auto &run = slot["run"];
     std::printf("Label %s in slot %d: serial number %s, MAC address %s.\n",
-                text_of(run, "label").c_str(), slot["slot"].get<int>(),
-                text_of(run, "serial").c_str(), text_of(run, "mac").c_str());
+                text_or_dash(run, "label").c_str(), slot["slot"].get<int>(),
+                text_or_dash(run, "serial").c_str(), text_or_dash(run, "mac").c_str());
     std::fflush(stdout);
 }
 
@@ -58,11 +58,11 @@ int wait_for_end(const client &floor, const start_request &wanted)
         }
         const auto &run = slot["run"];
         if (!run["outcome"].is_null()) {
-            std::printf("%s: %s: %s.\n", text_of(run, "verdict").c_str(),
-                        text_of(run, "outcome").c_str(), text_of(run, "reason").c_str());
+            std::printf("%s: %s: %s.\n", text_or_dash(run, "verdict").c_str(),
+                        text_or_dash(run, "outcome").c_str(), text_or_dash(run, "reason").c_str());
             return run["verdict"] == "PASS" ? 0 : exit_failed;
         }
-        std::this_thread::sleep_for(between_looks);
+        std::this_thread::sleep_for(between_polls);
     }
 }
 

@@ -1,7 +1,8 @@
 #include "floor/model/record_forms.h"
 
 #include <algorithm>
-#include <cmath>
+
+#include "floor/model/tenths.h"
 
 namespace shopfloor {
 
@@ -17,11 +18,6 @@ json parsed(const std::string &text)
 {
     const auto content = json::parse(text, nullptr, false);
     return content.is_discarded() ? json(text) : content;
-}
-
-double in_tenths(double number)
-{
-    return std::round(number * 10) / 10;
 }
 
 std::string with(char replaced, char by, std::string_view text)

@@ -1,8 +1,9 @@
 #include "floor/model/slot_view.h"
 
 #include <array>
-#include <cmath>
 #include <string_view>
+
+#include "floor/model/tenths.h"
 
 namespace shopfloor {
 
@@ -19,11 +20,6 @@ std::string_view name_of(slot_state state)
     constexpr std::array<std::string_view, 5> names{"unplugged", "idle", "preparing", "running",
                                                     "ended"};
     return names.at(static_cast<std::size_t>(state));
-}
-
-double in_tenths(double seconds)
-{
-    return std::round(seconds * 10) / 10;
 }
 
 double seconds_of(const run_view &run)

@@ -25,8 +25,7 @@ namespace beast = boost::beast;
 namespace http = boost::beast::http;
 using beast::error_code;
 
-// For the other side to read a last response, while what it still sends is dropped.
-constexpr std::chrono::seconds farewell{2};
+// What the other side still sends is dropped while it reads a last response.
 constexpr std::size_t most_drained = 1024 * 1024;
 
 request head_of(const http::request<http::string_body> &message)

@@ -1,10 +1,15 @@
 #pragma once
 
+#include <chrono>
+
 #include <boost/beast/http/message.hpp>
 
 #include "floor/requests/answers.h"
 
 namespace shopfloor {
+
+/** What the other side has to read the end of what it is sent, before the connection is closed. */
+constexpr std::chrono::seconds farewell{2};
 
 /** Status and headers of a response. */
 template <class Body>

@@ -13,12 +13,6 @@ namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using boost::beast::error_code;
 
-namespace {
-
-constexpr std::chrono::seconds farewell{2}; // for the other side to read the end
-
-} // namespace
-
 long_response::long_response(service &of, boost::beast::tcp_stream stream, guest who)
     : service_(of), who_(std::move(who)), stream_(std::move(stream)),
       farewell_(stream_.get_executor())

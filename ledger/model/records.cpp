@@ -25,7 +25,7 @@ constexpr std::array state_names{
 constexpr std::array<std::string_view, 3> print_state_names{"waiting", "printed", "failed"};
 
 template <class Value>
-json or_null(const std::optional<Value> &value)
+json json_or_null(const std::optional<Value> &value)
 {
     return value ? json(*value) : json(nullptr);
 }
@@ -172,16 +172,16 @@ json journal_form(const unit &each)
 {
     return {{"label", each.label},
             {"product", each.product},
-            {"serial", or_null(each.serial)},
+            {"serial", json_or_null(each.serial)},
             {"mac", each.mac ? json(mac_text(*each.mac)) : json(nullptr)},
             {"mac_count", each.mac_count},
             {"state", state_text(each.state)},
-            {"mac_pool", or_null(each.mac_pool)},
-            {"serial_pool", or_null(each.serial_pool)},
+            {"mac_pool", json_or_null(each.mac_pool)},
+            {"serial_pool", json_or_null(each.serial_pool)},
             {"reserved_at", each.reserved_at},
             {"changed_at", each.changed_at},
-            {"void_reason", or_null(each.void_reason)},
-            {"void_by", or_null(each.void_by)}};
+            {"void_reason", json_or_null(each.void_reason)},
+            {"void_by", json_or_null(each.void_by)}};
 }
 
 unit unit_of(const json &form)
@@ -209,8 +209,8 @@ json journal_form(const attempt &each)
             {"product_sha256", each.start.product_sha256},
             {"program_version", each.start.program_version},
             {"started_at", each.started_at},
-            {"stored_at", or_null(each.stored_at)},
-            {"ended_at", or_null(each.ended_at)},
+            {"stored_at", json_or_null(each.stored_at)},
+            {"ended_at", json_or_null(each.ended_at)},
             {"outcome", outcome},
             {"reason", each.reason},
             {"sent_sha256", sha256_of(each.evidence.sent)},
@@ -225,7 +225,7 @@ json journal_form(const label_print &each)
             {"operator", each.asked.operator_name},
             {"content_sha256", sha256_of(each.asked.content)},
             {"asked_at", each.asked_at},
-            {"ended_at", or_null(each.ended_at)},
+            {"ended_at", json_or_null(each.ended_at)},
             {"state", state_text(each.state)},
             {"reason", each.reason}};
 }

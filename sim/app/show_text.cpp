@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t row = 16;
 
-char printable(uint8_t byte)
+char printable_byte(uint8_t byte)
 {
     return byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
 }
@@ -27,7 +27,7 @@ std::string printable(std::string text)
 {
     std::ranges::transform(text, text.begin(), [](char letter) {
         const auto byte = static_cast<uint8_t>(letter);
-        return byte >= 0x80 ? letter : printable(byte);
+        return byte >= 0x80 ? letter : printable_byte(byte);
     });
     return text;
 }
@@ -47,7 +47,7 @@ void dump(std::span<const uint8_t> bytes, std::ostream &out)
         std::string text;
         for (const uint8_t byte : line) {
             out << " " << digits(byte, 2);
-            text += printable(byte);
+            text += printable_byte(byte);
         }
         out << "  |" << text << "|\n";
     }

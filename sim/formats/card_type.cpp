@@ -1,5 +1,6 @@
 #include "sim/formats/card_type.h"
 
+#include "sim/base/big_endian.h"
 #include "sim/base/operation.h"
 
 #include <algorithm>
@@ -27,12 +28,6 @@ constexpr std::pair<uint8_t, uint32_t> family[] = {{0x11, 14}, {0x01, 15}, {0x00
 constexpr uint32_t rest_of_family = 41;
 
 using record = std::vector<uint8_t>;
-
-uint32_t big_endian(std::span<const uint8_t> bytes)
-{
-    return std::accumulate(bytes.begin(), bytes.end(), uint32_t{0},
-                           [](uint32_t number, uint8_t byte) { return number << 8 | byte; });
-}
 
 uint16_t sum_of(std::span<const uint8_t> bytes)
 {

@@ -1,5 +1,6 @@
 #include "sim/formats/tlv_info.h"
 
+#include "sim/base/big_endian.h"
 #include "sim/base/operation.h"
 #include "sim/base/sizes.h"
 
@@ -40,15 +41,6 @@ void append_big_endian(std::vector<uint8_t> &bytes, uint32_t number, unsigned si
     for (unsigned left = size; left > 0; --left) {
         bytes.push_back(static_cast<uint8_t>(number >> (8 * (left - 1))));
     }
-}
-
-uint32_t big_endian(std::span<const uint8_t> bytes)
-{
-    uint32_t number = 0;
-    for (const uint8_t byte : bytes) {
-        number = number << 8 | byte;
-    }
-    return number;
 }
 
 /** Takes the record at an offset and moves on behind it; nothing: it does not fit. */

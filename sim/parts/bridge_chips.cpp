@@ -38,7 +38,7 @@ void deliver(const std::string &text, std::span<uint8_t> block)
     std::ranges::copy(text, block.begin() + 1);
 }
 
-std::string text_of(std::span<uint8_t> block)
+std::string filled_text(std::span<uint8_t> block)
 {
     const auto bytes = filled(block).subspan(1);
     std::string text(bytes.begin(), bytes.end());
@@ -58,12 +58,12 @@ std::vector<uint8_t> supply_chip::delivered(const bridge_supply &what)
 
 std::string supply_chip::serial()
 {
-    return text_of(block_of(mfr_serial, cells_->bytes()));
+    return filled_text(block_of(mfr_serial, cells_->bytes()));
 }
 
 std::string supply_chip::revision()
 {
-    return text_of(block_of(mfr_revision, cells_->bytes()));
+    return filled_text(block_of(mfr_revision, cells_->bytes()));
 }
 
 bool supply_chip::start(bool reading)

@@ -30,7 +30,7 @@ constexpr default_record default_records[] = {
     {record_code::platform_name, "x86-64"},
 };
 
-std::string text_of(const bytes &value)
+std::string listed_text(const bytes &value)
 {
     return {value.begin(), std::find(value.begin(), value.end(), 0)};
 }
@@ -54,11 +54,11 @@ struct listed_record {
 };
 
 constexpr listed_record listed_records[] = {
-    {record_code::serial_number, "SerialNO", text_of},
+    {record_code::serial_number, "SerialNO", listed_text},
     {record_code::mac_address, "ethaddr", mac_text},
     {record_code::mac_count, "ethaddr_scale", count_text},
-    {record_code::product_model, "ProductModel", text_of},
-    {record_code::setmac_time, "setmac_time", text_of},
+    {record_code::product_model, "ProductModel", listed_text},
+    {record_code::setmac_time, "setmac_time", listed_text},
 };
 
 constexpr std::array<std::string_view, 11> extension_names = {
@@ -84,7 +84,8 @@ std::string board_type_text(bytes value)
 
 std::string extension_line(std::uint8_t code, const bytes &value)
 {
-    const auto text = code == extension_code::board_type ? board_type_text(value) : text_of(value);
+    const auto text =
+        code == extension_code::board_type ? board_type_text(value) : listed_text(value);
     return std::string(extension_names[code - extension_code::first]) + "=" + text;
 }
 
