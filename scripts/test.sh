@@ -6,7 +6,7 @@
 #   - the programs, over simulated boards and under programs that others wrote;
 #   - hostile bytes, a fixed number for each parser.
 # With --all it goes on:
-#   - the programs as they ship, in the same tests;
+#   - the programs as they ship, in the same tests, and the switch program's storage, cut at every byte;
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship and
 #     under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
 #     200 kills of a floor with busy slots, and slots in trouble beside good ones;
@@ -60,8 +60,9 @@ test_quickly() {
 }
 
 test_the_rest() {
-    build release "${shipped_targets[@]}" "${pc_targets[@]}" "${program_tests[@]}" "${long_tests[@]}"
-    SETMAC_FLOOR_KILLS=200 run_tests release --tests-regex "$(tests_of "${program_tests[@]}" "${long_tests[@]}")"
+    local tests=(switch_tests "${program_tests[@]}" "${long_tests[@]}")
+    build release "${shipped_targets[@]}" "${pc_targets[@]}" "${tests[@]}"
+    SETMAC_FLOOR_KILLS=200 run_tests release --tests-regex "$(tests_of "${tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
     say "Linting all programs"

@@ -19,20 +19,9 @@ constexpr std::string_view new_serial = "NEWSERIAL0002";
 
 constexpr std::size_t image_size = 8192;
 
-#if defined(__has_feature) // as clang tells it
-#if __has_feature(address_sanitizer)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-
-/** The sanitizers make it slow: not every byte then. Both numbers are prime. */
-constexpr std::size_t stride = sanitized ? 61 : 1;
+/** Where each step takes long, the sanitizers or an emulated processor, not every byte is struck.
+ */
+constexpr std::size_t stride = POWER_CUT_STRIDE;
 
 const sim::partition nor_part = {.name = "product_info", .erase_size = 0x1000, .blocks = 3};
 const sim::partition nor_mirror = {.name = "product_info_other", .erase_size = 0x1000, .blocks = 3};
