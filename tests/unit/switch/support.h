@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -30,10 +29,7 @@ public:
 
     /** The log with "N" for every source line number, for traces whose number is nobody's contract.
      */
-    std::string unnumbered() const
-    {
-        return std::regex_replace(text(), std::regex(">:<[0-9]+>\\]"), ">:<N>]");
-    }
+    std::string unnumbered() const;
 
 private:
     char *buffer_ = nullptr;
