@@ -3,6 +3,7 @@
 #include <array>
 #include <csignal>
 #include <cstring>
+#include <regex>
 
 #include <fcntl.h>
 #include <sys/wait.h>

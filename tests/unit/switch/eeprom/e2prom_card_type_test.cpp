@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <regex>
 
 #include "eeprom/e2prom.h"
 #include "exchange/format_info.h"

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <optional>
+#include <regex>
 
 #include "eeprom/e2prom.h"
 #include "exchange/protocol.h"
