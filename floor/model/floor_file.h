@@ -30,7 +30,7 @@ struct drill_fault {
 /** A place where a switch is put. */
 struct floor_slot {
     int number = 0;
-    std::string place = {};                 // of its serial port: "usb 1-1.4.3", or a device's path
+    std::string place = {};                 // of its serial port, or a device's path
     std::string exec = {};                  // a program that stands in for a switch's console,
                                             // where {label} stands for the label of the run
     int baud = 115200;                      // of the port

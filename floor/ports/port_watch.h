@@ -10,8 +10,8 @@ namespace shopfloor {
 /** A serial port of this machine. */
 struct serial_port {
     std::string device = {};  // "/dev/ttyUSB7"
-    std::string place = {};   // where it is plugged in, whatever its name: "usb 1-1.4.3", with ":2"
-                              // for the second port of an adapter; empty: nothing tells it
+    std::string place = {};   // where it is plugged in, whatever its name: controller, path in its
+                              // tree, port of the adapter; empty: nothing tells it
     std::string adapter = {}; // what it calls itself
 };
 
