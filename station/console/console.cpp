@@ -293,6 +293,13 @@ bool console::shows_prompt(std::string_view text) const
             (!learnt_.empty() && std::any_of(lines.begin(), lines.end(), is_prompt)));
 }
 
+bool console::stands_at_prompt(std::string_view text) const
+{
+    const auto shown = readable(text);
+    const auto line = last_line(shown);
+    return ends_with(line, learnt_) || ends_with(line, settings_.login_prompt);
+}
+
 bool console::back_at_prompt(milliseconds limit)
 {
     return prompt_follows(limit);

@@ -66,6 +66,9 @@ public:
     /** Whether a text that came after a command shows the shell's prompt, or a login's. */
     bool shows_prompt(std::string_view text) const;
 
+    /** Whether a text ends in the shell's prompt, or a login's. */
+    bool stands_at_prompt(std::string_view text) const;
+
     /** After an operation: whether the prompt is there, or comes within the limit. */
     bool back_at_prompt(milliseconds limit);
 

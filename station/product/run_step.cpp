@@ -5,6 +5,7 @@
 
 #include "station/console/console_text.h"
 #include "station/product/listing.h"
+#include "station/product/operation_line.h"
 
 namespace station {
 
@@ -25,12 +26,6 @@ constexpr std::size_t most_text = 8192; // of an exchange that is looked at
 constexpr std::size_t most_rest = 4096; // that can have come unseen
 constexpr std::string_view log_entry = "] BP ";
 constexpr std::string_view log_text = "BP ";
-
-/** The operation has ended while its exchange still looks for it. */
-class operation_over : public line_error {
-public:
-    using line_error::line_error;
-};
 
 /** What a command said last, ahead of the prompt. */
 std::string last_words(std::string_view text)
@@ -80,12 +75,16 @@ private:
 std::string rest_of(conversation &talk)
 {
     std::string rest;
-    while (rest.size() < most_rest) {
-        const auto byte = talk.next_byte(talk.now());
-        if (!byte) {
-            break;
+    try {
+        while (rest.size() < most_rest) {
+            const auto byte = talk.next_byte(talk.now());
+            if (!byte) {
+                break;
+            }
+            rest += static_cast<char>(*byte);
         }
-        rest += static_cast<char>(*byte);
+    } catch (const operation_over &) {
+        // Only the operation is, not the line.
     }
     return rest;
 }
@@ -162,7 +161,8 @@ outcome operation_run::exchange(const planned_step &step, bool blindly)
     options.quiet_before_probe =
         blindly ? options.quiet_before_probe : operation_says_something_within;
     exchange_listener listener(observer_, shell_);
-    conversation talk(far_, listener);
+    operation_line until_prompt(far_, shell_);
+    conversation talk(until_prompt, listener);
     auto result = blindly ? step.job.run_blindly(talk, options) : step.job.run(talk, options);
     // What broke the line shows again with the next byte, to those who can tell what it was.
     const auto rest = rest_of(talk);

@@ -4,7 +4,24 @@
 
 namespace {
 
-using provision = provision_runs;
+class provision : public provision_runs {
+protected:
+    /**
+     * Of what the station sends to the first operation of that name, a byte is struck; or the byte
+     * so many behind the next that the operation says.
+     */
+    void strike_operation(const std::string &name, std::size_t number, line_fault::kind what,
+                          std::optional<std::size_t> answer = std::nullopt)
+    {
+        board.at_byte_to_switch = [=, this, taken = std::size_t(0)](std::size_t at) mutable {
+            if (board.in_operation() && board.commands.back().starts_with("prov_setmac " + name) &&
+                ++taken == number) {
+                board.fault = {what, answer.has_value(),
+                               answer ? board.bytes_from_switch + *answer : at, 0x80};
+            }
+        };
+    }
+};
 
 } // namespace
 
@@ -121,6 +138,31 @@ TEST_F(provision, copes_with_a_switch_that_starts_again_at_any_command)
         EXPECT_TRUE(holds_the_job());
         EXPECT_EQ(board.backplane, whole_backplane);
     }
+}
+
+TEST_F(provision, does_not_wait_for_an_operation_that_a_prompt_shows_to_be_over)
+{
+    options.password = "secret";
+    for (const std::size_t byte : {5, 9, 12, 60}) { // of hand sign, version, length and value
+        renew();
+        board.asks_for_login = true;
+        strike_operation("setmac", byte, line_fault::reboot);
+        const auto result = run();
+        EXPECT_EQ(words(result), "verified: all of it was read back") << byte;
+        EXPECT_EQ(result.steps.at(0).starts, 2) << byte;
+        EXPECT_LT(result.seconds, 15) << byte << result.transcript; // 4 of them it boots
+    }
+}
+
+TEST_F(provision, does_not_wait_for_the_end_of_a_store_that_a_login_shows_to_be_over)
+{
+    board.asks_for_login = true;
+    options.password = "secret";
+    strike_operation("setmac", 12, line_fault::reboot, 1); // the byte behind 07
+    const auto result = run();
+    EXPECT_EQ(words(result), "verified: all of it was read back");
+    EXPECT_EQ(result.steps.at(0).starts, 2);
+    EXPECT_LT(result.seconds, 15) << result.transcript; // of the 120 that a store may take
 }
 
 TEST_F(provision, says_what_it_saw_in_place_of_the_prompt)
