@@ -40,6 +40,10 @@ constexpr std::size_t piece_size = 256;
 constexpr std::size_t most_statuses = 2;
 constexpr int most_silent_guesses = 3; // one after the other, of a switch that may wait for lists
 
+// A guess that fails is answered by one byte, and hundreds may have to be made. Where that byte was
+// a status after all, the operation is over, and nobody is told otherwise.
+constexpr auto failed_guess_settles = 0ms;
+
 constexpr std::string_view banners[] = {
     unit_banner::backplane, unit_banner::fans,    unit_banner::poe,
     unit_banner::supplies,  unit_banner::devices, "perform Setmac Operation",
@@ -276,7 +280,8 @@ bool unit_attempt::hear_list()
 bool unit_attempt::hear_statuses()
 {
     status_report report(talk_);
-    auto heard = report.hear(operation_.start, store_);
+    auto heard = report.hear(operation_.start, store_,
+                             operation_.guess == 0 ? statuses_settle : failed_guess_settles);
     if (heard.empty()) {
         return end_with(ending::silent, "the switch does not answer the list");
     }

@@ -6,23 +6,18 @@ namespace station {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// A unit that is stuck takes the switch about a second. What it says later than this meets the
-// start byte that it is asked with then.
-constexpr auto settling_time = 1s;
-
 // Far more than the statuses of all units: a line that never ends, or no line of a switch.
 constexpr std::size_t longest_text = 4096;
 constexpr std::size_t most_heard = 64;
 
 } // namespace
 
-bytes status_report::hear(std::uint8_t asks_again, conversation::milliseconds limit)
+bytes status_report::hear(std::uint8_t asks_again, conversation::milliseconds limit,
+                          conversation::milliseconds request_settles)
 {
     const auto last = talk_.now() + limit;
     auto deadline = last;
-    auto settled = last;
+    auto heard_at = last; // the last 0x06, or a first byte
     try {
         while (talk_.now() < deadline) {
             const auto byte = talk_.next_byte(deadline);
@@ -38,9 +33,11 @@ bytes status_report::hear(std::uint8_t asks_again, conversation::milliseconds li
                 break;
             }
             if (*byte == units_over || heard_.size() == 1) {
-                settled = talk_.now() + settling_time;
+                heard_at = talk_.now();
             }
-            deadline = over_ != 0 || heard_ == bytes{asks_again} ? settled : last;
+            deadline = over_ != 0                    ? heard_at + statuses_settle
+                       : heard_ == bytes{asks_again} ? heard_at + request_settles
+                                                     : last;
         }
     } catch (const line_closed &) {
         // A program that ends when it has said everything.

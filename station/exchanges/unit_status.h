@@ -8,6 +8,12 @@ namespace station {
 constexpr std::uint8_t units_over = 0x06;
 
 /**
+ * A unit that is stuck takes the switch about a second. What it says later than this meets the
+ * start byte that it is asked with then.
+ */
+constexpr conversation::milliseconds statuses_settle{1000};
+
+/**
  * Hears a switch that reports by status bytes: one of any value but 0 for each unit that it could
  * not write, then 0x06; or the byte that asks for everything once more. Since a status may be each
  * of these two, they only count as what they are once nothing follows for a while, or the words
@@ -20,9 +26,11 @@ public:
 
     /**
      * The bytes up to the last 0x06, or what came without any. Lines of the console's text between
-     * them go to the listener. limit is for the first 0x06. Throws line_error.
+     * them go to the listener. limit is for the first 0x06. A byte that asks again is taken for a
+     * status where a 0x06 follows within request_settles. Throws line_error.
      */
-    bytes hear(std::uint8_t asks_again, conversation::milliseconds limit);
+    bytes hear(std::uint8_t asks_again, conversation::milliseconds limit,
+               conversation::milliseconds request_settles = statuses_settle);
 
     /** Whether the switch's program was heard to end behind the 0x06. */
     bool program_has_ended() const { return program_has_ended_; }

@@ -178,11 +178,16 @@ private:
         if (step == plan_.steps.end() || options_.only_check) {
             return arrival::backplane;
         }
+        give_backplane(*step);
+        return console_.reach_prompt(limit);
+    }
+
+    void give_backplane(const planned_step &step)
+    {
         observer_.phase("ends an operation that the switch waits in");
         result_.may_have_stored = true;
         gave_backplane_ = true;
-        operation_run(far_, console_, observer_, options_.store).end_blindly(*step);
-        return console_.reach_prompt(limit);
+        operation_run(far_, console_, observer_, options_.store).end_blindly(step);
     }
 
     /** What the command prints, from the second time on that it prints the same. */
@@ -358,7 +363,13 @@ private:
         try {
             running.carry_out(
                 plan_.what, plan_.steps[at], options_.log_ending + std::to_string(at),
-                [this] { reach_same_switch(); }, record);
+                [this, at](bool waits) {
+                    if (waits) {
+                        give_backplane(plan_.steps[at]);
+                    }
+                    reach_same_switch();
+                },
+                record);
         } catch (...) {
             ended();
             throw;

@@ -105,8 +105,8 @@ std::vector<std::string> told_by(std::string_view log, std::size_t columns)
 } // namespace
 
 void operation_run::carry_out(const product &what, const planned_step &step,
-                              const std::string &log_ending, const std::function<void()> &reach,
-                              step_record &record)
+                              const std::string &log_ending,
+                              const std::function<void(bool waits)> &reach, step_record &record)
 {
     const bool logged = !step.job.logged.lines.empty();
     record.end = step_end::failed;
@@ -116,19 +116,22 @@ void operation_run::carry_out(const product &what, const planned_step &step,
         const auto command =
             what.program + " " + step.what.operation + (logged ? " " + log : std::string());
         std::string wrong = "the console does not take the command";
+        bool asked_again = false;
         if (shell_.start(command)) {
             record.last = exchange(step, false);
             wrong = record.last.reason;
+            asked_again = record.last.end == ending::damaged;
         }
-        const bool back =
-            shell_.back_at_prompt(wrong.empty() ? operation_ends_within : prompt_returns_within);
+        const bool waits = asked_again && step.job.run_blindly;
+        const bool back = !waits && shell_.back_at_prompt(wrong.empty() ? operation_ends_within
+                                                                        : prompt_returns_within);
         if (!back || !wrong.empty()) {
-            reach();
+            reach(waits);
         }
         if (wrong.empty() && logged) {
             wrong = compare_log(log, step.job.logged.lines, what.columns);
             if (!wrong.empty()) {
-                reach();
+                reach(false);
             }
         }
         if (wrong.empty()) {

@@ -22,10 +22,11 @@ public:
      * Starts the operation on the switch and does its exchange, again where it went wrong on the
      * line; fetches and compares the operation's log where the switch sends nothing back. reach
      * brings the console back to its prompt after whatever went wrong, and makes sure that it is
-     * that of the same switch, or throws. The record tells what became of the step.
+     * that of the same switch, or throws; waits is set where the switch is known to wait for a list
+     * that only end_blindly() can give it. The record tells what became of the step.
      */
     void carry_out(const product &what, const planned_step &step, const std::string &log_ending,
-                   const std::function<void()> &reach, step_record &record);
+                   const std::function<void(bool waits)> &reach, step_record &record);
 
     /** Satisfies a switch that waits in the step's operation and has added up something unknown. */
     void end_blindly(const planned_step &step);
