@@ -18,8 +18,7 @@ import power_cuts
 from board import BoardBench
 from machine import KernelBench
 
-MODULES = (cases_flash, cases_eeprom, cases_console)
-BY_NAME_ONLY = (cases_login,)  # the login is too slow for the station on a busy machine
+MODULES = (cases_flash, cases_eeprom, cases_console, cases_login)
 
 
 def cases_of(bench, pattern):
@@ -27,7 +26,7 @@ def cases_of(bench, pattern):
     suite = unittest.TestSuite()
     loader = unittest.TestLoader()
     loader.testNamePatterns = [f"*{pattern}*"] if pattern else None
-    for module in MODULES + (BY_NAME_ONLY if pattern else ()):
+    for module in MODULES:
         for found in vars(module).values():
             if isinstance(found, type) and issubclass(found, unittest.TestCase) and found.__module__ == module.__name__:
                 suite.addTest(loader.loadTestsFromTestCase(type(f"{bench.name}.{found.__name__}", (found,), {"bench": bench})))
