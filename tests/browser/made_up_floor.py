@@ -8,7 +8,7 @@ import socket
 import threading
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from pathlib import Path
-from urllib.parse import parse_qs, unquote, urlsplit
+from urllib.parse import parse_qs, urlsplit
 
 PAGE = Path(__file__).resolve().parents[2] / "floor" / "page"
 TYPES = {".html": "text/html", ".css": "text/css", ".js": "text/javascript", ".svg": "image/svg+xml"}
@@ -137,8 +137,8 @@ class MadeUpFloor:
         if path == "/api/operator":
             self.change("operator", {"operator": content["badge"]})
             return 200, {"operator": content["badge"]}
-        if path.startswith("/api/units/"):
-            return 202, {"id": 77, "label": unquote(parts[3]), "number": 2, "state": "waiting"}
+        if path == "/api/prints/new":
+            return 202, {"id": 77, "label": content["label"], "number": 2, "state": "waiting"}
         if path.startswith("/api/drill/"):
             return 202, self.change_slot(int(parts[4]), fault=content["fault"])
         return 202, self._do_slot(int(parts[3]), parts[4], content)

@@ -125,7 +125,7 @@ class Records(PageTest):
         self.open(f"#/unit/{LABEL}")
         self.text()
         self.js("[...document.querySelectorAll('button')].find(each => each.textContent === 'Print its label again').click()")
-        self.assertEqual(self.posts(1), [(f"/api/units/{LABEL}/print", {})])
+        self.assertEqual(self.posts(1), [("/api/prints/new", {"label": LABEL})])
         self.wait_says(f"Label {LABEL} goes to the printer")
 
     def test_a_printer_that_is_off_is_told_and_holds_nothing_up(self):
