@@ -22,10 +22,11 @@ swapped)
     ;;
 esac
 test -d "$folder" || simboard new --like "$layout" "$folder" >/dev/null
+# The third command is the one that writes.
 case $fault in
-reboot) console --fault reboot,command=2,received=40 "$folder" ;;
+reboot) console --fault reboot,command=3,received=40 "$folder" ;;
 power) console --fault power_cut,programmed=20 "$folder" ;;
-cable) console --fault hang_up,received=600 "$folder" ;;
+cable) console --fault hang_up,command=3,received=60 "$folder" ;;
 noise) console --set noise=300 "$folder" ;;
 *) console "$folder" ;;
 esac

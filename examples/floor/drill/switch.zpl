@@ -2,4 +2,5 @@
 ^FO40,40^A0N,40,40^FD{product}^FS
 ^FO40,100^BY3^BCN,100,Y,N,N^FD{serial}^FS
 ^FO40,260^A0N,30,30^FDMAC {mac}  {today}^FS
+^FO40,300^A0N,30,30^FDUnit {label}^FS
 ^XZ
