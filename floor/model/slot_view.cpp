@@ -64,6 +64,7 @@ json json_of(const run_view &run)
             {"phase", run.phase},
             {"steps", steps},
             {"label_back", or_null(run.label_back)},
+            {"label_code", or_null(run.label_code)},
             {"outcome", or_null(run.outcome)},
             {"verdict", verdict_of(run)},
             {"reason", run.reason},

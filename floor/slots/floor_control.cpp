@@ -336,6 +336,7 @@ void floor_control::show_end(const begun_run &run, const station::run_result &re
     shown_.change(run.slot, [&](slot_view &slot) {
         auto &shown = *slot.run;
         shown.phase = "";
+        shown.label_code.reset();
         shown.outcome = in_doubt ? "in_doubt" : station::name_of(result.end);
         shown.reason = ledger::kept_text(result.reason);
         shown.advice = ledger::kept_text(result.advice);

@@ -132,8 +132,9 @@ bool floor_control::wait_for_code(int slot, const std::string &code, const std::
     auto &own = slots_.at(slot);
     own.code = code;
     own.confirmed = false;
-    shown_.change(slot, [](slot_view &view) {
+    shown_.change(slot, [&code](slot_view &view) {
         view.run->label_back = "waiting";
+        view.run->label_code = code;
         view.run->phase = "waits for its printed label to be scanned";
     });
     scanned_.wait(lock, stop, [&own] { return own.confirmed; });
@@ -160,6 +161,9 @@ void floor_control::confirm(int slot, const std::string &code, reply to)
         own.confirmed = own.code == code;
         shown_.change(slot, [&](slot_view &view) {
             view.run->label_back = own.confirmed ? "matches" : "differs";
+            if (own.confirmed) {
+                view.run->label_code.reset();
+            }
         });
     }
     scanned_.notify_all();

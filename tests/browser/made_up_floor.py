@@ -26,7 +26,7 @@ def run_of(label, **parts):
            "mac_count": 64, "operator": "0017", "only_check": False, "started": "2026-11-21T23:28:00.123Z", "ended": None,
            "phase": "waits for the console",
            "steps": [{"operation": name, "state": "waiting", "sent": 0, "of": 0, "reason": ""} for name in ("setmac", "setsn")],
-           "label_back": None, "outcome": None, "verdict": None, "reason": "", "advice": "", "retries": 0, "seconds": 3.0}
+           "label_back": None, "label_code": None, "outcome": None, "verdict": None, "reason": "", "advice": "", "retries": 0, "seconds": 3.0}
     return run | parts
 
 
@@ -148,8 +148,8 @@ class MadeUpFloor:
             return self.change_slot(number, state="running", run=run_of(content["label"], attempt=len(self.posts) + 1000,
                                     only_check=content.get("only_check", False)))
         if what == "cancel":
-            return self.end(number, None, "cancelled", reason="Stopped by the operator")
-        matches = content["code"] == self.slot(number)["run"]["label"]
+            return self.end(number, None, "cancelled", reason="it was stopped")
+        matches = content["code"] == self.slot(number)["run"]["label_code"]
         self.change_run(number, label_back="matches" if matches else "differs")
         return self.end(number, "PASS", "verified") if matches else copy.deepcopy(self.slot(number))
 

@@ -242,7 +242,7 @@ class Scans(PageTest):
 
 class LabelsScannedBack(PageTest):
     def waiting(self, slot, label):
-        self.floor.change_slot(slot, state="running", run=run_of(label, label_back="waiting"))
+        self.floor.change_slot(slot, state="running", run=run_of(f"UNIT-{slot}", label_back="waiting", label_code=label))
 
     def test_pass_comes_after_the_label_alone_was_scanned_back(self):
         self.waiting(3, "LABEL-3")

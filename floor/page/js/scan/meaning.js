@@ -41,9 +41,9 @@ function slotMeant(code, { floor, slots }) {
 
 function labelMeant(code, state) {
     const next = nextSlot(state);
-    const own = [...state.slots.values()].find((slot) => waitsForLabel(slot) && slot.run.label === code);
-    if (state.selected === null && own) {
-        return { does: 'confirm', slot: own.slot };
+    const own = [...state.slots.values()].filter((slot) => waitsForLabel(slot) && slot.run.label_code === code);
+    if (state.selected === null && own.length === 1) {
+        return { does: 'confirm', slot: own[0].slot };
     }
     if (next === null) {
         return refuse('Which slot? No slot’s code was scanned', 'Scan the slot’s code first, then the unit’s label.');

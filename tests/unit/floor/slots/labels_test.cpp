@@ -153,15 +153,19 @@ TEST_F(labels, that_are_scanned_back_come_before_the_verdict)
     start(1, "A");
     const auto waiting = wait_for_label(1);
     EXPECT_EQ(waiting["state"], "running");
+    EXPECT_EQ(waiting["run"]["label_code"], "ABCDEFGH00001");
     EXPECT_TRUE(waiting["run"]["verdict"].is_null());
     EXPECT_EQ(state_of("A"), "stored");
     EXPECT_EQ(code(start(1, "B")), "slot_busy");
 
     const auto wrong = confirm(1, "ABCDEFGH00002");
     EXPECT_EQ(wrong.content["run"]["label_back"], "differs");
+    EXPECT_EQ(wrong.content["run"]["label_code"], "ABCDEFGH00001");
     EXPECT_EQ(state_of("A"), "stored");
     EXPECT_EQ(confirm(1, "ABCDEFGH00001").content["run"]["label_back"], "matches");
-    EXPECT_EQ(words(wait_for_end(1)), "verified PASS");
+    const auto ended = wait_for_end(1);
+    EXPECT_EQ(words(ended), "verified PASS");
+    EXPECT_TRUE(ended["run"]["label_code"].is_null());
     EXPECT_EQ(state_of("A"), "verified");
     EXPECT_EQ(code(confirm(1, "ABCDEFGH00001")), "not_waiting");
 }
