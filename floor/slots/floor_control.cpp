@@ -18,6 +18,12 @@ using namespace std::chrono_literals;
 // How long runs that were cancelled may take to bring their consoles to a prompt.
 constexpr auto stopping_limit = 30s;
 
+// What the page has for it. "Compare only" and F9 are offered once the slot is chosen.
+constexpr station::next_steps on_the_page{
+    .compare = "scan the slot, choose \"Compare only\", scan the label",
+    .write = "scan the slot and the label, without \"Compare only\"",
+    .replace = "if it shall get this label's identity, scan the slot and press F9"};
+
 } // namespace
 
 floor_control::floor_control(floor_description floor, port_watch &ports, std::string version,
@@ -280,6 +286,7 @@ void floor_control::begin(const shared_run &run, const start_request &wanted,
     order.options.password = product.password;
     order.options.replace = wanted.replace;
     order.options.only_check = wanted.only_check;
+    order.options.next = on_the_page;
     order.options.log_ending = "floor-" + std::to_string(run->attempt.value_or(0)) + "-";
     order.stop = std::move(stop);
     order.afterwards = [this, run, stop = order.stop](station::run_result &result) {

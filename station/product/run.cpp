@@ -106,7 +106,7 @@ private:
         }
         if (all_steps_over_) {
             return {run_end::stored, "the line ended before all was read back: " + how,
-                    "run --only-check"};
+                    std::string(options_.next.compare)};
         }
         return {run_end::failed, how, "look at the line and start again"};
     }
@@ -286,8 +286,8 @@ private:
     [[noreturn]] void throw_other_identity(const std::string &reason) const
     {
         throw run_over{run_end::other_identity, reason,
-                       std::string("look whether cable and label belong to this switch; --replace "
-                                   "overwrites what it holds") +
+                       "look whether cable and label belong to this switch; " +
+                           std::string(options_.next.replace) +
                            (gave_backplane_ ? ". It waited in setbackplane and was given this "
                                               "unit's list: program its backplane again"
                                             : "")};
@@ -329,7 +329,7 @@ private:
             conclude({run_end::failed,
                       (result_.held == "nothing" ? "the switch is not provisioned: " : "") +
                           differences(),
-                      "run it without --only-check"});
+                      std::string(options_.next.write)});
             return;
         }
         conclude_verified("the switch holds all of it already");
@@ -396,7 +396,8 @@ private:
                            held ? "read back it differs: " + differences()
                                 : "it could not be read back: of " + std::to_string(read.count()) +
                                       " readings no two agree",
-                           held ? "look at the switch, then start again" : "run --only-check"};
+                           held ? "look at the switch, then start again"
+                                : std::string(options_.next.compare)};
         }
         const auto unseen =
             std::find_if(result_.steps.begin(), result_.steps.end(),

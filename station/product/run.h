@@ -78,6 +78,13 @@ public:
     virtual void step_ended(const step_record &) {}
 };
 
+/** What whoever is told of a run can do next, in the words of what it was started with. */
+struct next_steps {
+    std::string_view compare = "run --only-check";
+    std::string_view write = "run it without --only-check";
+    std::string_view replace = "--replace overwrites what it holds";
+};
+
 /** What the operator chooses for a run. */
 struct run_options {
     using milliseconds = std::chrono::milliseconds;
@@ -87,6 +94,7 @@ struct run_options {
     bool replace = false;               // also another unit's identity
     bool only_check = false;            // write nothing
     std::string log_ending = "station"; // of logs on the switch; best one that was never used
+    next_steps next;
 };
 
 /**
