@@ -58,8 +58,10 @@ int wait_for_end(const client &floor, const start_request &wanted)
         }
         const auto &run = slot["run"];
         if (!run["outcome"].is_null()) {
-            std::printf("%s: %s: %s.\n", text_or_dash(run, "verdict").c_str(),
-                        text_or_dash(run, "outcome").c_str(), text_or_dash(run, "reason").c_str());
+            const auto verdict =
+                run["verdict"].is_null() ? "Stopped" : text_or_dash(run, "verdict");
+            std::printf("%s: %s: %s.\n", verdict.c_str(), text_or_dash(run, "outcome").c_str(),
+                        text_or_dash(run, "reason").c_str());
             return run["verdict"] == "PASS" ? 0 : exit_failed;
         }
         std::this_thread::sleep_for(between_polls);

@@ -30,7 +30,8 @@ double seconds_of(const run_view &run)
 
 json verdict_of(const run_view &run)
 {
-    if (!run.outcome) {
+    // A run that somebody stopped says nothing of the unit.
+    if (!run.outcome || *run.outcome == "cancelled") {
         return nullptr;
     }
     return *run.outcome == "verified" ? "PASS" : "FAIL";

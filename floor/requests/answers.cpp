@@ -13,16 +13,16 @@ struct code_status {
 };
 
 constexpr std::array statuses{
-    code_status{"bad_request", 400},      code_status{"bad_label", 400},
-    code_status{"wrong_token", 403},      code_status{"wrong_host", 403},
-    code_status{"wrong_origin", 403},     code_status{"not_found", 404},
-    code_status{"no_such_slot", 404},     code_status{"slot_busy", 409},
-    code_status{"slot_unplugged", 409},   code_status{"label_in_work", 409},
-    code_status{"already_verified", 409}, code_status{"void", 409},
-    code_status{"wrong_product", 409},    code_status{"refused", 409},
-    code_status{"not_waiting", 409},      code_status{"no_printer", 409},
-    code_status{"no_drill", 409},         code_status{"ledger_away", 503},
-    code_status{"no_answer", 504},
+    code_status{"bad_request", 400},    code_status{"bad_label", 400},
+    code_status{"wrong_token", 403},    code_status{"wrong_host", 403},
+    code_status{"wrong_origin", 403},   code_status{"not_found", 404},
+    code_status{"no_such_slot", 404},   code_status{"slot_busy", 409},
+    code_status{"slot_unplugged", 409}, code_status{"label_in_work", 409},
+    code_status{"attempt_open", 409},   code_status{"already_verified", 409},
+    code_status{"void", 409},           code_status{"wrong_product", 409},
+    code_status{"refused", 409},        code_status{"not_waiting", 409},
+    code_status{"no_printer", 409},     code_status{"no_drill", 409},
+    code_status{"ledger_away", 503},    code_status{"no_answer", 504},
 };
 
 int status_of(std::string_view code)

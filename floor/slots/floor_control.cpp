@@ -254,7 +254,7 @@ refusal floor_control::why_refused(ledger::book &in, const start_request &wanted
     }
     const auto open = in.open_attempt(wanted.label);
     if (open && !wanted.take_over) {
-        return {"label_in_work", reason,
+        return {"attempt_open", reason,
                 "look whether slot " + open->of.start.slot + " of station " +
                     open->of.start.station + " works on it; if not, take it over"};
     }

@@ -73,8 +73,8 @@ public:
         } catch (const run_over &over) {
             conclude(over);
         } catch (const line_stopped &) {
-            conclude(
-                {run_end::cancelled, "cancelled", "start it again: it looks what is stored first"});
+            conclude({run_end::cancelled, "it was stopped",
+                      "start it again: it looks what is stored first"});
             leave();
         } catch (const line_error &error) {
             conclude(line_broke(error.what()));

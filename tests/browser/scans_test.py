@@ -190,9 +190,17 @@ class Scans(PageTest):
         self.wait_says("Slot 3 is still at work: LABEL-1")
         self.assertEqual(self.floor.posts, [])
 
+    def test_what_another_station_has_in_work_is_taken_over_only_when_a_person_says_so(self):
+        self.floor.refusals["LABEL-1"] = (409, {"code": "attempt_open", "reason": "label LABEL-1 is in work at station line9, slot 4", "advice": ""})
+        self.open()
+        self.scan("SLOT-3")
+        self.scan("LABEL-1")
+        self.wait_says("Take it over from the other station")
+        self.press(Keys.F9)
+        self.assertEqual(self.posts(2)[1], (SLOT_3, {"label": "LABEL-1", "take_over": True}))
+
     def test_a_refusal_tells_why_and_what_to_do(self):
         self.floor.refusals["LABEL-1"] = (409, {"code": "label_in_work", "reason": "The label is in work in slot 5", "advice": "Look at the unit in slot 5"})
-        self.floor.change_slot(5, state="running", run=run_of("LABEL-1"))
         self.open()
         self.scan("SLOT-3")
         self.scan("LABEL-1")

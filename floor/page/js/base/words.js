@@ -20,6 +20,18 @@ export function outcomeWords(outcome) {
     return OUTCOMES[outcome] ?? plain(outcome);
 }
 
+// A run's end, with which the ledger begins the reason of its attempt.
+const END = /^(?:verified|stored|failed|other_identity|not_reached|cancelled): /;
+
+export function reasonWords({ reason }) {
+    return String(reason ?? '').replace(END, '');
+}
+
+/** What became of an attempt. The ledger has one that somebody stopped among the failed ones. */
+export function endOf({ outcome, reason }) {
+    return outcome === 'failed' && reason?.startsWith('cancelled: ') ? 'stopped' : outcome;
+}
+
 /** "0:07", "12:03", "1:00:00" */
 export function clock(seconds) {
     const whole = Math.max(0, Math.floor(seconds));

@@ -4,7 +4,7 @@ import { el, short, shown, shownLines } from '../base/dom.js';
 import { address } from '../base/routes.js';
 import { get, getText } from '../base/server.js';
 import { store } from '../base/store.js';
-import { localTime } from '../base/words.js';
+import { endOf, localTime, reasonWords } from '../base/words.js';
 import { facts, link, load, page, stateMark, table } from './parts.js';
 import { makeReplay } from './replay.js';
 
@@ -18,8 +18,8 @@ export function showAttempt(root) {
 
 function showFound(attempt, ends) {
     return [
-        el('div.unit-head', {}, el('p.unit-label', {}, link(address('unit', attempt.label), short(attempt.label, 64))), stateMark(attempt.outcome)),
-        attempt.reason ? el('p.reason', {}, short(attempt.reason, 2000)) : null,
+        el('div.unit-head', {}, el('p.unit-label', {}, link(address('unit', attempt.label), short(attempt.label, 64))), stateMark(endOf(attempt))),
+        attempt.reason ? el('p.reason', {}, short(reasonWords(attempt), 2000)) : null,
         facts([
             ['Product', short(attempt.product)],
             ['Attempt', `${attempt.number} of this unit`],

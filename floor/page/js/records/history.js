@@ -4,7 +4,7 @@ import { el, short } from '../base/dom.js';
 import { address, go } from '../base/routes.js';
 import { get } from '../base/server.js';
 import { store } from '../base/store.js';
-import { addresses, localTime } from '../base/words.js';
+import { addresses, endOf, localTime, reasonWords } from '../base/words.js';
 import { link, load, page, problem, stateMark, table } from './parts.js';
 
 const MOST = 100;
@@ -31,11 +31,11 @@ const KINDS = {
         columns: [
             { title: 'Attempt', of: (row) => link(address('attempt', row.id), String(row.id)) },
             { title: 'Label', of: (row) => link(address('unit', row.label), short(row.label, 64)) },
-            { title: 'Outcome', of: (row) => stateMark(row.outcome) },
+            { title: 'Outcome', of: (row) => stateMark(endOf(row)) },
             { title: 'Slot', of: (row) => short(row.slot, 16), number: true },
             { title: 'Begun', of: (row) => localTime(row.started_at) },
             { title: 'Operator', of: (row) => short(row.operator, 64) },
-            { title: 'Reason', of: (row) => short(row.reason) },
+            { title: 'Reason', of: (row) => short(reasonWords(row)) },
         ],
     },
 };

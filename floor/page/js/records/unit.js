@@ -5,7 +5,7 @@ import { el, short, shown } from '../base/dom.js';
 import { address, go } from '../base/routes.js';
 import { get } from '../base/server.js';
 import { setNext, setNotice, store } from '../base/store.js';
-import { addresses, localTime, plain } from '../base/words.js';
+import { addresses, endOf, localTime, plain, reasonWords } from '../base/words.js';
 import { printAgain } from '../scan/actions.js';
 import { facts, link, load, page, stateMark, table } from './parts.js';
 
@@ -89,11 +89,11 @@ const HISTORY = [
 const ATTEMPTS = [
     { title: 'Attempt', of: (row) => link(address('attempt', row.id), `${row.number} of this unit`) },
     { title: 'Begun', of: (row) => localTime(row.started_at) },
-    { title: 'Outcome', of: (row) => stateMark(row.outcome) },
+    { title: 'Outcome', of: (row) => stateMark(endOf(row)) },
     { title: 'Slot', of: (row) => short(row.slot, 16), number: true },
     { title: 'Operator', of: (row) => short(row.operator, 64) },
     { title: 'Station', of: (row) => short(row.station, 64) },
-    { title: 'Reason', of: (row) => short(row.reason) },
+    { title: 'Reason', of: (row) => short(reasonWords(row)) },
 ];
 
 function attemptsTable(rows) {

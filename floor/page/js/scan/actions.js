@@ -105,12 +105,11 @@ async function confirm(slot, code) {
 const STRONGER = {
     __proto__: null,
     already_verified: { text: 'Do it again with the same identity', option: 'again' },
-    label_in_work: { text: 'Take it over from the other station', option: 'take_over' },
+    attempt_open: { text: 'Take it over from the other station', option: 'take_over' },
 };
 
 function strongerOffer(slot, label, options, { code }) {
-    const here = [...store.slots.values()].some((each) => each.run?.label === label && each.state !== 'ended');
-    const stronger = here ? undefined : STRONGER[code];
+    const stronger = STRONGER[code];
     return stronger && { text: stronger.text, run: () => start(slot, label, { ...options, [stronger.option]: true }) };
 }
 

@@ -140,13 +140,13 @@ TEST_F(floor_control, tells_where_a_label_is_in_work)
     in.reserve({.label = "C", .product = "SW"});
     in.begin_attempt("C", {.station = "line9", .slot = "4"});
     const auto elsewhere = start(2, "C");
-    EXPECT_EQ(code(elsewhere), "label_in_work");
+    EXPECT_EQ(code(elsewhere), "attempt_open");
     EXPECT_NE(elsewhere.refused->reason.find("station line9, slot 4"), std::string::npos);
     EXPECT_EQ(code(start({.slot = 2, .label = "C", .take_over = true})), "none");
     EXPECT_EQ(words(wait_for_end(2)), "verified PASS");
 
     EXPECT_EQ(code(ask([&](auto to) { floor->cancel(1, to); })), "none");
-    EXPECT_EQ(words(wait_for_end(1)), "cancelled FAIL");
+    EXPECT_EQ(words(wait_for_end(1)), "cancelled none");
     EXPECT_EQ(state_of("A"), "failed");
 }
 
@@ -211,7 +211,7 @@ TEST_F(floor_control, ends_its_runs_in_a_known_state)
     open();
     start(1, "A");
     floor->stop();
-    EXPECT_EQ(words(slot(1)), "cancelled FAIL");
+    EXPECT_EQ(words(slot(1)), "cancelled none");
     EXPECT_EQ(state_of("A"), "failed");
     EXPECT_EQ(code(ask([&](auto to) { floor->start({.slot = 1, .label = "A"}, to); })), "refused");
 }

@@ -187,7 +187,8 @@ std::string floor_fixture::words(const json &slot)
     if (run.is_null() || run["outcome"].is_null()) {
         return slot["state"].get<std::string>();
     }
-    return run["outcome"].get<std::string>() + " " + run["verdict"].get<std::string>();
+    const auto verdict = run["verdict"].is_null() ? "none" : run["verdict"].get<std::string>();
+    return run["outcome"].get<std::string>() + " " + verdict;
 }
 
 std::string floor_fixture::code(const answer &of)

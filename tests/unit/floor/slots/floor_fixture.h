@@ -90,7 +90,7 @@ protected:
     json wait_for(int slot, const std::function<bool(const json &)> &is_so);
     json wait_for_end(int slot);
     json slot(int number) const;
-    /** "verified PASS" */
+    /** "verified PASS", "cancelled none" */
     static std::string words(const json &slot);
     static std::string code(const answer &of);
 

@@ -178,7 +178,7 @@ TEST_F(labels, that_nobody_scans_back_leave_a_unit_that_failed)
     wait_for_label(1);
     ask([&](shopfloor::reply to) { floor->cancel(1, std::move(to)); });
     const auto ended = wait_for_end(1);
-    EXPECT_EQ(words(ended), "cancelled FAIL");
+    EXPECT_EQ(words(ended), "cancelled none");
     EXPECT_EQ(ended["run"]["reason"],
               "the switch holds all of it, but its label was not scanned back");
     EXPECT_EQ(state_of("A"), "failed");

@@ -173,7 +173,7 @@ TEST_F(provision_program, ends_with_6_when_it_is_interrupted)
     write("switch.sh", "printf 'booting\\n'; kill -INT $(cat " + path("pid") + "); sleep 5\n");
     provision("--value a=B1", "PW=geheim; export PW; echo $$ > " + path("pid") + "; exec");
     EXPECT_EQ(status, 6) << out << err;
-    EXPECT_TRUE(holds(out, "cancelled: cancelled.\n")) << out;
+    EXPECT_TRUE(holds(out, "cancelled: it was stopped.\n")) << out;
 }
 
 TEST_F(provision_program, ends_with_2_at_wrong_input)

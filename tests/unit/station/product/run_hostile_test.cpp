@@ -236,7 +236,7 @@ TEST_F(hostile_console, is_left_in_a_known_state_by_a_run_that_is_cancelled_in_a
         };
         const auto result = run();
         board.at_byte_to_switch = nullptr;
-        EXPECT_EQ(words(result), "cancelled: cancelled") << byte;
+        EXPECT_EQ(words(result), "cancelled: it was stopped") << byte;
         EXPECT_EQ(board.typed(), "") << byte;
         EXPECT_FALSE(board.asks_for_password()) << byte;
         EXPECT_LE(board.typed_secrets, "secret") << byte;

@@ -352,7 +352,7 @@ TEST_F(provision, can_be_cancelled_at_any_phase_and_leaves_the_console_at_its_pr
             }
         };
         const auto result = run();
-        EXPECT_EQ(words(result), "cancelled: cancelled") << phase;
+        EXPECT_EQ(words(result), "cancelled: it was stopped") << phase;
         EXPECT_EQ(result.console,
                   phase == "waits for the console" ? "as it was found" : "at the prompt");
         EXPECT_FALSE(board.in_operation());
@@ -373,7 +373,7 @@ TEST_F(provision, leaves_a_switch_that_waits_in_an_operation_when_it_is_cancelle
         };
         const auto result = run();
         board.at_byte_to_switch = nullptr;
-        EXPECT_EQ(words(result), "cancelled: cancelled") << byte;
+        EXPECT_EQ(words(result), "cancelled: it was stopped") << byte;
         EXPECT_EQ(result.console, "at the prompt") << byte;
         EXPECT_FALSE(board.in_operation()) << byte;
         stop = std::stop_source();
