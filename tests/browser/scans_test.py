@@ -122,6 +122,14 @@ class Scans(PageTest):
         self.assertEqual(len(self.floor.posts), 1)
         self.heard_last([1320, 1320])
 
+    def test_a_code_that_was_taken_back_may_come_again_at_once(self):
+        self.open()
+        for _ in range(3):
+            self.scan("SLOT-3")
+            self.wait_says("Slot 3: scan")
+            self.key("Escape", "Escape")
+            self.wait_says("Scan a slot’s code")
+
     def test_wrong_codes_are_seen_and_heard_and_start_nothing(self):
         wrong = {
             "SLOT-99": "There is no slot “99” on this floor",

@@ -279,8 +279,13 @@ class Shift(RealPageTest):
             self.assertLess(time.monotonic(), deadline, f"still at work: {[(slot, unit.label, unit.faults) for slot, unit in self.at_work.items()]}")
             before = len(self.done), sum(unit.starts for unit in self.at_work.values())
             for slot in (*NOR_SLOTS, *TLV_SLOTS):
-                self.look_after(slot)
-                self.disturb()
+                try:
+                    self.look_after(slot)
+                    self.disturb()
+                except Exception as failure:
+                    self.picture("shift-failed")
+                    failure.add_note(f"slot {slot}: {self.floor.slot(slot)}; {vars(self.at_work[slot]) if slot in self.at_work else 'free'}; the page says {self.say()}")
+                    raise
             if before == (len(self.done), sum(unit.starts for unit in self.at_work.values())):
                 time.sleep(0.05)
 

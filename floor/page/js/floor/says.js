@@ -3,7 +3,7 @@
 import { el, setAttribute, setText, short, sign } from '../base/dom.js';
 import { go } from '../base/routes.js';
 import { onChange, setNotice, store } from '../base/store.js';
-import { cancel, letGo, orderFault, start, take } from '../scan/actions.js';
+import { cancel, dismiss, orderFault, start, take } from '../scan/actions.js';
 import { nextSlot } from '../scan/meaning.js';
 import { setNext } from '../base/store.js';
 import { slotWords } from './slot_words.js';
@@ -53,8 +53,7 @@ export function startSays(root) {
             event.preventDefault();
             whatToSay().offer?.run();
         } else if (event.key === 'Escape') {
-            setNotice(null);
-            letGo();
+            dismiss();
         }
     });
 }

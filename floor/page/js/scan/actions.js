@@ -9,7 +9,9 @@ import { meaningOf } from './meaning.js';
 const TWICE = 1500; // milliseconds in which the same code again is the scanner's, not the operator's
 const SELECTED = 90000; // how long a slot waits for the label that belongs to it
 
-let last = { code: '', at: -Infinity };
+const NONE = { code: '', at: -Infinity };
+
+let last = NONE;
 let selectionEnds = 0;
 
 export function refuse(title, text, offer = null) {
@@ -69,6 +71,13 @@ export function letGo() {
     clearTimeout(selectionEnds);
     select(null);
     setNext({ onlyCheck: false });
+}
+
+/** Takes back what the last scan did: the same code may then come at once. */
+export function dismiss() {
+    last = NONE;
+    setNotice(null);
+    letGo();
 }
 
 async function attempt(work, refused) {
