@@ -8,7 +8,7 @@ import time
 from browser import HEAR, PATIENCE
 from real_floor import RealPageTest
 
-UNITS = int(os.environ.get("SETMAC_SHIFT_UNITS", "40"))
+UNITS = int(os.environ.get("SETMAC_SHIFT_UNITS", "50"))
 SEED = int(os.environ.get("SETMAC_SHIFT_SEED", "20261122"))
 NOR_SLOTS, TLV_SLOTS = range(1, 7), range(7, 9)
 RUN_LIMIT = 40 * PATIENCE  # seconds until a unit has its verdict, where a run takes some of them
@@ -149,7 +149,7 @@ class Shift(RealPageTest):
     def goes_on(self, slot):
         """Whether its run ends only when somebody does something about it."""
         seen = self.floor.slot(slot)
-        return seen["state"] == "running" and (seen["run"]["label_back"] is not None or self.at_work[slot].hangs())
+        return seen["state"] == "running" and (seen["run"]["label_code"] is not None or self.at_work[slot].hangs())
 
     def stop_run(self, slot):
         self.choose(slot)
@@ -317,5 +317,7 @@ class Shift(RealPageTest):
             self.assertEqual(board, own)
             self.assertEqual(self.floor.printer.code_of(unit.label), of["serial"])
         else:
-            self.assertIn(of["state"], ("failed", "in_doubt"))
+            self.assertIn(of["state"], ("failed", "in doubt"))
+            if of["state"] == "in doubt":
+                self.assertEqual(unit.shown["kind"], "fail")
             self.assertIn(board, (own, (None, None)))
