@@ -95,6 +95,8 @@ private:
     void start_printing();
     std::string command_of(int slot);
     bool wait_for_code(int slot, const std::string &code, const std::stop_token &stop);
+    /** Shows that the code is waited for, unless the run was cancelled. */
+    void ask_for_code(int slot, const std::string &code, const std::stop_token &stop);
 
     // restore.cpp
     void restore(ledger::book &in);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <utility>
 
 #include "floor/model/record_forms.h"
 #include "floor/slots/floor_control.h"
@@ -128,18 +129,28 @@ void floor_control::await_label(const begun_run &run, const std::stop_token &sto
 
 bool floor_control::wait_for_code(int slot, const std::string &code, const std::stop_token &stop)
 {
+    // Behind what the ledger is told of the run so far: that the switch holds all of it.
+    desk_->do_surely([this, slot, code, stop](ledger::book &) { ask_for_code(slot, code, stop); },
+                     [](const ledger::error &) {});
     std::unique_lock lock(guard_);
     auto &own = slots_.at(slot);
-    own.code = code;
-    own.confirmed = false;
+    scanned_.wait(lock, stop, [&own] { return own.confirmed; });
+    own.code.clear();
+    return std::exchange(own.confirmed, false);
+}
+
+void floor_control::ask_for_code(int slot, const std::string &code, const std::stop_token &stop)
+{
+    const std::lock_guard lock(guard_);
+    if (stop.stop_requested()) {
+        return;
+    }
+    slots_.at(slot).code = code;
     shown_.change(slot, [&code](slot_view &view) {
         view.run->label_back = "waiting";
         view.run->label_code = code;
         view.run->phase = "waits for its printed label to be scanned";
     });
-    scanned_.wait(lock, stop, [&own] { return own.confirmed; });
-    own.code.clear();
-    return own.confirmed;
 }
 
 void floor_control::confirm(int slot, const std::string &code, reply to)

@@ -1,5 +1,7 @@
 #include "station/product/operation_line.h"
 
+#include <array>
+
 #include <gtest/gtest.h>
 
 #include "unit/station/scripted_line.h"
@@ -13,7 +15,7 @@ class line_to_an_operation : public testing::Test {
 protected:
     scripted_line far;
     listener observer;
-    const console_settings settings;
+    const console_settings settings = {};
     console shell{far, settings, observer};
     operation_line line{far, shell};
 
