@@ -22,6 +22,9 @@ constexpr auto search_limit = 4000ms;
 constexpr auto console_limit = 20000ms;
 constexpr int attempts = 3;
 
+/** What a console has shown is looked at anew with each piece. */
+constexpr std::size_t most_pieces = 32;
+
 /** Waits behind the last byte for which a silent line stays open: enough for a station to give up.
  */
 constexpr int patience = 160;
@@ -168,8 +171,7 @@ station::run_result run_product(const char *example, input &in)
         {{"serial", "ABCDEFGHJ1234"}, {"mac", "00:1A:2B:3C:4D:40"}}, "2024-01-31");
     const uint8_t choice = in.choice();
     const auto stream = in.rest();
-    // A console is looked at whole for each piece.
-    hostile_line line(choice, stream, 8);
+    hostile_line line(choice, stream, std::max<std::size_t>(stream.size() / most_pieces, 1));
     station::run_observer observer;
     station::run_options options;
     options.wait = console_limit;

@@ -74,6 +74,7 @@ std::size_t after_line_end(std::string_view text, std::size_t at)
 std::string readable(std::string_view raw)
 {
     std::string out;
+    out.reserve(raw.size());
     for (std::size_t at = 0; at < raw.size();) {
         const char character = raw[at];
         if (character == '[' && is_kernel_stamp(raw.substr(at))) {
