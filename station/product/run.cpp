@@ -175,7 +175,7 @@ private:
         const auto step =
             std::find_if(plan_.steps.begin(), plan_.steps.end(),
                          [](const planned_step &each) { return bool(each.job.run_blindly); });
-        if (step == plan_.steps.end() || options_.only_check) {
+        if (step == plan_.steps.end() || options_.only_check || guessed_in_vain_) {
             return arrival::backplane;
         }
         give_backplane(*step);
@@ -187,7 +187,8 @@ private:
         observer_.phase("ends an operation that the switch waits in");
         result_.may_have_stored = true;
         gave_backplane_ = true;
-        operation_run(far_, console_, observer_, options_.store).end_blindly(step);
+        guessed_in_vain_ =
+            !operation_run(far_, console_, observer_, options_.store).end_blindly(step);
     }
 
     /** What the command prints, from the second time on that it prints the same. */
@@ -443,6 +444,7 @@ private:
     run_result result_;
     listing replaced_; // what the switch held before
     bool gave_backplane_ = false;
+    bool guessed_in_vain_ = false; // over a line that harms one list after the other
     bool reached_ = false;
     bool all_steps_over_ = false;
 };

@@ -19,7 +19,11 @@ constexpr auto operation_starts_within = 10s;
 // sign's 0x03 for a key that interrupts.
 constexpr auto operation_says_something_within = 4s;
 constexpr auto operation_ends_within = 10s;
-constexpr auto prompt_returns_within = 1s;   // where the operation may go on waiting
+constexpr auto prompt_returns_within = 1s; // where the operation may go on waiting
+// A list of which a byte was lost is never answered. Any other is once its units are written, which
+// is no matter of erasing flash; a guess is nearly always wrong, and that is told at once.
+constexpr line::milliseconds list_is_answered_within = 30s;
+constexpr line::milliseconds guess_is_answered_within = 2500ms;
 constexpr int attempts_to_guess_a_sum = 300; // 256, and some that get lost
 constexpr std::size_t most_readings_of_log = 8;
 constexpr std::size_t most_text = 8192; // of an exchange that is looked at
@@ -150,9 +154,17 @@ void operation_run::carry_out(const product &what, const planned_step &step,
     }
 }
 
-void operation_run::end_blindly(const planned_step &step)
+bool operation_run::end_blindly(const planned_step &step)
 {
-    exchange(step, true);
+    return exchange(step, true).end != ending::damaged;
+}
+
+line::milliseconds operation_run::answer_limit(const planned_step &step, bool blindly) const
+{
+    if (!step.job.run_blindly) {
+        return store_;
+    }
+    return blindly ? guess_is_answered_within : std::min(store_, list_is_answered_within);
 }
 
 outcome operation_run::exchange(const planned_step &step, bool blindly)
@@ -160,7 +172,7 @@ outcome operation_run::exchange(const planned_step &step, bool blindly)
     exchange_options options;
     options.wait = operation_starts_within;
     options.attempts = blindly ? attempts_to_guess_a_sum : step.attempts;
-    options.store = store_;
+    options.store = answer_limit(step, blindly);
     options.quiet_before_probe =
         blindly ? options.quiet_before_probe : operation_says_something_within;
     exchange_listener listener(observer_, shell_);

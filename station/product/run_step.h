@@ -11,9 +11,10 @@ namespace station {
  */
 class operation_run {
 public:
+    using milliseconds = std::chrono::milliseconds;
+
     /** All must outlive this. */
-    operation_run(line &far, console &shell, run_observer &observer,
-                  std::chrono::milliseconds store)
+    operation_run(line &far, console &shell, run_observer &observer, milliseconds store)
         : far_(far), shell_(shell), observer_(observer), store_(store)
     {
     }
@@ -28,18 +29,22 @@ public:
     void carry_out(const product &what, const planned_step &step, const std::string &log_ending,
                    const std::function<void(bool waits)> &reach, step_record &record);
 
-    /** Satisfies a switch that waits in the step's operation and has added up something unknown. */
-    void end_blindly(const planned_step &step);
+    /**
+     * Satisfies a switch that waits in the step's operation and has added up something unknown;
+     * false where it still asks for a list after more than all sums there are.
+     */
+    bool end_blindly(const planned_step &step);
 
 private:
     outcome exchange(const planned_step &step, bool blindly);
+    milliseconds answer_limit(const planned_step &step, bool blindly) const;
     std::string compare_log(const std::string &log, const std::vector<std::string> &expected,
                             std::size_t columns);
 
     line &far_;
     console &shell_;
     run_observer &observer_;
-    std::chrono::milliseconds store_;
+    milliseconds store_;
 };
 
 } // namespace station

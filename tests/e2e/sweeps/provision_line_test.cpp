@@ -84,7 +84,7 @@ const product_case cases[] = {
                            "\xFE\x04")}}},
 };
 
-constexpr std::size_t usual = 8;
+constexpr std::size_t usual = 24;
 
 std::size_t number_from(const char *variable, std::size_t otherwise)
 {

@@ -81,6 +81,33 @@ private:
     switch_model &board_;
 };
 
+/** Finds the sum of every list wrong. */
+class insatiable_backplane : public model_operation {
+public:
+    explicit insatiable_backplane(switch_model &board) : board_(board) {}
+    bool take(std::uint8_t byte, std::chrono::nanoseconds silence) override
+    {
+        if (silence > 500ms) {
+            got_.clear();
+        }
+        got_.push_back(byte);
+        if (got_.front() != 0x15 || (got_.size() > 1 && got_[1] != 1)) {
+            got_.clear();
+        } else if (got_.size() == 1) {
+            board_.say("\x06");
+        } else if (got_.size() > 2 && got_.size() == list_frame + got_[2]) {
+            board_.say("\x15");
+            got_.clear();
+        }
+        return true;
+    }
+
+private:
+    static constexpr std::size_t list_frame = 5; // start, header, length, count, sum
+    switch_model &board_;
+    station::bytes got_;
+};
+
 class hostile_console : public provision_runs {
 protected:
     talking_line far{board};
@@ -172,6 +199,26 @@ TEST_F(hostile_console, that_acknowledges_lists_but_never_answers_them_is_given_
     EXPECT_EQ(words(result), "not_reached: the switch waits for the list of a backplane, which "
                              "cannot be called off");
     EXPECT_LT(result.seconds, 1800);
+}
+
+TEST_F(hostile_console, that_asks_for_the_list_of_a_backplane_for_ever_is_given_all_sums_once)
+{
+    add_backplane();
+    bool listing = false;
+    board.at_byte_to_switch = [&](std::size_t) {
+        if (!listing && board.in_operation() &&
+            board.commands.back().starts_with("prov_setmac setbackplane")) {
+            listing = true;
+            board.start_program(std::make_unique<insatiable_backplane>(board));
+        }
+    };
+    const auto result = run();
+    EXPECT_EQ(words(result), "not_reached: the switch waits for the list of a backplane, which "
+                             "cannot be called off");
+    EXPECT_EQ(std::count(observer.told.begin(), observer.told.end(),
+                         "ends an operation that the switch waits in"),
+              1);
+    EXPECT_LT(result.seconds, 120);
 }
 
 TEST_F(hostile_console, that_refuses_a_password_with_many_words_does_not_get_it_again_and_again)

@@ -205,14 +205,15 @@ TEST_F(provision, satisfies_a_backplane_operation_that_somebody_started_before)
 TEST_F(provision, soon_satisfies_a_backplane_operation_that_has_added_up_a_harmed_byte)
 {
     add_backplane();
-    for (const auto what : {line_fault::change, line_fault::twice}) {
+    for (const auto what : {line_fault::change, line_fault::twice, line_fault::drop}) {
         renew();
         strike_operation("setbackplane", 20, what);
         const auto result = run();
         EXPECT_EQ(words(result), "verified: all of it was read back") << what;
         EXPECT_EQ(board.backplane, whole_backplane) << what;
         EXPECT_EQ(result.steps.at(1).starts, 2) << what;
-        EXPECT_LT(result.seconds, 60) << what << result.transcript;
+        // A list of which a byte was lost is not answered.
+        EXPECT_LT(result.seconds, what == line_fault::drop ? 80 : 50) << what << result.transcript;
     }
 }
 
