@@ -84,7 +84,8 @@ const product_case cases[] = {
                            "\xFE\x04")}}},
 };
 
-constexpr std::size_t usual = 24;
+constexpr std::size_t usual_places = 24;
+constexpr std::size_t usual_seeds = 8;
 
 std::size_t number_from(const char *variable, std::size_t otherwise)
 {
@@ -268,7 +269,7 @@ TEST_P(provision_line, that_fails_at_a_byte_never_verifies_what_is_not_stored)
     // Some of all places, the same ones each time.
     const auto all = faults.size();
     std::shuffle(faults.begin(), faults.end(), std::mt19937(1));
-    faults.resize(std::min(all, number_from("SETMAC_PROVISION_FAULTS", usual)));
+    faults.resize(std::min(all, number_from("SETMAC_PROVISION_FAULTS", usual_places)));
     std::printf("%zu places of a fault in a run\n", all);
     sweep("swept provision", faults);
 }
@@ -276,7 +277,7 @@ TEST_P(provision_line, that_fails_at_a_byte_never_verifies_what_is_not_stored)
 TEST_P(provision_line, that_is_noisy_never_verifies_what_is_not_stored)
 {
     std::vector<std::string> noises;
-    const auto seeds = number_from("SETMAC_NOISE_SEEDS", usual);
+    const auto seeds = number_from("SETMAC_NOISE_SEEDS", usual_seeds);
     for (std::size_t seed = 0; seed < seeds; ++seed) {
         constexpr int rates[] = {40, 100, 300, 1000, 3000}; // a byte in so many
         noises.push_back("--set noise=" + std::to_string(rates[seed % 5]) +
