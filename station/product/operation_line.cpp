@@ -27,7 +27,7 @@ std::size_t operation_line::read(std::span<std::uint8_t> buffer, milliseconds li
             return got;
         }
         if (now() - last_arrival_ >= prompt_stands && shell_.stands_at_prompt(heard_)) {
-            throw operation_over("the operation has ended");
+            throw operation_over("the operation has ended: the console stands at a prompt");
         }
         if (now() >= deadline) {
             return 0;
