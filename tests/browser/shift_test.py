@@ -6,6 +6,7 @@ import random
 import time
 
 from browser import HEAR, PATIENCE
+from held_identity import identity_of
 from real_floor import RealPageTest
 
 UNITS = int(os.environ.get("SETMAC_SHIFT_UNITS", "50"))
@@ -306,6 +307,8 @@ class Shift(RealPageTest):
                 held.update(each for each in board if each)
         self.assertEqual([each for each, times in held.items() if times > 1], [])
         self.assertEqual(len({unit.label for unit in self.done}), UNITS)
+        for other in self.floor.drill.glob("switch-*-other"):
+            self.assertEqual(identity_of(other), ("OTHER00000001", "02:11:22:33:44:00"))
         self.floor.ledger("check")
 
     def check_unit(self, unit, of, board):

@@ -14,11 +14,12 @@ case $fault in
 silent) exec sleep 600 ;;
 flood) exec yes "printk: the same again" ;;
 swapped)
-    # Serial number and address of a unit that was made elsewhere.
-    test -d switch-swapped-$layout ||
+    # Serial number and address of a unit that was made elsewhere. Each slot has its own: a switch has
+    # one console.
+    test -d "$folder-other" ||
         simboard new --like "$layout" --serial OTHER00000001 --mac 02:11:22:33:44:00 \
-            switch-swapped-$layout >/dev/null
-    console switch-swapped-$layout
+            "$folder-other" >/dev/null
+    console "$folder-other"
     ;;
 esac
 test -d "$folder" || simboard new --like "$layout" "$folder" >/dev/null
