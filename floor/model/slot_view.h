@@ -44,8 +44,7 @@ struct run_view {
     std::string phase = {};
     std::vector<step_view> steps = {};
     std::optional<std::string> label_back = {}; // "waiting", "matches", "differs"
-    std::optional<std::string> label_code =
-        {}; // what its printed label holds, while that is awaited
+    std::optional<std::string> label_code = {}; // of its printed label, while it is awaited
     std::optional<std::string> outcome = {};
     std::string reason = {};
     std::string advice = {};

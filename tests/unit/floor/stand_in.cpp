@@ -264,7 +264,8 @@ void stand_in::end(slot &in, const std::string &outcome, const std::string &reas
     in.run["ended"] = now();
     in.run["phase"] = "ended";
     in.run["outcome"] = outcome;
-    in.run["verdict"] = good ? "PASS" : "FAIL";
+    const bool stopped = outcome == "cancelled";
+    in.run["verdict"] = stopped ? json(nullptr) : json(good ? "PASS" : "FAIL");
     in.run["reason"] = reason;
     in.run["advice"] = advice;
     in.health["runs"] = in.health["runs"].get<int>() + 1;
