@@ -23,7 +23,7 @@ public:
     }
 
     std::function<bool()> talks = [] { return true; };
-    milliseconds pause{10}; // ahead of each reading that gets some of it
+    milliseconds pause{22}; // ahead of each reading that gets some of it: 115200 baud
     std::size_t most_of_a_read = 256;
 
     std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override
