@@ -45,6 +45,8 @@ endif()
 # The runtimes are linked into the executable itself. They then come first in the order of look-up
 # whatever is preloaded, so that a sanitized program runs over libsimboard.so too.
 add_library(setmac_sanitizers INTERFACE)
+add_library(setmac_laid_out INTERFACE)
+add_library(setmac_test_flags INTERFACE)
 if(SETMAC_SANITIZE STREQUAL thread)
     target_compile_options(setmac_sanitizers INTERFACE -fsanitize=thread -g1)
     target_link_options(setmac_sanitizers INTERFACE
@@ -56,18 +58,10 @@ elseif(SETMAC_SANITIZE)
         -g1) # what their reports need; the debugger has a build of its own
     target_link_options(setmac_sanitizers INTERFACE
         -fsanitize=address,undefined $<$<CXX_COMPILER_ID:GNU>:-static-libasan;-static-libubsan>)
-endif()
-
-# Tests themselves are for finding what is wrong in others: checks of each of their steps take a third of the
-# time that compiling them takes.
-add_library(setmac_test_flags INTERFACE)
-if(SETMAC_SANITIZE AND NOT SETMAC_SANITIZE STREQUAL thread)
-    target_compile_options(setmac_test_flags INTERFACE -fno-sanitize=undefined)
-endif()
-
-add_library(setmac_laid_out INTERFACE)
-if(SETMAC_SANITIZE AND NOT SETMAC_SANITIZE STREQUAL thread)
     target_compile_options(setmac_laid_out INTERFACE -fsanitize=null,alignment)
+    # Tests themselves are for finding what is wrong in others: checks of each of their steps take a third of
+    # the time that compiling them takes.
+    target_compile_options(setmac_test_flags INTERFACE -fno-sanitize=undefined)
 endif()
 
 add_library(setmac_explored INTERFACE)
@@ -103,8 +97,8 @@ function(compile_apart)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
 
-# optimise_little(SOURCE...): those that read a command line, once, by a library of a thousand templates. To
-# check each step of those, too, takes as long as the rest of its compilation.
+# optimise_little(SOURCE...): those that read a command line, once, by a library of a thousand templates, whose
+# steps are not checked either.
 function(optimise_little)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
         "$<$<CONFIG:Release>:-O1>;$<$<STREQUAL:${SETMAC_SANITIZE},ON>:-fno-sanitize=undefined>")
