@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks format, length, includes and manual pages; with --lint instead all programs with clang-tidy, which
+# Checks format, length, includes and manual pages; with --lint instead all programs but the floor with clang-tidy, which
 # reads the headers of the C++ library for minutes and wants a configured build/release.
 . "$(dirname "$0")/lib.sh"
 

@@ -10,7 +10,7 @@
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship and
 #     under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
 #     200 kills of a floor with busy slots, and slots in trouble beside good ones;
-#   - lint of all programs;
+#   - lint of all programs but the floor;
 #   - what is built for the switch's processor, and its tests, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
 #   - the kernel's own drivers, in an emulated machine.
@@ -65,7 +65,7 @@ test_the_rest() {
     SETMAC_FLOOR_KILLS=200 run_tests release --tests-regex "$(tests_of "${tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
-    say "Linting all programs"
+    say "Linting"
     scripts/check_style.sh --lint
     test_arm64
     test_packages

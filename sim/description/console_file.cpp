@@ -23,7 +23,7 @@ constexpr std::pair<std::string_view, console_fault::kinds> fault_words[] = {
     {"change", console_fault::change}, {"drop", console_fault::drop},
     {"twice", console_fault::twice}};
 
-console_fault read_console_fault(table_reader table)
+console_fault read_fault_table(table_reader table)
 {
     console_fault fault;
     table.require("what");
@@ -132,7 +132,7 @@ void read_console(table_reader table, console_description &console)
     read_way_to_prompt(table, console);
     read_line(table, console);
     for (const toml::table *one : table.find_tables("fault", "console.fault")) {
-        console.faults.push_back(read_console_fault({*one, table.file()}));
+        console.faults.push_back(read_fault_table({*one, table.file()}));
     }
     table.finish();
 }
@@ -161,7 +161,7 @@ void read_console_fault(const std::string &fault, console_description &console)
     if (!table) {
         throw board_file_error(name + ": expected WHAT,PLACE=N, as reboot,sent=100");
     }
-    console.faults.push_back(read_console_fault({*table, name}));
+    console.faults.push_back(read_fault_table({*table, name}));
 }
 
 } // namespace sim
