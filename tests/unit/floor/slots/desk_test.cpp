@@ -34,10 +34,13 @@ protected:
 
 TEST_F(floor_desk, does_the_work_of_slots_before_questions_and_questions_in_pieces)
 {
+    // What the desk's thread may still touch goes after the desk.
+    std::promise<void> begun;
+    std::promise<void> go_on;
+    std::promise<void> answered;
+    int pieces = 0;
     {
         desk at(ledger_place(), teller());
-        std::promise<void> begun;
-        std::promise<void> go_on;
         at.do_once(
             [&](ledger::book &) {
                 begun.set_value();
@@ -45,18 +48,17 @@ TEST_F(floor_desk, does_the_work_of_slots_before_questions_and_questions_in_piec
             },
             failing());
         begun.get_future().wait(); // what follows finds the desk at work
-        int pieces = 0;
-        std::promise<void> answered;
         at.ask(
             [&](ledger::book &) {
                 tell("piece");
                 if (pieces == 0) {
                     at.do_surely([&](ledger::book &) { tell("between"); }, failing());
                 }
-                if (++pieces == 3) {
+                const bool last = ++pieces == 3;
+                if (last) {
                     answered.set_value();
                 }
-                return pieces < 3;
+                return !last;
             },
             failing());
         at.do_once([&](ledger::book &) { tell("once"); }, failing());
@@ -82,17 +84,17 @@ TEST_F(floor_desk, hands_refusals_on_and_lives)
 
 TEST_F(floor_desk, does_later_what_must_be_done_where_the_ledger_is_away)
 {
+    std::promise<void> done;
+    std::promise<void> failed;
     hide_ledger();
     {
         desk at(ledger_place(), teller());
-        std::promise<void> done;
         at.do_surely(
             [&](ledger::book &) {
                 tell("surely");
                 done.set_value();
             },
             failing());
-        std::promise<void> failed;
         at.do_once([&](ledger::book &) { tell("once"); },
                    [&](const ledger::error &why) {
                        failing()(why);
