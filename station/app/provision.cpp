@@ -107,7 +107,8 @@ std::vector<std::string> each_of(const range &elements, text_of text)
 std::string json_transcript(const std::string &transcript)
 {
     std::string text;
-    for (const auto &line : lines_of(readable(transcript))) {
+    const auto shown = readable(transcript);
+    for (const auto line : lines_of(shown)) {
         text += printable(line) + "\n";
     }
     return json_text(text);

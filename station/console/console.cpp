@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto listening_step = 100ms;
+constexpr auto looking_step = 100ms;
 constexpr auto write_limit = 10s;
 constexpr auto longest_drain = 1s;
 constexpr auto longest_command = 60s;
@@ -44,7 +44,7 @@ constexpr int answers_that_decide = 3;
 // switch that is silent for longer waits for the beginning.
 constexpr auto operation_answer = 700ms;
 constexpr char acknowledge = 0x06;
-constexpr char value_damaged = 0x14;
+constexpr char frame_damaged = 0x14;
 constexpr std::string_view unit_start = " ";
 constexpr std::string_view backplane_start = "\x15";
 constexpr std::string_view impossible_list = "\x01\xFB";
@@ -83,7 +83,7 @@ arrival console::reach_prompt(milliseconds limit)
     while (far_.now() < deadline) {
         observer_.waiting();
         if (state() != showing::prompt) {
-            receive(std::min(deadline, far_.now() + listening_step));
+            receive(std::min(deadline, far_.now() + looking_step));
         }
         if (const auto reached = react()) {
             return *reached;
@@ -210,7 +210,7 @@ bool console::end_operation()
     if (answers(backplane_start, acknowledge)) {
         return true;
     }
-    answers(end_of_frames, value_damaged);
+    answers(end_of_frames, frame_damaged);
     send(interrupt);
     return false;
 }
@@ -286,8 +286,9 @@ void console::take(std::string_view read)
 
 bool console::shows_prompt(std::string_view text) const
 {
-    const auto lines = lines_of(readable(text));
-    const auto is_prompt = [this](const std::string &each) { return each.starts_with(learnt_); };
+    const auto shown = readable(text);
+    const auto lines = lines_of(shown);
+    const auto is_prompt = [this](std::string_view each) { return each.starts_with(learnt_); };
     return !lines.empty() &&
            (ends_with(lines.back(), settings_.login_prompt) ||
             (!learnt_.empty() && std::any_of(lines.begin(), lines.end(), is_prompt)));
@@ -380,7 +381,7 @@ void console::start_anew()
 
 bool console::receive(time_point deadline)
 {
-    std::array<std::uint8_t, 256> buffer{};
+    std::array<std::uint8_t, 1024> buffer{};
     const auto left = std::chrono::ceil<milliseconds>(deadline - far_.now());
     const auto count = far_.read(buffer, std::max(left, milliseconds(0)));
     if (count == 0) {

@@ -11,6 +11,12 @@ constexpr char escape = 0x1B;
 constexpr char bell = 0x07;
 constexpr char backspace = 0x08;
 
+/** Whether a character is shown as it stands, whatever comes behind it. */
+bool is_plain(char character)
+{
+    return static_cast<unsigned char>(character) >= 0x20 && character != '[';
+}
+
 bool is_digit(char character)
 {
     return std::isdigit(static_cast<unsigned char>(character)) != 0;
@@ -77,7 +83,11 @@ std::string readable(std::string_view raw)
     out.reserve(raw.size());
     for (std::size_t at = 0; at < raw.size();) {
         const char character = raw[at];
-        if (character == '[' && is_kernel_stamp(raw.substr(at))) {
+        if (is_plain(character)) {
+            const auto end = after_all(raw, at, is_plain);
+            out.append(raw, at, end - at);
+            at = end;
+        } else if (character == '[' && is_kernel_stamp(raw.substr(at))) {
             at = after_line(raw, at);
         } else if (character == escape) {
             at = after_escape(raw, at);
@@ -87,7 +97,7 @@ std::string readable(std::string_view raw)
         } else {
             if (character == backspace && !out.empty() && out.back() != '\n') {
                 out.pop_back();
-            } else if (static_cast<unsigned char>(character) >= 0x20 || character == '\t') {
+            } else if (character == '[' || character == '\t') {
                 out += character;
             }
             ++at;
@@ -102,13 +112,13 @@ std::string_view last_line(std::string_view text)
     return end == std::string_view::npos ? text : text.substr(end + 1);
 }
 
-std::vector<std::string> lines_of(std::string_view text)
+std::vector<std::string_view> lines_of(std::string_view text)
 {
-    std::vector<std::string> lines;
+    std::vector<std::string_view> lines;
     while (!text.empty()) {
         const auto end = std::min(text.find('\n'), text.size());
         if (end > 0) {
-            lines.emplace_back(text.substr(0, end));
+            lines.push_back(text.substr(0, end));
         }
         text.remove_prefix(std::min(end + 1, text.size()));
     }

@@ -17,8 +17,8 @@ std::string readable(std::string_view raw);
 /** The line that the console is in: what comes after the last line end. */
 std::string_view last_line(std::string_view text);
 
-/** The lines of a readable text that hold anything. */
-std::vector<std::string> lines_of(std::string_view text);
+/** The lines of a readable text that hold anything; they lie in that text. */
+std::vector<std::string_view> lines_of(std::string_view text);
 
 /**
  * Whether both are the same but for blanks, line ends and other characters that are not printed: a

@@ -78,7 +78,7 @@ private:
 
     line &far_;
     listener &observer_;
-    std::array<std::uint8_t, 256> buffer_{};
+    std::array<std::uint8_t, 1024> buffer_{};
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     time_point last_arrival_ = far_.now();

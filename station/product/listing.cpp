@@ -6,15 +6,15 @@
 
 namespace station {
 
-std::vector<std::string> unwrapped(const std::vector<std::string> &lines, std::size_t columns)
+std::vector<std::string> unwrapped(const std::vector<std::string_view> &lines, std::size_t columns)
 {
     std::vector<std::string> whole;
     bool goes_on = false;
-    for (const auto &line : lines) {
+    for (const auto line : lines) {
         if (goes_on) {
             whole.back() += line;
         } else {
-            whole.push_back(line);
+            whole.emplace_back(line);
         }
         goes_on = line.size() == columns;
     }
@@ -24,8 +24,9 @@ std::vector<std::string> unwrapped(const std::vector<std::string> &lines, std::s
 listing listing::of(std::string_view text, std::size_t columns)
 {
     listing read;
-    read.lines = lines_of(text);
-    const auto whole = unwrapped(read.lines, columns);
+    const auto lines = lines_of(text);
+    read.lines.assign(lines.begin(), lines.end());
+    const auto whole = unwrapped(lines, columns);
     std::copy_if(whole.begin(), whole.end(), std::back_inserter(read.lines),
                  [&](const std::string &line) { return line.size() > columns; });
     return read;

@@ -11,7 +11,7 @@ namespace station {
  * Lines as a console wraps them that has so many columns, put together: one that fills them goes on
  * in the next.
  */
-std::vector<std::string> unwrapped(const std::vector<std::string> &lines, std::size_t columns);
+std::vector<std::string> unwrapped(const std::vector<std::string_view> &lines, std::size_t columns);
 
 /** What a command on the switch printed, line by line. */
 struct listing {

@@ -34,7 +34,8 @@ constexpr std::string_view log_text = "BP ";
 /** What a command said last, ahead of the prompt. */
 std::string last_words(std::string_view text)
 {
-    const auto lines = lines_of(readable(text));
+    const auto shown = readable(text);
+    const auto lines = lines_of(shown);
     return lines.size() < 2 ? "" : ": " + printable(lines[lines.size() - 2]);
 }
 

@@ -23,8 +23,8 @@ public:
     }
 
     std::function<bool()> talks = [] { return true; };
-    milliseconds pause{22}; // ahead of each reading that gets some of it: 115200 baud
-    std::size_t most_of_a_read = 256;
+    milliseconds pause{88}; // ahead of each reading that gets some of it: 115200 baud
+    std::size_t most_of_a_read = 1024;
 
     std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override
     {
