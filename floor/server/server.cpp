@@ -23,11 +23,13 @@ using boost::system::error_code;
 
 constexpr std::chrono::milliseconds accept_pause{100}; // when the process has no descriptors left
 constexpr std::uint16_t http_port = 80;
+// What the system keeps for a reader that is slow: left to itself it takes megabytes for each.
+constexpr int unread_bytes = 256 * 1024;
 
 asio::ip::address address_of(const std::string &text)
 {
     error_code failed;
-    const auto address = asio::ip::make_address(text, failed);
+    auto address = asio::ip::make_address(text, failed);
     if (failed) {
         throw std::runtime_error("\"" + text +
                                  "\" is no address of this machine: write it in "
@@ -75,6 +77,7 @@ tcp::acceptor listen(asio::io_context &on, const server_settings &settings)
     try {
         tcp::acceptor acceptor(on, place.protocol());
         acceptor.set_option(asio::socket_base::reuse_address(true)); // never the port of another
+        acceptor.set_option(asio::socket_base::send_buffer_size(unread_bytes));
         acceptor.bind(place);
         acceptor.listen();
         return acceptor;
