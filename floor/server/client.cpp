@@ -131,7 +131,7 @@ answer client::ask(const std::string &path) const
 
 answer client::change(const std::string &path, const json &content) const
 {
-    const auto session = ask("/api/session");
+    auto session = ask("/api/session");
     if (session.refused) {
         return session;
     }

@@ -26,7 +26,7 @@ namespace http = boost::beast::http;
 using beast::error_code;
 
 // What the other side still sends is dropped while it reads a last response.
-constexpr std::size_t most_drained = 1024 * 1024;
+constexpr std::size_t most_drained = std::size_t(1024) * 1024;
 
 request head_of(const http::request<http::string_body> &message)
 {
@@ -180,9 +180,9 @@ private:
         try {
             call.ask(service_.floor,
                      [mail = service_.mail, to = weak_from_this(), number](answer given) {
-                         mail->post([to, number, given = std::move(given)]() mutable {
+                         mail->post([to, number, given = std::move(given)] {
                              if (const auto self = to.lock()) {
-                                 self->on_answer(number, std::move(given));
+                                 self->on_answer(number, given);
                              }
                          });
                      });
@@ -191,7 +191,7 @@ private:
         }
     }
 
-    void on_answer(std::uint64_t number, answer given)
+    void on_answer(std::uint64_t number, const answer &given)
     {
         if (number != asked_ || !tell_) {
             return; // it came too late

@@ -13,8 +13,8 @@ namespace shopfloor {
 
 /** What is too much, and too long. */
 struct server_limits {
-    std::size_t header_bytes = 16 * 1024; // of a request's first line and headers together
-    std::size_t body_bytes = 64 * 1024;
+    std::size_t header_bytes = 16384; // of a request's first line and headers together
+    std::size_t body_bytes = 65536;
     std::size_t connections = 512;
     std::size_t connections_of_one = 128;      // of one address; a proxy is one
     std::chrono::milliseconds idle{60'000};    // between two requests

@@ -8,7 +8,7 @@ namespace shopfloor {
 
 namespace {
 
-constexpr auto broken_off = "the floor ended before the run did";
+constexpr auto ended_with_floor = "the floor ended before the run did";
 
 /** Other programs of this station name their places otherwise. */
 bool is_of_a_slot(const ledger::attempt &one)
@@ -73,7 +73,7 @@ void floor_control::restore(ledger::book &in)
     }
     for (const auto &each : in.open_attempts(floor_.station)) {
         if (is_of_a_slot(each.of)) {
-            in.end_attempt(each.of.id, ledger::attempt_outcome::in_doubt, broken_off, {});
+            in.end_attempt(each.of.id, ledger::attempt_outcome::in_doubt, ended_with_floor, {});
         }
     }
     for (const auto &each : floor_.slots) {

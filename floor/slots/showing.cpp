@@ -222,7 +222,7 @@ json showing::change_operator(const std::string &badge)
 {
     const std::lock_guard lock(guard_);
     operator_ = badge;
-    const json told{{"operator", operator_json(badge)}};
+    json told{{"operator", operator_json(badge)}};
     events_.add("operator", line_of(told));
     return told;
 }

@@ -12,8 +12,8 @@ namespace shopfloor {
 namespace {
 
 constexpr std::size_t most_of_entry = 400;
-constexpr std::size_t most_at_begin = 256 * 1024;
-constexpr std::size_t most_at_end = 256 * 1024;
+constexpr std::size_t most_at_begin = std::size_t(256) * 1024;
+constexpr std::size_t most_at_end = std::size_t(256) * 1024;
 
 std::string_view text_of(std::span<const std::uint8_t> data)
 {
