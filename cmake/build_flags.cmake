@@ -9,6 +9,12 @@ add_link_options(
     $<$<AND:${hardened},$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-pie>
     "$<${hardened}:LINKER:-z,relro,-z,now,-z,noexecstack>")
 
+# Most of a build's time would go into reading the same headers: several files of a target are compiled as one.
+# With SETMAC_TOGETHER off each is compiled on its own, which holds it to what it includes itself.
+option(SETMAC_TOGETHER "Compile several files as one: all takes half the time, a change longer" ON)
+set(CMAKE_UNITY_BUILD ${SETMAC_TOGETHER})
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
+
 # Interface targets that carry the flags of every compilation:
 #   setmac_warnings    strict warnings, as errors
 #   setmac_sanitizers  those that SETMAC_SANITIZE names, or nothing
@@ -27,11 +33,12 @@ endif()
 
 # g++ 12 sees overlapping copies in every optimised "text" + std::string; hence no -Wrestrict.
 # Of clang, what g++ means by the same options: without enumerators that shadow functions of the C library,
-# and signed numbers that become unsigned.
+# and signed numbers that become unsigned. Of files that are compiled as one, neighbours are no shadows.
 add_library(setmac_warnings INTERFACE)
 target_compile_options(setmac_warnings INTERFACE
     -Wall -Wextra -Wconversion -Wshadow -Wformat=2 -Werror
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+    $<$<BOOL:${SETMAC_TOGETHER}>:-Wno-shadow>
     "$<$<CXX_COMPILER_ID:Clang>:-Wno-shadow;-Wno-sign-conversion>")
 
 # For arm64 it sees overflows in vectorised copies into any std::vector; the other builds warn of those.
@@ -84,13 +91,6 @@ target_compile_options(setmac_plain INTERFACE
     $<$<NOT:$<OR:$<BOOL:${SETMAC_FUZZ}>,$<BOOL:${has_fuzzer}>>>:-U_GLIBCXX_ASSERTIONS>)
 target_link_libraries(setmac_plain INTERFACE
     setmac_warnings setmac_sanitizers setmac_laid_out setmac_explored)
-
-# Under the sanitizers most of a build's time would go into reading the same headers: several files of a target
-# are compiled as one. The other builds compile each on its own, and so hold each to what it includes itself.
-if(SETMAC_SANITIZE)
-    set(CMAKE_UNITY_BUILD ON)
-    set(CMAKE_UNITY_BUILD_BATCH_SIZE 6)
-endif()
 
 # compile_apart(SOURCE...): those that have names of their own in common, each in its file, and are short.
 function(compile_apart)

@@ -10,7 +10,7 @@
 #   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship and
 #     under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
 #     200 kills of a floor with busy slots, and slots in trouble beside good ones;
-#   - lint of all programs but the floor;
+#   - lint of all programs;
 #   - what is built for the switch's processor, and its tests, under emulation;
 #   - the packages: installed, run, removed, and the same to the byte when they are built again;
 #   - the kernel's own drivers, in an emulated machine.
@@ -23,12 +23,12 @@
 . "$(dirname "$0")/lib.sh"
 
 module_tests=(
-    bench_tests floor_slot_tests floor_tests ledger_tests sim_tests station_tests switch_tests
+    bench_tests floor_slot_tests floor_tests ledger_tests power_cut_tests sim_tests station_tests switch_tests
 )
 program_tests=(console_tests e2e_tests ledger_e2e_tests line_tests provision_tests third_party_tests)
 long_tests=(floor_proofs ledger_proofs sweep_tests)
 # Of what a switch runs, and of the board that it is tested on; the station's programs are for PCs.
-arm64_tests=(e2e_tests sim_tests switch_tests third_party_tests)
+arm64_tests=(e2e_tests power_cut_tests sim_tests switch_tests third_party_tests)
 
 # tests_of EXECUTABLE...: a pattern for the tests of those; and for what stands for them where they are not
 # built, which fails.
@@ -60,7 +60,7 @@ test_quickly() {
 }
 
 test_the_rest() {
-    local tests=(switch_tests "${program_tests[@]}" "${long_tests[@]}")
+    local tests=(power_cut_tests "${program_tests[@]}" "${long_tests[@]}")
     build release "${shipped_targets[@]}" "${pc_targets[@]}" "${tests[@]}"
     SETMAC_FLOOR_KILLS=200 run_tests release --tests-regex "$(tests_of "${tests[@]}")"
     build asan sweep_tests
