@@ -297,12 +297,13 @@ int run_product(const choices &chosen)
     const auto what = entered ? entered->planned(described, given, chosen.only_check)
                               : make_plan(described, given, date_of_today());
 
+    // From here on there may be an attempt in the ledger, which gets its end.
+    const stop_on_signals stop;
     chosen_line used(chosen);
     if (entered && !chosen.only_check) {
         entered->begin();
     }
     run_display shown(stderr, style_of(chosen), used.place);
-    const stop_on_signals stop;
     const auto result = provision(*used.far, what, options, shown, stop.token());
     shown.finish();
     if (!chosen.quiet) {
