@@ -214,6 +214,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "usage: ledger_bench FOLDER UNITS [POSTGRES_URL]\n");
         return 2;
     }
+    setlinebuf(stdout); // a million units take minutes
     const std::string folder = argv[1];
     const int units = std::atoi(argv[2]); // NOLINT(cert-err34-c)
     bare_sqlite in_a_file(folder + "/bare.db");
