@@ -62,7 +62,7 @@ test_quickly() {
 test_the_rest() {
     local tests=(power_cut_tests "${program_tests[@]}" "${long_tests[@]}")
     build release "${shipped_targets[@]}" "${pc_targets[@]}" "${tests[@]}"
-    SETMAC_FLOOR_KILLS=200 run_tests release --tests-regex "$(tests_of "${tests[@]}")"
+    SETMAC_FLOOR_KILLS=200 SETMAC_LEDGER_RESERVATIONS=20000 run_tests release --tests-regex "$(tests_of "${tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
     say "Linting"
