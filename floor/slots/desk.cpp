@@ -9,7 +9,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// How often an idle desk looks whether the ledger can be used.
+// How often the desk looks whether the ledger can be used, where the work of slots does not show
+// it.
 constexpr auto look_while_away = 1s;
 constexpr auto look_while_well = 15s;
 
@@ -72,6 +73,7 @@ void desk::add(queue &to, job what)
 void desk::run()
 {
     look();
+    looked_ = clock::now();
     std::unique_lock lock(guard_);
     while (true) {
         const bool due = wait(lock);
@@ -88,18 +90,30 @@ void desk::run()
             lock.unlock();
             carry_out(*from, std::move(taken));
         }
+        if (from != &questions_) {
+            looked_ = clock::now();
+        }
         lock.lock();
     }
 }
 
-/** True: it is time to look whether the ledger can be used. */
+/** True: it is time to look whether the ledger can be used, however many questions there are. */
 bool desk::wait(std::unique_lock<std::mutex> &lock)
 {
     const auto has_work = [this] { return ending_ || next_queue(false) != nullptr; };
-    return !news_.wait_for(lock, usable_ ? look_while_well : look_while_away, has_work);
+    news_.wait_until(lock, next_look(), has_work);
+    return clock::now() >= next_look();
 }
 
-/** What must be done shows whether the ledger can be used again, and waits until that is due. */
+desk::clock::time_point desk::next_look() const
+{
+    return looked_ + (usable_ ? look_while_well : look_while_away);
+}
+
+/**
+ * The one whose turn it is. What must be done shows whether the ledger can be used again, and waits
+ * until that is due; null: a look shows it, or there is nothing.
+ */
 desk::queue *desk::next_queue(bool due)
 {
     if (!sure_.empty() && (usable_ || due)) {
@@ -108,7 +122,7 @@ desk::queue *desk::next_queue(bool due)
     if (!work_.empty()) {
         return &work_;
     }
-    return questions_.empty() ? nullptr : &questions_;
+    return due || questions_.empty() ? nullptr : &questions_;
 }
 
 void desk::carry_out(queue &from, job taken)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -50,10 +51,12 @@ private:
         on_failure failed;
     };
     using queue = std::deque<job>;
+    using clock = std::chrono::steady_clock;
 
     void add(queue &to, job what);
     void run();
     bool wait(std::unique_lock<std::mutex> &lock);
+    clock::time_point next_look() const;
     queue *next_queue(bool due);
     void carry_out(queue &from, job taken);
     void fail(queue &from, job taken, const ledger::error &why);
@@ -66,6 +69,7 @@ private:
     std::unique_ptr<ledger::book> book_; // only for the thread, as what follows
     bool usable_ = true;
     std::string reason_;
+    clock::time_point looked_; // when it was last seen whether the ledger can be used
 
     std::mutex guard_;
     std::condition_variable news_;

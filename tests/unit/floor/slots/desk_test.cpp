@@ -107,6 +107,37 @@ TEST_F(floor_desk, does_later_what_must_be_done_where_the_ledger_is_away)
     EXPECT_EQ(told, (std::vector<std::string>{"away", "failed", "surely", "usable"}));
 }
 
+TEST_F(floor_desk, does_what_must_be_done_although_questions_never_end)
+{
+    std::promise<void> failed;
+    std::promise<void> done;
+    bool is_done = false; // used on the desk's thread only, as what follows
+    bool has_failed = false;
+    hide_ledger();
+    {
+        desk at(ledger_place(), teller());
+        const auto question = [&](ledger::book &) { return !is_done; };
+        const desk::on_failure ask_again = [&](const ledger::error &) {
+            at.ask(question, ask_again);
+            if (!std::exchange(has_failed, true)) {
+                failed.set_value();
+            }
+        };
+        at.do_surely(
+            [&](ledger::book &) {
+                tell("surely");
+                is_done = true;
+                done.set_value();
+            },
+            failing());
+        at.ask(question, ask_again);
+        failed.get_future().wait();
+        show_ledger();
+        done.get_future().wait();
+    }
+    EXPECT_EQ(told, (std::vector<std::string>{"away", "surely", "usable"}));
+}
+
 TEST_F(floor_desk, ends_without_what_a_ledger_that_is_away_would_have_to_take)
 {
     hide_ledger();
