@@ -75,12 +75,14 @@ void desk::run()
     look();
     looked_ = clock::now();
     std::unique_lock lock(guard_);
+    const queue *tried = nullptr; // since it is to end
     while (true) {
         const bool due = wait(lock);
-        if (ending_ && work_.empty() && (sure_.empty() || !usable_)) {
+        if (has_ended(tried)) {
             return;
         }
         auto *const from = next_queue(due);
+        tried = ending_ ? from : nullptr;
         if (from == nullptr) {
             lock.unlock();
             look();
@@ -110,13 +112,21 @@ desk::clock::time_point desk::next_look() const
     return looked_ + (usable_ ? look_while_well : look_while_away);
 }
 
+/** Where the ledger is away, what must be done was tried since in vain. */
+bool desk::has_ended(const queue *tried) const
+{
+    const bool in_vain = tried == &sure_ && !usable_;
+    return ending_ && work_.empty() && (sure_.empty() || in_vain);
+}
+
 /**
  * The one whose turn it is. What must be done shows whether the ledger can be used again, and waits
  * until that is due; null: a look shows it, or there is nothing.
  */
 desk::queue *desk::next_queue(bool due)
 {
-    if (!sure_.empty() && (usable_ || due)) {
+    const bool is_last_try = ending_ && work_.empty();
+    if (!sure_.empty() && (usable_ || due || is_last_try)) {
         return &sure_;
     }
     if (!work_.empty()) {

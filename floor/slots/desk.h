@@ -42,7 +42,10 @@ public:
     void do_surely(work what, on_failure failed);
     void ask(piece what, on_failure failed);
 
-    /** Ends the thread: after all that it was given, or, where the ledger is away, without that. */
+    /**
+     * Ends the thread: after all that it was given, or, where the ledger is away at a last try,
+     * without what must be done.
+     */
     void end();
 
 private:
@@ -57,6 +60,7 @@ private:
     void run();
     bool wait(std::unique_lock<std::mutex> &lock);
     clock::time_point next_look() const;
+    bool has_ended(const queue *tried) const;
     queue *next_queue(bool due);
     void carry_out(queue &from, job taken);
     void fail(queue &from, job taken, const ledger::error &why);

@@ -299,7 +299,10 @@ void floor_control::begin(const shared_run &run, const start_request &wanted,
                 [](const ledger::error &) {});
         }
     });
-    order.done = [this, run](station::run_result result) { enter_end(run, std::move(result)); };
+    order.done = [this, run](station::run_result result) {
+        enter_end(run, std::move(result));
+        one_less_is_active();
+    };
     const std::lock_guard lock(guard_);
     if (const auto &worker = slots_.at(run->slot).worker) {
         worker->begin(std::move(order));
@@ -356,7 +359,6 @@ void floor_control::show_end(const begun_run &run, const station::run_result &re
         }
         slot.state = present ? slot_state::ended : slot_state::unplugged;
     });
-    one_less_is_active();
 }
 
 void floor_control::cancel(int slot, reply to)

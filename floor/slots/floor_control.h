@@ -114,7 +114,7 @@ private:
     std::condition_variable ended_;
     std::condition_variable_any scanned_;
     bool stopping_ = false; // guarded
-    int active_ = 0;        // slots that were claimed; guarded
+    int active_ = 0;        // slots that were claimed, up to the end of their run; guarded
     std::map<int, one_slot> slots_;
     bool restored_ = false; // only for the desk's thread
     std::unique_ptr<desk> desk_;

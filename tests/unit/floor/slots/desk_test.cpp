@@ -148,6 +148,20 @@ TEST_F(floor_desk, ends_without_what_a_ledger_that_is_away_would_have_to_take)
     EXPECT_EQ(told, std::vector<std::string>{"away"});
 }
 
+TEST_F(floor_desk, tries_at_its_end_once_more_what_must_be_done)
+{
+    std::promise<void> failed;
+    hide_ledger();
+    {
+        desk at(ledger_place(), teller());
+        at.do_surely([&](ledger::book &) { tell("surely"); }, failing());
+        at.do_once([](ledger::book &) {}, [&](const ledger::error &) { failed.set_value(); });
+        failed.get_future().wait();
+        show_ledger();
+    }
+    EXPECT_EQ(told, (std::vector<std::string>{"away", "surely", "usable"}));
+}
+
 TEST_F(floor_desk, lets_a_slot_begin_nothing_while_the_ledger_is_away)
 {
     describe(1);
