@@ -46,6 +46,9 @@ constexpr std::chrono::seconds patience{60};
 pid_t started(const std::vector<std::string> &command)
 {
     const pid_t child = fork();
+    if (child < 0) {
+        throw std::runtime_error("no process can be started");
+    }
     if (child == 0) {
         become(command);
     }
@@ -114,7 +117,7 @@ postgres_server::postgres_server()
 
 postgres_server::~postgres_server()
 {
-    stop();
+    end_by(SIGQUIT);
     std::filesystem::remove_all(folder_);
 }
 
@@ -125,6 +128,9 @@ std::string postgres_server::url(const std::string &database) const
 
 void postgres_server::start()
 {
+    if (server_) {
+        return;
+    }
     server_ = started({POSTGRES_PROGRAMS "/postgres", "-D", (folder_ / "data").string(), "-k",
                        folder_.string(), "-c", "listen_addresses=", "-c", "max_connections=200"});
     const auto deadline = std::chrono::steady_clock::now() + patience;
@@ -136,15 +142,23 @@ void postgres_server::start()
     }
 }
 
+void postgres_server::end_by(int signal)
+{
+    if (server_) {
+        kill(*server_, signal);
+        waitpid(*server_, nullptr, 0);
+        server_.reset();
+    }
+}
+
 void postgres_server::stop()
 {
-    kill(server_, SIGQUIT);
-    waitpid(server_, nullptr, 0);
+    end_by(SIGINT);
 }
 
 void postgres_server::restart()
 {
-    stop();
+    end_by(SIGQUIT);
     start();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include <sys/types.h>
@@ -21,6 +22,10 @@ public:
 
     const std::filesystem::path &folder() const { return folder_; }
 
+    /** Breaks all connections off and ends it in order; its folder and databases stay. */
+    void stop();
+    /** Starts it where it does not run; on the tests' main thread, with which it ends. */
+    void start();
     /** Ends it at once, as a power cut would, and starts it again. */
     void restart();
 
@@ -30,12 +35,11 @@ public:
 
 private:
     postgres_server();
-    void start();
-    void stop();
+    void end_by(int signal);
     std::string url(const std::string &database) const;
 
     std::filesystem::path folder_;
-    pid_t server_ = -1;
+    std::optional<pid_t> server_; // none: it does not run
     int databases_ = 0;
 };
 
