@@ -1,18 +1,10 @@
 #include "floor/slots/desk.h"
 
-#include <chrono>
 #include <utility>
 
 namespace shopfloor {
 
 namespace {
-
-using namespace std::chrono_literals;
-
-// How often the desk looks whether the ledger can be used, where the work of slots does not show
-// it.
-constexpr auto look_while_away = 1s;
-constexpr auto look_while_well = 15s;
 
 desk::piece in_one_piece(desk::work what)
 {
@@ -24,8 +16,8 @@ desk::piece in_one_piece(desk::work what)
 
 } // namespace
 
-desk::desk(ledger::ledger_place place, on_change tell)
-    : place_(std::move(place)), tell_(std::move(tell)), thread_([this] { run(); })
+desk::desk(ledger::ledger_place place, on_change tell, ledger_looks looks)
+    : place_(std::move(place)), tell_(std::move(tell)), looks_(looks), thread_([this] { run(); })
 {
 }
 
@@ -109,7 +101,7 @@ bool desk::wait(std::unique_lock<std::mutex> &lock)
 
 desk::clock::time_point desk::next_look() const
 {
-    return looked_ + (usable_ ? look_while_well : look_while_away);
+    return looked_ + (usable_ ? looks_.while_well : looks_.while_away);
 }
 
 /** Where the ledger is away, what must be done was tried since in vain. */

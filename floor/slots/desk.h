@@ -13,6 +13,12 @@
 
 namespace shopfloor {
 
+/** How often a desk looks whether the ledger can be used, where no work of slots shows it. */
+struct ledger_looks {
+    std::chrono::milliseconds while_away{1000};
+    std::chrono::milliseconds while_well{15000};
+};
+
 /**
  * The only thread that uses the ledger. Work of the slots goes before questions, and questions are
  * answered in pieces, between which the slots get their turn. All functions may be called from any
@@ -27,7 +33,7 @@ public:
     /** Whether the ledger can be used, and why not; called on the desk's thread. */
     using on_change = std::function<void(bool usable, const std::string &reason)>;
 
-    desk(ledger::ledger_place place, on_change tell);
+    desk(ledger::ledger_place place, on_change tell, ledger_looks looks = {});
     /** As end(). */
     ~desk();
     desk(const desk &) = delete;
@@ -70,6 +76,7 @@ private:
 
     const ledger::ledger_place place_;
     const on_change tell_;
+    const ledger_looks looks_;
     std::unique_ptr<ledger::book> book_; // only for the thread, as what follows
     bool usable_ = true;
     std::string reason_;

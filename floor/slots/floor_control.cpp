@@ -27,7 +27,7 @@ constexpr station::next_steps on_the_page{
 } // namespace
 
 floor_control::floor_control(floor_description floor, port_watch &ports, std::string version,
-                             line_of_slot open)
+                             line_of_slot open, ledger_looks looks)
     : floor_(std::move(floor)), ports_(ports), version_(std::move(version)), open_(std::move(open)),
       shown_(floor_, version_)
 {
@@ -41,7 +41,8 @@ floor_control::floor_control(floor_description floor, port_watch &ports, std::st
     ports_.call_on_change([this] { look_at_ports(); });
     desk_ = std::make_unique<desk>(
         ledger::ledger_place{floor_.ledger, floor_.witness},
-        [this](bool usable, const std::string &reason) { shown_.change_ledger(usable, reason); });
+        [this](bool usable, const std::string &reason) { shown_.change_ledger(usable, reason); },
+        looks);
     desk_->do_surely([this](ledger::book &in) { restore(in); }, [](const ledger::error &) {});
     start_printing();
 }

@@ -24,9 +24,9 @@ public:
     /** Opens the line of a slot in the stead of its port or program; for tests. */
     using line_of_slot = std::function<std::unique_ptr<station::line>(const floor_slot &)>;
 
-    /** The watch must outlive the floor; version is that of the program. */
+    /** The watch must outlive the floor; version is that of the program; looks are for tests. */
     floor_control(floor_description floor, port_watch &ports, std::string version,
-                  line_of_slot open = {});
+                  line_of_slot open = {}, ledger_looks looks = {});
     /** As stop(). */
     ~floor_control() override;
 

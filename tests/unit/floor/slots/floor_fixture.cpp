@@ -14,6 +14,16 @@ using namespace std::chrono_literals;
 // A machine that is ten times slower, and busy, passes it all the same.
 constexpr auto patience = 120s;
 
+json slot_in(const json &state, int number)
+{
+    for (const auto &each : state["slots"]) {
+        if (each["slot"] == number) {
+            return each;
+        }
+    }
+    return nullptr;
+}
+
 } // namespace
 
 std::vector<shopfloor::serial_port> fake_ports::ports()
@@ -89,48 +99,81 @@ void floor_fixture::write(const std::string &name, const std::string &text) cons
     std::ofstream(path(name), std::ios::binary) << text;
 }
 
-void floor_fixture::describe(int slots, const std::string &more)
+std::string floor_fixture::floor_text(const std::string &station, int first_slot,
+                                      int last_slot) const
 {
-    std::string text = "[floor]\nname = \"Line 3\"\nstation = \"line3\"\n"
-                       "[ledger]\nurl = \"sqlite:line.db\"\n"
+    std::string text = "[floor]\nname = \"Line 3\"\nstation = \"" + station +
+                       "\"\n"
+                       "[ledger]\nurl = \"" +
+                       ledger_url() +
+                       "\"\n"
                        "[[product]]\nfile = \"product.toml\"\n";
-    for (int number = 1; number <= slots; ++number) {
+    for (int number = first_slot; number <= last_slot; ++number) {
         text += "[[slot]]\nnumber = " + std::to_string(number) + "\nexec = \"a model\"\n";
     }
-    write("FLOOR.toml", text + more);
+    return text;
+}
+
+void floor_fixture::describe(int slots, const std::string &more)
+{
+    write("FLOOR.toml", floor_text("line3", 1, slots) + more);
 }
 
 shopfloor::floor_control &floor_fixture::open()
 {
     close();
+    floor = opened("FLOOR.toml");
+    return *floor;
+}
+
+void floor_fixture::close()
+{
+    floor.reset();
+    second_floor.reset();
+}
+
+std::unique_ptr<shopfloor::floor_control> floor_fixture::opened(const std::string &file)
+{
     const auto line_of = [this](const shopfloor::floor_slot &slot) {
         const auto other = other_lines.find(slot.number);
         return std::make_unique<borrowed_line>(
             other != other_lines.end() ? *other->second
                                        : static_cast<station::line &>(boards.at(slot.number)));
     };
-    const auto described = shopfloor::read_floor(path("FLOOR.toml"));
+    const auto described = shopfloor::read_floor(path(file));
     for (const auto &each : described.slots) {
         boards.try_emplace(each.number);
     }
-    floor = std::make_unique<shopfloor::floor_control>(described, ports, "0.1.0", line_of);
-    floor->events().call_on_news([this] {
+    auto made =
+        std::make_unique<shopfloor::floor_control>(described, ports, "0.1.0", line_of, looks);
+    made->events().call_on_news([this] {
         const std::lock_guard lock(guard_);
+        ++news_told_;
         news_.notify_all();
     });
-    return *floor;
+    return made;
 }
 
-answer floor_fixture::ask(const std::function<void(shopfloor::reply)> &request)
+std::future<answer> floor_fixture::asked(const std::function<void(shopfloor::reply)> &request)
 {
     const auto told = std::make_shared<std::promise<answer>>();
     auto coming = told->get_future();
     request([told](answer of) { told->set_value(std::move(of)); });
+    return coming;
+}
+
+answer floor_fixture::answer_of(std::future<answer> coming)
+{
     if (coming.wait_for(patience) != std::future_status::ready) {
         ADD_FAILURE() << "no answer";
         return {};
     }
     return coming.get();
+}
+
+answer floor_fixture::ask(const std::function<void(shopfloor::reply)> &request)
+{
+    return answer_of(asked(request));
 }
 
 answer floor_fixture::start(int slot, const std::string &label)
@@ -140,38 +183,52 @@ answer floor_fixture::start(int slot, const std::string &label)
 
 answer floor_fixture::start(const shopfloor::start_request &wanted)
 {
-    return ask([&](shopfloor::reply to) { floor->start(wanted, std::move(to)); });
+    return answer_of(asked_to_start(wanted));
+}
+
+std::future<answer> floor_fixture::asked_to_start(const shopfloor::start_request &wanted)
+{
+    return asked([&](shopfloor::reply to) { floor_of(wanted.slot).start(wanted, std::move(to)); });
+}
+
+shopfloor::floor_control &floor_fixture::floor_of(int slot) const
+{
+    const bool in_second = second_floor && !slot_in(second_floor->state(), slot).is_null();
+    return in_second ? *second_floor : *floor;
 }
 
 json floor_fixture::slot(int number) const
 {
-    const auto state = floor->state();
-    for (const auto &each : state["slots"]) {
-        if (each["slot"] == number) {
-            return each;
+    return slot_in(floor_of(number).state(), number);
+}
+
+bool floor_fixture::wait_until(const std::function<bool()> &is_so)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    std::unique_lock lock(guard_);
+    bool in_time = true;
+    while (in_time) {
+        // The news of a change may have been told before it is waited for.
+        const auto seen = news_told_;
+        lock.unlock();
+        if (is_so()) {
+            return true;
         }
+        lock.lock();
+        in_time = news_.wait_until(lock, deadline, [&] { return news_told_ != seen; });
     }
-    return nullptr;
+    return false;
 }
 
 json floor_fixture::wait_for(int number, const std::function<bool(const json &)> &is_so)
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    std::unique_lock lock(guard_);
-    while (std::chrono::steady_clock::now() < deadline) {
-        // The news of a change may have been told before it is waited for.
-        const auto seen = floor->events().last();
-        lock.unlock();
-        auto now = slot(number);
-        if (is_so(now)) {
-            return now;
-        }
-        lock.lock();
-        news_.wait_until(lock, deadline, [&] { return floor->events().last() != seen; });
-    }
-    lock.unlock();
-    ADD_FAILURE() << "did not come: " << slot(number).dump(2);
-    return slot(number);
+    json now;
+    const bool came = wait_until([&] {
+        now = slot(number);
+        return is_so(now);
+    });
+    EXPECT_TRUE(came) << "did not come: " << now.dump(2);
+    return now;
 }
 
 json floor_fixture::wait_for_end(int number)

@@ -75,17 +75,26 @@ protected:
     void write(const std::string &name, const std::string &text) const;
     /** FLOOR.toml with so many slots; more stands at its end. */
     void describe(int slots, const std::string &more = "");
-    ledger::ledger_place ledger_place() const { return {"sqlite:" + path("line.db")}; }
+    /** The file of a floor with these slots. */
+    std::string floor_text(const std::string &station, int first_slot, int last_slot) const;
+    virtual std::string ledger_url() const { return "sqlite:" + path("line.db"); }
+    ledger::ledger_place ledger_place() const { return {ledger_url()}; }
     ledger::book open_ledger() const { return ledger::book(ledger_place()); }
 
     /** Opens the floor, again where it was open. */
     shopfloor::floor_control &open();
-    void close() { floor.reset(); }
+    std::unique_ptr<shopfloor::floor_control> opened(const std::string &file);
+    void close();
 
-    /** The answer to a request, which is waited for. */
+    /** A request whose answer is waited for later. */
+    std::future<answer> asked(const std::function<void(shopfloor::reply)> &request);
+    answer answer_of(std::future<answer> coming);
     answer ask(const std::function<void(shopfloor::reply)> &request);
     answer start(int slot, const std::string &label);
     answer start(const shopfloor::start_request &wanted);
+    std::future<answer> asked_to_start(const shopfloor::start_request &wanted);
+    /** Waits for news of the floors until it is so; false: in vain. */
+    bool wait_until(const std::function<bool()> &is_so);
     /** The slot, once what is asked for is so. */
     json wait_for(int slot, const std::function<bool(const json &)> &is_so);
     json wait_for_end(int slot);
@@ -97,12 +106,17 @@ protected:
     std::map<int, switch_model> boards;                        // by the slots that they are in
     std::map<int, std::unique_ptr<station::line>> other_lines; // in the stead of those
     fake_ports ports;
+    shopfloor::ledger_looks looks;
     std::unique_ptr<shopfloor::floor_control> floor;
+    std::unique_ptr<shopfloor::floor_control> second_floor; // where a test has one, of other slots
 
 private:
+    shopfloor::floor_control &floor_of(int slot) const;
+
     std::filesystem::path folder_;
     std::mutex guard_;
     std::condition_variable news_;
+    std::uint64_t news_told_ = 0; // guarded
 };
 
 } // namespace floor_tests
