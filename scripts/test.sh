@@ -18,7 +18,7 @@
 #   --arm64      only those for the switch's processor
 #   --packages   only the packages
 #   --page       only those of the operator's page, in a browser; not a part of --all yet
-#   --threads    only those of the station under ThreadSanitizer; not a part of --all yet
+#   --threads    only those of station and floor under ThreadSanitizer; not a part of --all yet
 #   --kernel     only those on the kernel's drivers
 . "$(dirname "$0")/lib.sh"
 
@@ -89,10 +89,11 @@ test_packages() {
     tests/packages/reproducible_test.sh
 }
 
-# What has threads: the station's library and its program.
+# What has threads: runs that are cancelled, and a floor.
 test_threads() {
-    build tsan station_tests
-    run_tests tsan --tests-regex "$(tests_of station_tests)"
+    local tests=(floor_slot_tests floor_tests station_tests)
+    build tsan "${tests[@]}"
+    run_tests tsan --tests-regex "$(tests_of "${tests[@]}")"
 }
 
 test_page() {
