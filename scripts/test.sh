@@ -91,7 +91,7 @@ test_packages() {
 
 # What has threads: runs that are cancelled, and a floor.
 test_threads() {
-    local tests=(floor_slot_tests floor_tests station_tests)
+    local tests=(floor_ledger_tests floor_slot_tests floor_tests station_tests)
     build tsan "${tests[@]}"
     run_tests tsan --tests-regex "$(tests_of "${tests[@]}")"
 }
