@@ -10,19 +10,28 @@ console() {
     exec simboard console --set boot_ms=2000 "$@"
 }
 
+# make_board FOLDER OPTION...: whole or not at all, as the floor may end this program at any moment. A board
+# without the identity that it is to have would be taken for a new one.
+make_board() {
+    board=$1
+    shift
+    test ! -d "$board" || return 0
+    made=$board.made.$$
+    simboard new --like "$layout" "$@" "$made" >/dev/null
+    mv -T "$made" "$board"
+}
+
 case $fault in
 silent) exec sleep 600 ;;
 flood) exec yes "printk: the same again" ;;
 swapped)
     # Serial number and address of a unit that was made elsewhere. Each slot has its own: a switch has
     # one console.
-    test -d "$folder-other" ||
-        simboard new --like "$layout" --serial OTHER00000001 --mac 02:11:22:33:44:00 \
-            "$folder-other" >/dev/null
+    make_board "$folder-other" --serial OTHER00000001 --mac 02:11:22:33:44:00
     console "$folder-other"
     ;;
 esac
-test -d "$folder" || simboard new --like "$layout" "$folder" >/dev/null
+make_board "$folder"
 # The third command is the one that writes.
 case $fault in
 reboot) console --fault reboot,command=3,received=40 "$folder" ;;
