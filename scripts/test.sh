@@ -26,7 +26,9 @@ module_tests=(
     bench_tests floor_ledger_tests floor_slot_tests floor_tests ledger_tests power_cut_tests sim_tests
     station_tests switch_tests
 )
-program_tests=(console_tests e2e_tests ledger_e2e_tests line_tests provision_tests third_party_tests)
+program_tests=(
+    console_tests e2e_tests floor_e2e_tests ledger_e2e_tests line_tests provision_tests third_party_tests
+)
 long_tests=(floor_proofs ledger_proofs sweep_tests)
 # Of what a switch runs, and of the board that it is tested on; the station's programs are for PCs.
 arm64_tests=(e2e_tests power_cut_tests sim_tests switch_tests third_party_tests)

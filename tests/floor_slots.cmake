@@ -32,6 +32,11 @@ add_gtest(floor_ledger_tests
 add_test(NAME floor_ledger_tests/postgres COMMAND floor_ledger_tests)
 set_tests_properties(floor_ledger_tests/postgres PROPERTIES COST 100)
 
+# The floor's program as it ships.
+add_gtest(floor_e2e_tests SOURCES e2e/floor/floor_program_test.cpp LIBRARIES e2e_support)
+target_compile_definitions(floor_e2e_tests PRIVATE E2E_PRODUCTS="${PROJECT_SOURCE_DIR}/examples/products")
+add_dependencies(floor_e2e_tests setmac-floor setmac-ledger ${simulated_switch})
+
 # Many simulated switches at once: what must hold whatever becomes of the floor's process and of slots.
 add_gtest(floor_proofs
     SOURCES
