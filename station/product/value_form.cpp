@@ -27,6 +27,26 @@ bool is_name(std::string_view text)
     });
 }
 
+/**
+ * Whether a pattern counts, or refers, to more than any value is long: the C++ library computes
+ * such numbers without a limit.
+ */
+bool counts_too_far(std::string_view pattern)
+{
+    constexpr std::size_t most_digits = 3;
+    bool counts = false;
+    std::size_t digits = 0;
+    for (const char each : pattern) {
+        const bool is_digit = each >= '0' && each <= '9';
+        counts = each == '{' || each == '\\' || (counts && (is_digit || each == ','));
+        digits = counts && is_digit ? digits + 1 : 0;
+        if (digits > most_digits) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::optional<std::int64_t> whole_number(std::string_view text)
 {
     std::int64_t number = 0;
@@ -129,15 +149,15 @@ private:
     {
         form_.pattern_text = table_.text_or("pattern", "", wrong_);
         try {
-            if (form_.pattern_text.size() > longest_pattern) {
+            if (form_.pattern_text.size() > longest_pattern || counts_too_far(form_.pattern_text)) {
                 throw std::regex_error(std::regex_constants::error_complexity);
             }
             form_.pattern = std::regex(form_.pattern_text, std::regex::ECMAScript);
         } catch (const std::regex_error &) {
             wrong_.add(table_.line_of("pattern"),
                        "\"pattern\" is \"" + printable(form_.pattern_text) +
-                           "\": expected a regular expression of up to 200 characters, as in "
-                           "pattern = \"[A-Z0-9]{13}\"");
+                           "\": expected a regular expression of up to 200 characters that "
+                           "counts to at most 999, as in pattern = \"[A-Z0-9]{13}\"");
         }
     }
 

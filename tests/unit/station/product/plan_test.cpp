@@ -154,7 +154,23 @@ TEST_F(product_file, without_a_form_of_a_value_is_told)
               "product.toml:14: \"name\" is \"today\": expected small letters, digits and \"_\", "
               "and another name than \"today\"\n"
               "product.toml:19: \"pattern\" is \"[A\": expected a regular expression of up to 200 "
-              "characters, as in pattern = \"[A-Z0-9]{13}\"");
+              "characters that counts to at most 999, as in pattern = \"[A-Z0-9]{13}\"");
+}
+
+TEST_F(product_file, with_a_pattern_that_counts_without_end_is_told)
+{
+    const std::string digits(40, '6');
+    for (const auto &pattern :
+         {"[A-Z]{" + digits + "}", "[A-Z]{1," + digits + "}", "([A-Z])\\\\" + digits}) {
+        values = "[[value]]\nname = \"serial\"\nkind = \"text\"\npattern = \"" + pattern + "\"\n" +
+                 "[[value]]\nname = \"mac\"\nkind = \"mac\"\n";
+        EXPECT_TRUE(told().starts_with("product.toml:6: \"pattern\" is \"")) << told();
+    }
+    values = "[[value]]\nname = \"serial\"\nkind = \"text\"\npattern = "
+             "\"ABCD[A-Z]{1,3},EF[0-9]{2}12{3}\"\n"
+             "[[value]]\nname = \"mac\"\nkind = \"mac\"\n";
+    given["serial"] = "ABCDGHJ,EF341222";
+    EXPECT_EQ(told(), "nothing");
 }
 
 TEST_F(product_file, with_steps_that_the_flavour_does_not_have_is_told)
