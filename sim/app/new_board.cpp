@@ -19,6 +19,9 @@ namespace fs = std::filesystem;
 constexpr uint8_t system_eeprom = 0x56;
 constexpr uint8_t serial_record = 0x23;
 constexpr uint8_t mac_record = 0x24;
+// The maker's records, of which there are none: with the number that the registry keeps for
+// examples.
+const std::vector<uint8_t> no_vendor_records = {0x00, 0x00, 0x7E, 0xD9};
 constexpr std::size_t mac_size = 6;
 constexpr std::size_t mac_text_size = 17;
 
@@ -44,6 +47,8 @@ std::vector<uint8_t> eeprom_image(const board_identity &identity)
     if (!identity.mac.empty()) {
         records.push_back({mac_record, mac_bytes(identity.mac)});
     }
+    // A switch lists nothing of an image that has no such record.
+    records.push_back({tlv_vendor_extension, no_vendor_records});
     auto image = encode_tlv_info(records);
     image.resize(eeprom_size, 0xFF);
     return image;

@@ -104,6 +104,14 @@ TEST(provision, tells_another_prompt)
               R"("the console shows \"loader> \", which is none of the product's prompts")");
 }
 
+TEST(provision, leaves_another_units_identity_in_an_eeprom_alone)
+{
+    const provision_session session("sw-48x6q-tlv", {"--like", "tlv", "--serial", "ZZZZZZZZZ9999",
+                                                     "--mac", "00:AA:BB:00:00:40"});
+    expect_end(session.provision(), 4, "other_identity");
+    EXPECT_NE(session.printed({"setmac-tlv"}).find("SerialNO=ZZZZZZZZZ9999"), std::string::npos);
+}
+
 TEST(provision, leaves_another_units_identity_alone)
 {
     provision_session session("sw-48x6q", {"--like", "nor"});

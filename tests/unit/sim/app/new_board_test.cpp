@@ -68,11 +68,13 @@ TEST_F(sim_new_board, holds_an_identity_of_the_tlv_flavour_in_its_eeprom)
     sim::board board = opened();
     const auto info = sim::decode_tlv_info(board.eeprom(0x56));
     EXPECT_EQ(info.problems, texts());
-    ASSERT_EQ(info.records.size(), 2U);
+    ASSERT_EQ(info.records.size(), 3U);
     EXPECT_EQ(info.records[0].code, 0x23);
     EXPECT_EQ(info.records[0].value, (std::vector<uint8_t>{'A', 'B'}));
     EXPECT_EQ(info.records[1].code, 0x24);
     EXPECT_EQ(info.records[1].value, (std::vector<uint8_t>{0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E}));
+    EXPECT_EQ(info.records[2].code, 0xFD);
+    EXPECT_EQ(info.records[2].value, (std::vector<uint8_t>{0x00, 0x00, 0x7E, 0xD9}));
 }
 
 TEST_F(sim_new_board, is_not_made_with_an_identity_that_cannot_be_held)
