@@ -25,7 +25,7 @@ ERASE_SIZES = {"nor": 0x10000, "cfi": 0x40000, "nand": 0x20000, "ram": 0x10000}
 # A PC operation on the switch's side: the console's settings before and after it, and its status. A
 # file "finish" ends it.
 SERVICE = """
-stty -a >before 2>/dev/null
+{before}stty -a >before 2>/dev/null
 exec 5<&0
 {command} <&5 &
 program=$!
@@ -35,6 +35,13 @@ wait $program
 echo $? >status
 kill $watcher 2>/dev/null
 stty -a >after 2>/dev/null
+"""
+
+# For an operation that looks for the PC's call for 100 ms and ends: it begins when the PC is there.
+AWAIT_CALL = """
+stty -icanon min 1
+dd bs=1 count=1 >/dev/null 2>&1
+stty icanon
 """
 
 PROGRAMS = {"setsn", "setmac", "setcountry", "setproduct", "fw_setmac", "prov_setmac", "prodinfo",
@@ -156,7 +163,8 @@ class Bench(abc.ABC):
         for name in ("before", "after", "status", "trace", "finish"):
             (self.folder / name).unlink(missing_ok=True)
         command = shlex.join([self.program(program), operation, f"{self.root}/trace"])
-        with self.console(SERVICE.format(command=command)) as port:
+        before = AWAIT_CALL if operation == "setsn" else ""
+        with self.console(SERVICE.format(before=before, command=command)) as port:
             report = self.run_station(operation, program.startswith("tlv/"), port)
             if not report["ok"]:
                 (self.folder / "finish").touch()

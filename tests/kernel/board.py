@@ -9,6 +9,7 @@ import select
 import shutil
 import subprocess
 import threading
+import tty
 
 from bench import BLANK, CARD, ERASE_SIZES, SYSTEM, Bench, Message, Outcome
 
@@ -84,6 +85,7 @@ class BoardBench(Bench):
     def console(self, script):
         far, console = pty.openpty()  # the switch's end of the line
         near, port = pty.openpty()    # the PC's
+        tty.setraw(port)              # a serial port that nobody has opened yet sends nothing back
         with subprocess.Popen(self.command(script), cwd=self.folder, stdin=console, stdout=console,
                               stderr=console, start_new_session=True) as program:
             line = threading.Thread(target=carry, args=(far, near), daemon=True)
