@@ -163,6 +163,7 @@ void book::finish(gate by)
 
 void book::commit()
 {
+    database_->settle();
     committing_ = true;
     database_->commit();
     committing_ = false;

@@ -89,7 +89,16 @@ public:
     /** Damage that the database itself finds; nothing where there is none. */
     virtual std::vector<std::string> damages() = 0;
 
-    void run(std::string_view statement, const values &given = {});
+    /**
+     * For statements without rows. All that follows sees what it changes; where it fails, that may
+     * be told by a later call of the same transaction only, settle() at the latest.
+     */
+    virtual void run(std::string_view statement, const values &given);
+    /**
+     * All that run() was given is carried out. To be called before commit(), whose failures may
+     * leave a doubt.
+     */
+    virtual void settle() {}
     /** The first row, where there is one. */
     std::optional<row> first(std::string_view statement, const values &given = {});
 };

@@ -2,6 +2,9 @@
 -- ("2026-11-21T23:28:00.123Z"; cast them to timestamptz), MAC addresses the numbers of their 48 bits.
 -- Texts are compared byte by byte, whatever the language of the database is.
 
+-- name: begin_write
+BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE;
+
 -- name: ledger_lock
 SELECT id, schema_number, entries, head, witness FROM ledger FOR UPDATE;
 

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <exception>
-#include <memory>
+#include <utility>
 
 #include <poll.h>
 
@@ -18,6 +17,9 @@ constexpr std::array default_keywords{
     "keepalives_interval", "client_encoding",  "application_name",
 };
 constexpr std::array default_values{"10", "30000", "10", "5", "UTF8", "setmac-ledger"};
+
+// So many statements wait to be sent together; more would only take memory.
+constexpr std::size_t longest_queue = 64;
 
 std::string message_of(const char *text)
 {
@@ -45,6 +47,15 @@ failure kind_of(std::string_view state)
 std::string replaced(std::string text, std::string_view what, std::string_view with)
 {
     return text.replace(text.find(what), what.size(), with);
+}
+
+std::optional<std::string> text_of(const value &given)
+{
+    if (const auto *number = std::get_if<std::int64_t>(&given)) {
+        return std::to_string(*number);
+    }
+    const auto *text = std::get_if<std::string>(&given);
+    return text == nullptr ? std::nullopt : std::optional(*text);
 }
 
 row row_of(const PGresult *result, int number)
@@ -188,6 +199,7 @@ postgres_database::result_pointer postgres_database::only_result()
 
 postgres_database::result_pointer postgres_database::asked(const std::string &sql)
 {
+    settle();
     check_heard();
     send(PQsendQuery(connection_, sql.c_str()));
     return only_result();
@@ -206,6 +218,7 @@ void postgres_database::reconnect()
     PQfinish(connection_);
     connection_ = nullptr;
     prepared_.clear();
+    queue_.clear();
     connect();
 }
 
@@ -234,7 +247,7 @@ void postgres_database::execute(const std::string &sql)
 
 void postgres_database::begin_write()
 {
-    execute("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE");
+    run("begin_write", {});
 }
 
 void postgres_database::begin_read()
@@ -255,6 +268,7 @@ void postgres_database::commit()
 
 void postgres_database::rollback() noexcept
 {
+    queue_.clear();
     if (PQtransactionStatus(connection_) == PQTRANS_IDLE) {
         return;
     }
@@ -280,61 +294,105 @@ void postgres_database::prepare(std::string_view name)
     prepared_.insert(key);
 }
 
-void postgres_database::each(std::string_view name, const values &given,
-                             const std::function<void(const row &)> &take)
+void postgres_database::queue(std::string_view name, const values &given)
 {
     prepare(name);
-    std::vector<std::optional<std::string>> texts;
-    for (const auto &each : given) {
-        if (const auto *number = std::get_if<std::int64_t>(&each)) {
-            texts.emplace_back(std::to_string(*number));
-        } else if (const auto *text = std::get_if<std::string>(&each)) {
-            texts.emplace_back(*text);
-        } else {
-            texts.emplace_back(std::nullopt);
-        }
-    }
-    std::vector<const char *> pointers;
-    pointers.reserve(texts.size());
-    for (const auto &each : texts) {
-        pointers.push_back(each ? each->c_str() : nullptr);
-    }
-    check_heard();
-    send(PQsendQueryPrepared(connection_, std::string(name).c_str(),
-                             static_cast<int>(pointers.size()), pointers.data(), nullptr, nullptr,
-                             0));
-    // A row at a time: an answer may be larger than memory.
-    PQsetSingleRowMode(connection_);
-    take_rows(take);
+    auto &last = queue_.emplace_back(statement{std::string(name), {}});
+    std::transform(given.begin(), given.end(), std::back_inserter(last.given), text_of);
 }
 
-void postgres_database::take_rows(const std::function<void(const row &)> &take)
+void postgres_database::run(std::string_view name, const values &given)
 {
-    result_pointer failed;
+    queue(name, given);
+    if (queue_.size() == longest_queue) {
+        settle();
+    }
+}
+
+void postgres_database::settle()
+{
+    if (!queue_.empty()) {
+        carry_out({});
+    }
+}
+
+void postgres_database::each(std::string_view name, const values &given, const row_taker &take)
+{
+    queue(name, given);
+    carry_out(take);
+}
+
+void postgres_database::send_queue()
+{
+    bool put_together = PQenterPipelineMode(connection_) == 1;
+    for (const auto &each : std::exchange(queue_, {})) {
+        std::vector<const char *> texts;
+        texts.reserve(each.given.size());
+        for (const auto &text : each.given) {
+            texts.push_back(text ? text->c_str() : nullptr);
+        }
+        put_together = put_together && PQsendQueryPrepared(connection_, each.name.c_str(),
+                                                           static_cast<int>(texts.size()),
+                                                           texts.data(), nullptr, nullptr, 0) == 1;
+    }
+    send(put_together ? PQpipelineSync(connection_) : 0);
+}
+
+/**
+ * Sends all that is queued and waits for the answers once: what a station far from the server waits
+ * for most is the way there and back. Hands over the rows of the last statement. The server skips
+ * all that stands behind one that fails.
+ */
+void postgres_database::carry_out(const row_taker &take)
+{
+    check_heard();
+    auto left = queue_.size();
+    send_queue();
     std::exception_ptr thrown;
+    result_pointer failed;
     // All results are fetched whatever happens: the connection is of no use before that.
-    while (auto result = next_result()) {
+    for (; left > 0; --left) {
+        auto result = take_result(left == 1 ? take : row_taker(), thrown);
         const auto status = PQresultStatus(result.get());
-        if (status == PGRES_SINGLE_TUPLE && !thrown) {
-            try {
-                take(row_of(result.get(), 0));
-            } catch (...) {
-                thrown = std::current_exception();
-            }
-        } else if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK &&
-                   status != PGRES_COMMAND_OK) {
+        if (PQstatus(connection_) == CONNECTION_BAD) {
+            fail(failed ? failed.get() : result.get());
+        }
+        if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK && !failed) {
             failed = std::move(result);
         }
-        if (PQstatus(connection_) == CONNECTION_BAD && !failed) {
-            break;
-        }
     }
-    if (failed || PQstatus(connection_) == CONNECTION_BAD) {
+    next_result(); // the end of what was sent
+    if (PQexitPipelineMode(connection_) != 1 || failed) {
         fail(failed.get());
     }
     if (thrown) {
         std::rethrow_exception(thrown);
     }
+}
+
+/** The last result of one statement, with its rows handed over until that throws. */
+postgres_database::result_pointer postgres_database::take_result(const row_taker &take,
+                                                                 std::exception_ptr &thrown)
+{
+    if (take) {
+        // A row at a time: an answer may be larger than memory.
+        PQsetSingleRowMode(connection_);
+    }
+    result_pointer last;
+    while (auto result = next_result()) {
+        last = std::move(result);
+        if (PQresultStatus(last.get()) == PGRES_SINGLE_TUPLE && !thrown) {
+            try {
+                take(row_of(last.get(), 0));
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+        }
+        if (PQstatus(connection_) == CONNECTION_BAD) {
+            break;
+        }
+    }
+    return last;
 }
 
 void postgres_database::run_script(std::string_view name)

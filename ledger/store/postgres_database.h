@@ -1,9 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <libpq-fe.h>
 
@@ -27,6 +31,9 @@ public:
     void rollback() noexcept override;
     void each(std::string_view statement, const values &given,
               const std::function<void(const row &)> &take) override;
+    /** Waits in a queue for the next call that needs an answer. */
+    void run(std::string_view name, const values &given) override;
+    void settle() override;
     void reconnect() override;
     void run_script(std::string_view name) override;
     std::vector<std::string> schema_differences() override;
@@ -37,6 +44,11 @@ private:
         void operator()(PGresult *result) const;
     };
     using result_pointer = std::unique_ptr<PGresult, result_deleter>;
+    using row_taker = std::function<void(const row &)>;
+    struct statement {
+        std::string name;
+        std::vector<std::optional<std::string>> given;
+    };
 
     void wait_for(bool writing);
     void send(int put_together);
@@ -50,7 +62,10 @@ private:
     std::string setting(const std::string &name);
     std::vector<std::string> schema_objects(const std::string &schema);
     void prepare(std::string_view name);
-    void take_rows(const std::function<void(const row &)> &take);
+    void queue(std::string_view name, const values &given);
+    void carry_out(const row_taker &take);
+    void send_queue();
+    result_pointer take_result(const row_taker &take, std::exception_ptr &thrown);
     [[noreturn]] void fail(const PGresult *result);
 
     std::string url_;
@@ -58,6 +73,7 @@ private:
     bool is_silent_ = false;
     PGconn *connection_ = nullptr;
     std::set<std::string, std::less<>> prepared_;
+    std::vector<statement> queue_; // not yet sent
     statements texts_{postgres_sql};
 };
 

@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include "unit/ledger/support/ledger_test.h"
 #include "unit/ledger/support/postgres_server.h"
@@ -77,6 +78,48 @@ TEST_P(keeping, a_copy_is_the_same_ledger_on_either_database)
                   "refused: " + url + " holds a ledger already");
     }
     EXPECT_FALSE(in.find("C"));
+}
+
+TEST_P(keeping, what_a_rule_forbids_is_told_before_the_commit_and_harms_nothing)
+{
+    auto in = open();
+    add_office(in);
+    const auto other = open_database(place.url, false);
+    const auto go_back = [&] {
+        other->begin_write();
+        other->run("pool_advance", {"office", 0, 1, 1});
+        other->run("ledger_set_witness", {"/elsewhere"});
+        other->settle();
+    };
+    std::optional<failure> how;
+    try {
+        go_back();
+    } catch (const database_error &failed) {
+        how = failed.how();
+    }
+    EXPECT_EQ(how, failure::constraint);
+    other->rollback();
+    EXPECT_EQ(other->first("ledger_row")->text(4), "");
+    EXPECT_EQ(text_of(reserved(in, "A")), "A ABCD264700001 00:1A:2B:00:00:00/64 reserved");
+    EXPECT_EQ(findings_of(in), "");
+}
+
+TEST_P(keeping, a_read_sees_all_that_was_written_before_it_however_much)
+{
+    const auto to = open_database(place.url, false);
+    const auto last = to->first("ledger_row")->number(2);
+    to->begin_write();
+    for (std::int64_t number = last + 1; number <= last + 500; ++number) {
+        to->run("journal_add", {number, "t", "unit", "s", "k", "{}", "p", "h"});
+        if (number == last + 300) {
+            EXPECT_TRUE(to->first("journal_entry", {number}));
+        }
+    }
+    std::int64_t seen = 0;
+    to->each("journal_after", {last}, [&](const row &) { ++seen; });
+    EXPECT_EQ(seen, 500);
+    to->rollback();
+    EXPECT_FALSE(to->first("journal_entry", {last + 1}));
 }
 
 TEST(sqlite, that_holds_no_ledger_is_refused)
