@@ -59,6 +59,7 @@ class Shift(RealPageTest):
         self.counts = collections.Counter()
         self.at_work = {}  # the unit in a slot
         self.done = []
+        self.dies_in_next_scan = False
         self.open()
         self.pages = [self.driver.current_window_handle]
         self.driver.switch_to.new_window("tab")
@@ -100,6 +101,12 @@ class Shift(RealPageTest):
         if fault:
             self.order_fault(slot, fault)
             self.counts[f"fault {fault}"] += 1
+        if self.dies_in_next_scan:
+            self.dies_in_next_scan = False
+            self.kill_floor_in_a_scan(slot, unit)
+            self.choose(slot)
+            if fault:
+                self.order_fault(slot, fault)
         self.scan(unit.label)
         if self.random.random() < 0.2:
             self.counts["doubled scans"] += 1
@@ -259,6 +266,23 @@ class Shift(RealPageTest):
         self.counts["kills"] += 1
         self.clear()
 
+    def die_in_next_scan(self):
+        self.dies_in_next_scan = True
+
+    def kill_floor_in_a_scan(self, slot, unit):
+        """It is gone between two keys of the code: that begins nothing, and is heard."""
+        code, half = unit.label, len(unit.label) // 2
+        self.js("heard.length = 0")
+        self.scan(code[:half], end=None)
+        self.floor.kill()
+        self.keys(code[half:])
+        self.key("Enter", "Enter", "\r")
+        self.wait("return heard.includes(196)")
+        self.floor.start()
+        self.wait("return document.querySelector('.away').textContent === ''")
+        self.assertFalse(self.new_attempt(slot, unit))
+        self.counts["kills in a scan"] += 1
+
     def printer_off(self):
         self.floor.printer.switch_off()
         self.counts["printer off"] += 1
@@ -272,8 +296,8 @@ class Shift(RealPageTest):
     def work(self):
         plans = random.Random(SEED)
         self.waiting = [Unit(number, plans) for number in range(1, UNITS + 1)]
-        self.disturbances = [(0.05, self.reload), (0.1, self.kill_floor), (0.15, self.other_page), (0.2, self.printer_off), (0.3, self.kill_floor),
-                             (0.35, self.printer_on), (0.4, self.other_page), (0.5, self.kill_floor), (0.55, self.reload), (0.6, self.printer_off),
+        self.disturbances = [(0.05, self.reload), (0.1, self.kill_floor), (0.15, self.other_page), (0.2, self.printer_off), (0.25, self.die_in_next_scan), (0.3, self.kill_floor),
+                             (0.35, self.printer_on), (0.4, self.other_page), (0.5, self.kill_floor), (0.55, self.reload), (0.6, self.printer_off), (0.65, self.die_in_next_scan),
                              (0.7, self.printer_on), (0.75, self.kill_floor), (0.8, self.other_page), (0.9, self.kill_floor)]
         deadline = time.monotonic() + RUN_LIMIT + UNITS * PATIENCE
         while self.waiting or self.at_work:
