@@ -2,10 +2,9 @@
 
 import { el, setAttribute, setText, short, sign } from '../base/dom.js';
 import { go } from '../base/routes.js';
-import { onChange, setNotice, store } from '../base/store.js';
+import { onChange, setNext, setNotice, store } from '../base/store.js';
 import { cancel, dismiss, orderFault, start, take } from '../scan/actions.js';
 import { nextSlot } from '../scan/meaning.js';
-import { setNext } from '../base/store.js';
 import { slotWords } from './slot_words.js';
 
 const SIGNS = { taken: 'pass', refused: 'fail', info: 'info', scan: 'scan', fail: 'fail' };
