@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <csignal>
 
+#include <poll.h>
 #include <pty.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -15,6 +17,7 @@ namespace line {
 namespace {
 
 constexpr int cannot_be_run = 127;
+constexpr int exit_after_close = 10000; // milliseconds
 
 volatile std::sig_atomic_t was_told_to_end = 0;
 
@@ -24,6 +27,21 @@ void make_terminal_raw()
     tcgetattr(STDIN_FILENO, &raw);
     cfmakeraw(&raw);
     tcsetattr(STDIN_FILENO, TCSANOW, &raw);
+}
+
+/** What closes its terminal just ahead of its end is not to be ended by a hang-up. */
+void await_end_of_who_closed(int terminal, pid_t program)
+{
+    pollfd other_side{terminal, 0, 0};
+    if (poll(&other_side, 1, 0) != 1 || (other_side.revents & POLLHUP) == 0) {
+        return;
+    }
+    const int end = static_cast<int>(syscall(SYS_pidfd_open, program, 0));
+    if (end >= 0) {
+        pollfd ended{end, POLLIN, 0};
+        poll(&ended, 1, exit_after_close);
+        close(end);
+    }
 }
 
 void catch_end()
@@ -59,6 +77,7 @@ far_program::~far_program()
 
 int far_program::finish()
 {
+    await_end_of_who_closed(here_, program_);
     close(here_); // which hangs up
     here_ = -1;
     int status = 0;

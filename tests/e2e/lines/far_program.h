@@ -22,7 +22,10 @@ public:
     /** This end of its pseudo-terminal. */
     int descriptor() const { return here_; }
 
-    /** Hangs up and waits for its end: the exit status, or 128 and the signal's number. */
+    /**
+     * Hangs up, unless it has closed its terminal itself, and waits for its end: the exit status,
+     * or 128 and the signal's number.
+     */
     int finish();
 
 private:

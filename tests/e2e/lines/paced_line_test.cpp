@@ -66,6 +66,12 @@ TEST_F(paced_line, ends_like_the_program_once_all_that_it_wrote_has_arrived)
     EXPECT_EQ(all_of(line), std::string(95, '0') + "7|the program ended with exit status 3");
 }
 
+TEST_F(paced_line, leaves_a_program_that_has_closed_its_terminal_to_its_end)
+{
+    station::pty_line line(command(9600, "printf 7; exec <&- >&- 2>&-; sleep 0.3; exit 3"));
+    EXPECT_EQ(all_of(line), "7|the program ended with exit status 3");
+}
+
 TEST_F(paced_line, takes_ten_bits_for_each_byte)
 {
     const auto start = std::chrono::steady_clock::now();
