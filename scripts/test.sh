@@ -62,55 +62,23 @@ test_quickly() {
     scripts/fuzz.sh --quick
 }
 
-# at_leisure COMMAND...: in the background, in the time that tests leave: most of them wait for limits to pass.
-at_leisure() {
-    set -m # a group of its own, which can be ended as a whole
-    (
-        chrt --idle --pid 0 "$BASHPID"
-        "$@"
-    ) >build/leisure.log 2>&1 &
-    leisure=$!
-    set +m
-    trap 'kill -- -$leisure 2>/dev/null || true' EXIT
-}
-
-await_leisure() {
-    local failed=0
-    wait "$leisure" || failed=1
-    cat build/leisure.log
-    trap - EXIT
-    [ $failed = 0 ] || exit 1
-}
-
-lint_and_build_arm64() {
-    say "Linting, beside the tests"
-    scripts/check_style.sh --lint
-    install_arm64_packages
-    build_arm64
-    say "Done beside the tests"
-}
-
 test_the_rest() {
     local tests=(power_cut_tests "${program_tests[@]}" "${long_tests[@]}")
     build release "${shipped_targets[@]}" "${pc_targets[@]}" "${tests[@]}"
-    at_leisure lint_and_build_arm64
     SETMAC_FLOOR_KILLS=200 SETMAC_LEDGER_RESERVATIONS=20000 run_tests release --tests-regex "$(tests_of "${tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
-    await_leisure
+    say "Linting"
+    scripts/check_style.sh --lint
     test_arm64
     test_packages
     test_kernel --cuts 10
 }
 
-build_arm64() {
-    build arm64 "${shipped_targets[@]}" "${arm64_tests[@]}"
-}
-
 test_arm64() {
     install_arm64_packages
     register_arm64_emulator
-    build_arm64
+    build arm64 "${shipped_targets[@]}" "${arm64_tests[@]}"
     run_tests arm64 --tests-regex "$(tests_of "${arm64_tests[@]}")"
 }
 
