@@ -96,17 +96,14 @@ class Shift(RealPageTest):
         if unit.scans_wrongly:
             unit.scans_wrongly = False
             self.scan_wrongly(slot, unit)
+        if self.dies_in_next_scan:
+            self.dies_in_next_scan = False
+            self.kill_floor_in_a_scan(slot, unit)
         fault = unit.fault()
         self.choose(slot)
         if fault:
             self.order_fault(slot, fault)
             self.counts[f"fault {fault}"] += 1
-        if self.dies_in_next_scan:
-            self.dies_in_next_scan = False
-            self.kill_floor_in_a_scan(slot, unit)
-            self.choose(slot)
-            if fault:
-                self.order_fault(slot, fault)
         self.scan(unit.label)
         if self.random.random() < 0.2:
             self.counts["doubled scans"] += 1
@@ -255,14 +252,17 @@ class Shift(RealPageTest):
         self.wait("return document.querySelectorAll('.tile').length === 8 && document.querySelector('.away').textContent === ''")
         self.counts["changes of the page"] += 1
 
+    def start_floor_again(self):
+        self.floor.start()
+        self.wait("return document.querySelector('.away').textContent === ''")
+
     def kill_floor(self):
         self.floor.kill()
         self.wait("return document.querySelector('.away').textContent.includes('The floor does not answer')")
         self.js("heard.length = 0")
         self.scan("SLOT-1")
         self.wait("return heard.includes(196)")
-        self.floor.start()
-        self.wait("return document.querySelector('.away').textContent === ''")
+        self.start_floor_again()
         self.counts["kills"] += 1
         self.clear()
 
@@ -272,14 +272,14 @@ class Shift(RealPageTest):
     def kill_floor_in_a_scan(self, slot, unit):
         """It is gone between two keys of the code: that begins nothing, and is heard."""
         code, half = unit.label, len(unit.label) // 2
+        self.choose(slot)
         self.js("heard.length = 0")
         self.scan(code[:half], end=None)
         self.floor.kill()
         self.keys(code[half:])
         self.key("Enter", "Enter", "\r")
         self.wait("return heard.includes(196)")
-        self.floor.start()
-        self.wait("return document.querySelector('.away').textContent === ''")
+        self.start_floor_again()
         self.assertFalse(self.new_attempt(slot, unit))
         self.counts["kills in a scan"] += 1
 
