@@ -7,6 +7,7 @@ namespace {
 
 using bytes = std::vector<uint8_t>;
 using strings = std::vector<std::string>;
+using records = std::vector<sim::tlv_record>;
 
 /** "TlvInfo", version 1, 10 bytes of records: serial number "AB" and the CRC record. */
 const bytes one_record = {0x54, 0x6C, 0x76, 0x49, 0x6E, 0x66, 0x6F, 0x00, 0x01, 0x00, 0x0A,
@@ -46,19 +47,19 @@ TEST(sim_tlv_info, records_fill_the_memory_and_no_more)
     EXPECT_EQ(image[9], 0);
     EXPECT_EQ(image[10], 245);
     EXPECT_TRUE(problems(image).empty());
-    EXPECT_EQ(sim::find_mistake({{0x30, bytes(238)}}),
+    EXPECT_EQ(sim::find_mistake(records{{0x30, bytes(238)}}),
               "the records take 246 bytes with the CRC record, but there is room for 245");
     EXPECT_THROW(sim::encode_tlv_info({{0x30, bytes(238)}}), std::invalid_argument);
 }
 
 TEST(sim_tlv_info, codes_that_are_no_records_are_refused)
 {
-    EXPECT_EQ(sim::find_mistake({{0x21, {}}, {0x00, {}}}), "code 0x0 begins no record");
-    EXPECT_EQ(sim::find_mistake({{0xFF, {}}}), "code 0xff begins no record");
-    EXPECT_EQ(sim::find_mistake({{0xFE, bytes(4)}}),
+    EXPECT_EQ(sim::find_mistake(records{{0x21, {}}, {0x00, {}}}), "code 0x0 begins no record");
+    EXPECT_EQ(sim::find_mistake(records{{0xFF, {}}}), "code 0xff begins no record");
+    EXPECT_EQ(sim::find_mistake(records{{0xFE, bytes(4)}}),
               "the CRC record, code 0xfe, is added by itself");
-    EXPECT_EQ(sim::find_mistake({{0x21, bytes(256)}}), "a record holds at most 255 bytes");
-    EXPECT_EQ(sim::find_mistake({{0x21, {}}, {0x21, {}}}), std::nullopt);
+    EXPECT_EQ(sim::find_mistake(records{{0x21, bytes(256)}}), "a record holds at most 255 bytes");
+    EXPECT_EQ(sim::find_mistake(records{{0x21, {}}, {0x21, {}}}), std::nullopt);
 }
 
 TEST(sim_tlv_info, a_valid_image_is_read_back)

@@ -4,6 +4,16 @@
 #include "unit/station/job_files.h"
 #include "unit/station/scripted_line.h"
 
+/** All of them behind each other. */
+inline station::bytes joint(std::initializer_list<station::bytes> pieces)
+{
+    station::bytes all;
+    for (const auto &piece : pieces) {
+        all.insert(all.end(), piece.begin(), piece.end());
+    }
+    return all;
+}
+
 /** Runs jobs for units on a switch that follows a script. */
 class unit_runs : public job_files {
 protected:
@@ -43,15 +53,5 @@ protected:
     {
         data.at(at) = byte;
         return data;
-    }
-
-    /** All of them behind each other. */
-    static bytes joint(std::initializer_list<bytes> pieces)
-    {
-        bytes all;
-        for (const auto &piece : pieces) {
-            all.insert(all.end(), piece.begin(), piece.end());
-        }
-        return all;
     }
 };

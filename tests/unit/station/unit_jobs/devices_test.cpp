@@ -20,15 +20,6 @@ bytes filled(bytes data, std::size_t size)
     return data;
 }
 
-bytes joint(std::initializer_list<bytes> pieces)
-{
-    bytes all;
-    for (const auto &piece : pieces) {
-        all.insert(all.end(), piece.begin(), piece.end());
-    }
-    return all;
-}
-
 /** An entry of 131 bytes. */
 bytes entry(std::uint8_t kind, std::uint8_t index, std::uint8_t fan_type, const bytes &serial,
             const bytes &hardware, const bytes &name, const bytes &type)
@@ -247,7 +238,7 @@ TEST_F(device_job_reading, makes_an_entry_of_each_kind)
     ASSERT_EQ(found.operation.lists.size(), 1U);
     EXPECT_EQ(found.operation.lists[0].length, (bytes{0x00, 0x00, 0x02, 0x12}));
     EXPECT_EQ(found.operation.lists[0].payload,
-              ::joint({{0x04, 0x00, 0x0C, 0x02, 0x00, 0x00},
+              joint({{0x04, 0x00, 0x0C, 0x02, 0x00, 0x00},
                        entry(1, 2, 0, {'F', '1'}, {'1', '.', '0'}, {}, {0, 0, 0x80, 0x01}),
                        entry(1, 1, 5, {}, {'1', '2', '3', '4', '5', '6'}, {}, {0, 0, 0, 0}),
                        entry(2, 0, 0, {}, {'A', '0', '1'}, {'P', 'S', 'U', '-', '5', '5', '0'},
