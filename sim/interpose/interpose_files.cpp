@@ -1,6 +1,7 @@
 #include "sim/interpose/interpose.h"
 
 #include "sim/board/system_calls.h"
+#include "sim/interpose/console_looks.h"
 
 #include <cstdarg>
 #include <fcntl.h>
@@ -11,6 +12,19 @@
 // is meant and otherwise hands on what it was given.
 
 using sim::answer;
+
+namespace {
+
+ssize_t read_console(ssize_t (*real)(int, void *, size_t), void *buffer, size_t count)
+{
+    static thread_local sim::console_looks looks;
+    looks.before_read(STDIN_FILENO);
+    const auto result = real(STDIN_FILENO, buffer, count);
+    looks.after_read(result, errno);
+    return result;
+}
+
+} // namespace
 
 // The functions of one signature differ only in their names, which the C library's headers choose
 // among by the program's own options. The optional last argument is handed on as it comes: where
@@ -101,8 +115,10 @@ SIMBOARD_EXPORT int close(int fd)
 SIMBOARD_EXPORT ssize_t read(int fd, void *buffer, size_t count)
 {
     static const auto real = sim::next_function<ssize_t(int, void *, size_t)>("read");
-    return sim::is_board_file(fd) ? answer(sim::read_node(fd, buffer, count))
-                                  : real(fd, buffer, count);
+    if (sim::is_board_file(fd)) {
+        return answer(sim::read_node(fd, buffer, count));
+    }
+    return fd == STDIN_FILENO ? read_console(real, buffer, count) : real(fd, buffer, count);
 }
 
 SIMBOARD_EXPORT ssize_t __read_chk(int fd, void *buffer, size_t count, size_t room)

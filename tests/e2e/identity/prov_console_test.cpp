@@ -117,6 +117,17 @@ TEST_P(console_of_prov_setmac, is_as_it_was_after_a_command_that_fails)
 INSTANTIATE_TEST_SUITE_P(settings, console_of_prov_setmac, testing::Values(nullptr, make_peculiar),
                          [](const auto &one) { return one.index == 0 ? "cooked" : "peculiar"; });
 
+TEST(waiting_prov_setmac, leaves_the_processor_to_other_simulated_switches)
+{
+    const auto board = nor_board_holding(no_records);
+    terminal_session session(board, {"prov_setmac", "setmac"});
+    session.expect(setmac_banner);
+    const auto before = session.processor_time();
+    constexpr std::chrono::seconds wait{1};
+    session.expect_silence(static_cast<int>(std::chrono::milliseconds(wait).count()));
+    EXPECT_LT(session.processor_time() - before, wait / 2.0);
+}
+
 TEST(prov_setmac_arguments, of_a_wrong_count_end_it_without_a_word)
 {
     const auto board = nor_board_holding(no_records);

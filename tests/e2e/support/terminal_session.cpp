@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <iterator>
 #include <stdexcept>
 #include <system_error>
@@ -261,6 +262,19 @@ outcome terminal_session::finish()
 void terminal_session::interrupt(int signal_number) const
 {
     kill(program_, signal_number);
+}
+
+std::chrono::nanoseconds terminal_session::processor_time() const
+{
+    clockid_t clock{};
+    if (const int error = clock_getcpuclockid(program_, &clock); error != 0) {
+        throw std::system_error(error, std::generic_category(), "the program's clock");
+    }
+    timespec used{};
+    if (clock_gettime(clock, &used) < 0) {
+        fail("clock_gettime");
+    }
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 termios terminal_session::settings() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -53,6 +54,9 @@ public:
 
     /** Sends the program a signal. */
     void interrupt(int signal_number) const;
+
+    /** What the program has taken of the processor so far. */
+    std::chrono::nanoseconds processor_time() const;
 
     /** The settings of the terminal now, and before the program began. */
     termios settings() const;
