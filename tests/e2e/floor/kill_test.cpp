@@ -109,8 +109,10 @@ protected:
     void finish()
     {
         const auto floor = of.open();
-        const auto attempts = start_all(*floor, of);
-        begun.insert(begun.end(), attempts.begin(), attempts.end());
+        for (const auto attempt : start_all(*floor, of)) {
+            ASSERT_NE(attempt, 0);
+            begun.push_back(attempt);
+        }
         std::vector<int> all;
         for (int slot = 1; slot <= slots; ++slot) {
             all.push_back(slot);
