@@ -279,7 +279,7 @@ TEST_F(floor_control, answers_questions_about_units_and_attempts)
     const auto attempts = ask([&](auto to) { floor->attempts({.label = "C"}, to); });
     EXPECT_EQ(attempts.content["rows"].size(), 1U);
     const auto pools = ask([&](auto to) { floor->pools(to); });
-    EXPECT_EQ(pools.content["pools"][0]["units_left"], 1021);
+    EXPECT_EQ(pools.content["pools"][0]["units_left"], 262141);
 }
 
 } // namespace
