@@ -20,6 +20,7 @@ add_gtest(floor_slot_tests
         unit/floor/slots/labels_test.cpp
         unit/floor/slots/port_line_test.cpp
         unit/floor/slots/ports_test.cpp
+        unit/floor/slots/slot_worker_test.cpp
         unit/floor/slots/transcript_line_test.cpp
         unit/pty_as_port.cpp
     LIBRARIES floor_slots_support)

@@ -339,11 +339,9 @@ void floor_control::show_end(const begun_run &run, const station::run_result &re
 {
     const bool in_doubt =
         run.attempt && station::outcome_of(result) == ledger::attempt_outcome::in_doubt;
-    bool present = true;
-    {
-        const std::lock_guard lock(guard_);
-        present = slots_.at(run.slot).present;
-    }
+    // An adapter that is pulled meanwhile is shown behind this.
+    const std::lock_guard lock(guard_);
+    const bool present = slots_.at(run.slot).present;
     shown_.change(run.slot, [&](slot_view &slot) {
         auto &shown = *slot.run;
         shown.phase = "";

@@ -5,10 +5,10 @@
 namespace sim {
 
 /**
- * Looks of a program at a console that has nothing for it. A switch has its processor for itself, and may look
- * without a pause; a PC has dozens of simulated ones. So a program that has looked often in vain waits for a
- * byte from then on, for a moment each time. Fewer looks pass as fast as on a switch: some programs look
- * so many times and no more.
+ * Looks of a program at a console that has nothing for it. A switch has its processor for itself,
+ * and may look without a pause; a PC has dozens of simulated ones. So a program that has looked
+ * often in vain waits for a byte from then on, for a moment each time. Fewer looks pass as fast as
+ * on a switch: some programs look so many times and no more.
  */
 class console_looks {
 public:

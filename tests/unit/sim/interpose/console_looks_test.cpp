@@ -73,7 +73,8 @@ TEST_F(sim_console_looks, wait_no_longer_than_until_a_byte_comes)
     for (int i = 0; i < many; ++i) {
         looks_.before_read(ends_[0]);
     }
-    EXPECT_LT(clock::now() - start, std::chrono::milliseconds(many * sim::console_looks::wait_ms) / 2);
+    EXPECT_LT(clock::now() - start,
+              std::chrono::milliseconds(many * sim::console_looks::wait_ms) / 2);
 }
 
 } // namespace

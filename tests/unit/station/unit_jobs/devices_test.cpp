@@ -239,11 +239,11 @@ TEST_F(device_job_reading, makes_an_entry_of_each_kind)
     EXPECT_EQ(found.operation.lists[0].length, (bytes{0x00, 0x00, 0x02, 0x12}));
     EXPECT_EQ(found.operation.lists[0].payload,
               joint({{0x04, 0x00, 0x0C, 0x02, 0x00, 0x00},
-                       entry(1, 2, 0, {'F', '1'}, {'1', '.', '0'}, {}, {0, 0, 0x80, 0x01}),
-                       entry(1, 1, 5, {}, {'1', '2', '3', '4', '5', '6'}, {}, {0, 0, 0, 0}),
-                       entry(2, 0, 0, {}, {'A', '0', '1'}, {'P', 'S', 'U', '-', '5', '5', '0'},
-                             {0, 0, 0, 0}),
-                       entry(3, 255, 0, {'C', '1'}, {}, {}, {0x89, 0xAB, 0xCD, 0xEF})}));
+                     entry(1, 2, 0, {'F', '1'}, {'1', '.', '0'}, {}, {0, 0, 0x80, 0x01}),
+                     entry(1, 1, 5, {}, {'1', '2', '3', '4', '5', '6'}, {}, {0, 0, 0, 0}),
+                     entry(2, 0, 0, {}, {'A', '0', '1'}, {'P', 'S', 'U', '-', '5', '5', '0'},
+                           {0, 0, 0, 0}),
+                     entry(3, 255, 0, {'C', '1'}, {}, {}, {0x89, 0xAB, 0xCD, 0xEF})}));
     EXPECT_EQ(found.units.rows, (std::vector<words>{{"fan 2", "F1", "1.0", "type 0x00008001"},
                                                     {"fan 1", "", "123456", "fan type 0x05"},
                                                     {"supply 0", "", "A01", "PSU-550"},
