@@ -82,16 +82,15 @@ void slot_worker::carry_out(const slot_order &order)
     station::run_result result;
     try {
         result = station::provision(noted, order.what, order.options, *order.observer, order.stop);
-        result.transcript = noted.text();
         far.reset();
         if (order.afterwards) {
             order.afterwards(result);
         }
     } catch (const std::exception &why) { // as memory that has run out: the other slots go on
-        result = broken_off(order, why.what());
-        result.transcript = noted.text();
         far.reset();
+        result = broken_off(order, why.what());
     }
+    result.transcript = noted.text();
     order.done(std::move(result));
 }
 

@@ -10,8 +10,7 @@ namespace {
 using shopfloor::slot_order;
 using shopfloor::slot_worker;
 
-/** A line that is unplugged when it is first used, or a station that has no memory for its bytes.
- */
+/** A line that is unplugged when it is first read, or for whose bytes there is no memory. */
 class broken_line : public station::line {
 public:
     explicit broken_line(bool lacks_memory) : lacks_memory_(lacks_memory) {}

@@ -37,6 +37,8 @@ protected:
 
 constexpr int many = sim::console_looks::without_wait;
 constexpr int more = 20;
+// A thousand waits would take a second; looks without one, microseconds.
+constexpr auto at_once = std::chrono::milliseconds(many * sim::console_looks::wait_ms) / 2;
 constexpr auto waits = std::chrono::milliseconds(more * sim::console_looks::wait_ms);
 
 TEST_F(sim_console_looks, wait_once_they_are_many)
@@ -47,22 +49,21 @@ TEST_F(sim_console_looks, wait_once_they_are_many)
 
 TEST_F(sim_console_looks, pass_at_once_as_long_as_they_are_few)
 {
-    // A thousand waits would take a second; two clock readings and no more, some microseconds.
-    EXPECT_LT(look(many), std::chrono::milliseconds(many * sim::console_looks::wait_ms) / 2);
+    EXPECT_LT(look(many), at_once);
 }
 
 TEST_F(sim_console_looks, are_few_again_behind_one_that_found_something)
 {
     look(many);
     looks_.after_read(1, 0);
-    EXPECT_LT(look(many), std::chrono::milliseconds(many * sim::console_looks::wait_ms) / 2);
+    EXPECT_LT(look(many), at_once);
 }
 
 TEST_F(sim_console_looks, are_few_again_behind_a_read_that_failed)
 {
     look(many);
     looks_.after_read(-1, EIO);
-    EXPECT_LT(look(many), std::chrono::milliseconds(many * sim::console_looks::wait_ms) / 2);
+    EXPECT_LT(look(many), at_once);
 }
 
 TEST_F(sim_console_looks, wait_no_longer_than_until_a_byte_comes)
@@ -73,8 +74,7 @@ TEST_F(sim_console_looks, wait_no_longer_than_until_a_byte_comes)
     for (int i = 0; i < many; ++i) {
         looks_.before_read(ends_[0]);
     }
-    EXPECT_LT(clock::now() - start,
-              std::chrono::milliseconds(many * sim::console_looks::wait_ms) / 2);
+    EXPECT_LT(clock::now() - start, at_once);
 }
 
 } // namespace
