@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # What a bare Debian 12 lacks: to build, and the programs that the tests run over the simulated board.
 build_packages=(
     g++ cmake ninja-build pkg-config
-    zlib1g-dev libcli11-dev libtomlplusplus-dev libserialport-dev libgtest-dev
+    zlib1g-dev libcli11-dev libtomlplusplus-dev libserialport-dev libre2-dev libgtest-dev
     libsqlite3-dev libpq-dev nlohmann-json3-dev libssl-dev libboost1.81-dev libudev-dev
     mtd-utils libubootenv-tool i2c-tools python3-minimal zsh
 )
@@ -23,7 +23,7 @@ bench_packages=(libubootenv-tool lrzsz valgrind)
 # To build for the switch's processor, and to run what was built.
 arm64_packages=(
     g++-aarch64-linux-gnu qemu-user-static
-    zlib1g-dev:arm64 libtomlplusplus-dev:arm64 libserialport-dev:arm64 libgtest-dev:arm64
+    zlib1g-dev:arm64 libtomlplusplus-dev:arm64 libserialport-dev:arm64 libre2-dev:arm64 libgtest-dev:arm64
 )
 # The emulated machine of tests/kernel, and what builds its modules.
 kernel_packages=(qemu-system-arm make libelf1 patch cpio xz-utils kmod python3)

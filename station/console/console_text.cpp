@@ -26,10 +26,9 @@ bool is_digit(char character)
 template <class test>
 std::size_t after_all(std::string_view text, std::size_t at, test holds)
 {
-    while (at < text.size() && holds(text[at])) {
-        ++at;
-    }
-    return at;
+    const auto from = std::min(at, text.size());
+    const auto *const end = std::find_if_not(text.begin() + from, text.end(), holds);
+    return static_cast<std::size_t>(end - text.begin());
 }
 
 /** Whether a "[" begins the kernel's stamp: "[   12.345678] ", with six digits behind the point. */

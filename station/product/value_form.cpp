@@ -4,6 +4,8 @@
 #include <charconv>
 #include <chrono>
 
+#include <re2/re2.h>
+
 #include "station/base/bytes.h"
 
 namespace station {
@@ -13,7 +15,6 @@ namespace {
 constexpr std::size_t mac_size = 6;
 constexpr std::int64_t all_macs = std::int64_t(1) << 48;
 constexpr std::uint8_t group_bit = 0x01;
-constexpr std::size_t longest_pattern = 200;
 constexpr std::int64_t longest_text = 511; // what any record of a switch can hold
 constexpr std::int64_t most_of_numbers = std::int64_t(1) << 53;
 
@@ -25,26 +26,6 @@ bool is_name(std::string_view text)
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char each) {
         return (each >= 'a' && each <= 'z') || (each >= '0' && each <= '9') || each == '_';
     });
-}
-
-/**
- * Whether a pattern counts, or refers, to more than any value is long: the C++ library computes
- * such numbers without a limit.
- */
-bool counts_too_far(std::string_view pattern)
-{
-    constexpr std::size_t most_digits = 3;
-    bool counts = false;
-    std::size_t digits = 0;
-    for (const char each : pattern) {
-        const bool is_digit = each >= '0' && each <= '9';
-        counts = each == '{' || each == '\\' || (counts && (is_digit || each == ','));
-        digits = counts && is_digit ? digits + 1 : 0;
-        if (digits > most_digits) {
-            return true;
-        }
-    }
-    return false;
 }
 
 std::optional<std::int64_t> whole_number(std::string_view text)
@@ -148,17 +129,18 @@ private:
     void read_pattern()
     {
         form_.pattern_text = table_.text_or("pattern", "", wrong_);
-        try {
-            if (form_.pattern_text.size() > longest_pattern || counts_too_far(form_.pattern_text)) {
-                throw std::regex_error(std::regex_constants::error_complexity);
-            }
-            form_.pattern = std::regex(form_.pattern_text, std::regex::ECMAScript);
-        } catch (const std::regex_error &) {
-            wrong_.add(table_.line_of("pattern"),
-                       "\"pattern\" is \"" + printable(form_.pattern_text) +
-                           "\": expected a regular expression of up to 200 characters that "
-                           "counts to at most 999, as in pattern = \"[A-Z0-9]{13}\"");
+        if (form_.pattern_text.empty()) {
+            return;
         }
+        const auto pattern = std::make_shared<const RE2>(form_.pattern_text, RE2::Quiet);
+        if (!pattern->ok()) {
+            wrong_.add(table_.line_of("pattern"),
+                       "\"pattern\" is \"" + printable(form_.pattern_text) + "\", " +
+                           printable(pattern->error()) +
+                           ": expected a regular expression, as in pattern = \"[A-Z0-9]{13}\"");
+            return;
+        }
+        form_.pattern = pattern;
     }
 
     void read_range()
@@ -208,7 +190,7 @@ checked_value check_text(const value_form &form, const std::string &text)
                      [](char each) { return each >= ' ' && each <= '~'; })) {
         return {text, "expected printable ASCII characters, at most 511"};
     }
-    if (!form.pattern_text.empty() && !std::regex_match(text, form.pattern)) {
+    if (form.pattern && !RE2::FullMatch(text, *form.pattern)) {
         return {text, "expected what the pattern \"" + form.pattern_text + "\" describes"};
     }
     return {text, ""};

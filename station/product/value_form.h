@@ -2,13 +2,17 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "station/jobs/job_file.h"
+
+namespace re2 {
+class RE2;
+}
 
 namespace station {
 
@@ -18,12 +22,12 @@ enum class value_kind { text, mac, number, date };
 struct value_form {
     std::string name;
     value_kind kind = value_kind::text;
-    int line = 1;                  // of the product file
-    std::string pattern_text = {}; // of a text; empty: any
-    std::regex pattern = {};
-    std::size_t shortest = 1; // of a text, in characters
-    std::size_t longest = 0;  // 0: any
-    std::int64_t least = 0;   // of a number
+    int line = 1;                                 // of the product file
+    std::string pattern_text = {};                // of a text; empty: any
+    std::shared_ptr<const re2::RE2> pattern = {}; // nullptr: any
+    std::size_t shortest = 1;                     // of a text, in characters
+    std::size_t longest = 0;                      // 0: any
+    std::int64_t least = 0;                       // of a number
     std::int64_t most = 0;
     std::int64_t align = 1; // of a MAC address: what it must be a multiple of
     std::int64_t count = 1; // how many MAC addresses a unit has, from this one on
