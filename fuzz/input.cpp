@@ -1,4 +1,4 @@
-#include "input.h"
+#include "fuzz/input.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -5,7 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "input.h"
+#include "fuzz/input.h"
 
 namespace fuzz {
 

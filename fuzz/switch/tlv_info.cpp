@@ -6,10 +6,10 @@
 #include <string>
 
 #include "eeprom/e2prom.h"
-#include "input.h"
+#include "fuzz/board/repair.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/input.h"
 #include "platform/dev_drv.h"
-#include "repair.h"
-#include "switch_program.h"
 
 // Any bytes in the system EEPROM: loading, display and edits of what is found there.
 

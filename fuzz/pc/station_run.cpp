@@ -1,4 +1,4 @@
-#include "station_run.h"
+#include "fuzz/pc/station_run.h"
 
 #include <algorithm>
 #include <cstdio>

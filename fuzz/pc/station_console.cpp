@@ -1,4 +1,4 @@
-#include "station_run.h"
+#include "fuzz/pc/station_run.h"
 
 // What a console says to a run of a product, from its first byte on.
 

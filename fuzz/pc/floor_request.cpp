@@ -5,7 +5,7 @@
 #include "floor/requests/answers.h"
 #include "floor/requests/event_text.h"
 #include "floor/requests/routes.h"
-#include "input.h"
+#include "fuzz/input.h"
 #include "ledger/model/texts.h"
 
 // Requests of any content to the floor: who is let in, addresses, bodies, filters, and the texts

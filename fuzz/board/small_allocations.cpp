@@ -1,4 +1,4 @@
-#include "small_allocations.h"
+#include "fuzz/board/small_allocations.h"
 
 #include <array>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "input.h"
+#include "fuzz/input.h"
 
 // Hostile bytes with right checksums. A fuzzer would rarely guess one, and few bytes behind it
 // would ever be looked at. None of these lets a length run past the end.

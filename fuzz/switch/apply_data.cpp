@@ -1,9 +1,9 @@
 #include <cerrno>
 
 #include "exchange/format_info.h"
-#include "input.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/input.h"
 #include "store/productinfo.h"
-#include "switch_program.h"
 
 // The payloads of the flavour that keeps the identity in flash.
 

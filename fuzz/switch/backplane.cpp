@@ -1,8 +1,8 @@
 #include <algorithm>
 
-#include "small_allocations.h"
-#include "switch_program.h"
-#include "unit_run.h"
+#include "fuzz/board/small_allocations.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/board/unit_run.h"
 #include "units/common.h"
 #include "units/common_backplane.h"
 #include "units/set_backplane.h"

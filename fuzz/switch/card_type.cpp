@@ -2,9 +2,9 @@
 
 #include "eeprom/e2prom.h"
 #include "exchange/format_info.h"
-#include "input.h"
-#include "repair.h"
-#include "switch_program.h"
+#include "fuzz/board/repair.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/input.h"
 
 // Any bytes in the card EEPROM.
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "input.h"
+#include "fuzz/input.h"
 #include "station/product/run.h"
 
 namespace fuzz {

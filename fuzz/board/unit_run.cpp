@@ -1,10 +1,10 @@
-#include "unit_run.h"
+#include "fuzz/board/unit_run.h"
 
 #include <cerrno>
 #include <iterator>
 
-#include "console.h"
-#include "small_allocations.h"
+#include "fuzz/board/console.h"
+#include "fuzz/board/small_allocations.h"
 
 namespace fuzz {
 

@@ -1,6 +1,6 @@
 #include <string>
 
-#include "memory_file.h"
+#include "fuzz/memory_file.h"
 #include "station/jobs/product_info.h"
 #include "station/product/operations.h"
 

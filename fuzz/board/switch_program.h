@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "input.h"
+#include "fuzz/input.h"
 #include "sim/board/board.h"
 
 namespace fuzz {

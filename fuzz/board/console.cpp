@@ -1,4 +1,4 @@
-#include "console.h"
+#include "fuzz/board/console.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,9 +11,9 @@
 #include <sys/select.h>
 #include <unistd.h>
 
-#include "board_files.h"
 #include "console/com_data_provider.h"
-#include "input.h"
+#include "fuzz/board/board_files.h"
+#include "fuzz/input.h"
 #include "units/common_bridge.h"
 
 namespace {

@@ -2,9 +2,9 @@
 
 #include "eeprom/tlv_info.h"
 #include "exchange/format_info.h"
-#include "input.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/input.h"
 #include "store/productinfo.h"
-#include "switch_program.h"
 
 // The payloads of the flavour that keeps the identity in the system EEPROM.
 

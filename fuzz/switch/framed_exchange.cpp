@@ -1,11 +1,11 @@
-#include "console.h"
 #include "eeprom/tlv_info.h"
 #include "exchange/format_info.h"
 #include "exchange/protocol.h"
-#include "input.h"
-#include "repair.h"
+#include "fuzz/board/console.h"
+#include "fuzz/board/repair.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/input.h"
 #include "store/productinfo.h"
-#include "switch_program.h"
 
 // A stream of bytes into the framed exchange of both flavours, with the console underneath it and
 // the payload handlers behind it.

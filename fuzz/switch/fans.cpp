@@ -1,7 +1,7 @@
-#include "console.h"
-#include "small_allocations.h"
-#include "switch_program.h"
-#include "unit_run.h"
+#include "fuzz/board/console.h"
+#include "fuzz/board/small_allocations.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/board/unit_run.h"
 #include "units/set_fan_sn.h"
 
 // The exchanges of setfansn and setpoesn.

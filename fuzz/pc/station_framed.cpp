@@ -1,4 +1,4 @@
-#include "station_run.h"
+#include "fuzz/pc/station_run.h"
 
 // What a switch answers to the framed exchange: both operations, in both flavours.
 

@@ -1,4 +1,4 @@
-#include "repair.h"
+#include "fuzz/board/repair.h"
 
 #include <cstring>
 #include <numeric>

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "input.h"
-#include "repair.h"
+#include "fuzz/board/repair.h"
+#include "fuzz/input.h"
 #include "sim/board/board.h"
 
 namespace fuzz {

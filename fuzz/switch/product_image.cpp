@@ -3,10 +3,10 @@
 #include <string>
 #include <string_view>
 
-#include "input.h"
-#include "repair.h"
+#include "fuzz/board/repair.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/input.h"
 #include "store/productinfo.h"
-#include "switch_program.h"
 
 // Any bytes in the partition of the product information.
 

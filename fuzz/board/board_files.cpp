@@ -1,4 +1,4 @@
-#include "board_files.h"
+#include "fuzz/board/board_files.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "input.h"
+#include "fuzz/input.h"
 #include "sim/board/fault_plan.h"
 #include "sim/board/process_board.h"
 #include "sim/board/system_calls.h"

@@ -1,7 +1,7 @@
-#include "console.h"
-#include "small_allocations.h"
-#include "switch_program.h"
-#include "unit_run.h"
+#include "fuzz/board/console.h"
+#include "fuzz/board/small_allocations.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/board/unit_run.h"
 #include "units/setsn_device.h"
 
 // The exchanges of setdevice and setdevice_zk80chassis.

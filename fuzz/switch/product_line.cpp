@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <string>
 
-#include "input.h"
+#include "fuzz/board/switch_program.h"
+#include "fuzz/input.h"
 #include "store/productinfo.h"
-#include "switch_program.h"
 
 // Lines that an operator types: of setproduct, and the fields of the other commands.
 

@@ -1,4 +1,4 @@
-#include "memory_file.h"
+#include "fuzz/memory_file.h"
 #include "station/product/product_file.h"
 
 // Product files of any content, the forms of their values, and texts with places for those.

@@ -1,4 +1,4 @@
-#include "switch_program.h"
+#include "fuzz/board/switch_program.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -10,12 +10,12 @@
 #include <zlib.h>
 
 #include "base/trace.h"
-#include "board_files.h"
 #include "eeprom/e2prom.h"
 #include "eeprom/tlv_info.h"
 #include "exchange/format_info.h"
 #include "exchange/protocol.h"
-#include "small_allocations.h"
+#include "fuzz/board/board_files.h"
+#include "fuzz/board/small_allocations.h"
 #include "store/productinfo.h"
 #include "units/setsn_device.h"
 
