@@ -29,8 +29,8 @@ export function short(text, most = 240) {
 }
 
 /** An element: "button.big", its attributes (on… are listeners), its children (texts or nodes). */
-export function el(spec, attributes = {}, ...children) {
-    const [name, ...classes] = spec.split('.');
+export function el(selector, attributes = {}, ...children) {
+    const [name, ...classes] = selector.split('.');
     const node = document.createElement(name);
     if (classes.length > 0) {
         node.className = classes.join(' ');
