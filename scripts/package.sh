@@ -3,7 +3,7 @@
 # without a package manager an archive of the switch programs that runs from any folder. The same sources
 # give the same bytes, wherever and whenever they are built.
 #   scripts/package.sh [amd64|arm64|all]    by default for this machine
-#   scripts/package.sh --switch             for this machine, what belongs on the switch only
+#   scripts/package.sh --switch [the same]  what belongs on the switch only
 . "$(dirname "$0")/lib.sh"
 
 packages=build/packages

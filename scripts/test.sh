@@ -89,6 +89,7 @@ test_packages() {
     tests/packages/packages_test.sh "$(dpkg --print-architecture)"
     tests/packages/packages_test.sh arm64
     tests/packages/reproducible_test.sh
+    tests/packages/reproducible_test.sh arm64
 }
 
 # What has threads: runs that are cancelled, and a floor.
