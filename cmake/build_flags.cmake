@@ -78,7 +78,7 @@ if(SETMAC_FUZZ)
     # Run by the thousand, and compiled for nothing else: the last option for debugging counts. Words of the
     # formats come from the dictionary: a call for each comparison would take as long as all else. And what is
     # called through a pointer is seen by where it leads.
-    target_compile_options(setmac_explored INTERFACE -O1 -gline-tables-only
+    target_compile_options(setmac_explored INTERFACE -O2 -gline-tables-only
         $<IF:$<BOOL:${SETMAC_COVERAGE}>,-fprofile-instr-generate;-fcoverage-mapping,-fsanitize=fuzzer-no-link;-fno-sanitize-coverage=trace-cmp$<COMMA>indirect-calls>)
 elseif(has_fuzzer)
     target_compile_options(setmac_explored INTERFACE -fsanitize=fuzzer-no-link)

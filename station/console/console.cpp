@@ -381,13 +381,13 @@ void console::start_anew()
 
 bool console::receive(time_point deadline)
 {
-    std::array<std::uint8_t, 1024> buffer{};
+    std::array<std::uint8_t, 1024> buffer;
     const auto left = std::chrono::ceil<milliseconds>(deadline - far_.now());
     const auto count = far_.read(buffer, std::max(left, milliseconds(0)));
     if (count == 0) {
         return false;
     }
-    const std::string text(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+    const std::string_view text(reinterpret_cast<const char *>(buffer.data()), count);
     last_arrival_ = far_.now();
     keep(text);
     if (writes_to_hide_ == 0) {
