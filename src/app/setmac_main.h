@@ -21,7 +21,10 @@ int32_t setsn_main(int argc, char **argv);
 /** "setcountry": the four country settings. */
 int32_t setcountry_main(int argc, char **argv);
 
-/** "setproduct": lines of name=value until "q" or the end of input. Always 0. */
+/**
+ * "setproduct": lines of name=value until "q" or the end of input. 0, or -1 where the input cannot
+ * be read: what was entered before must not be saved then.
+ */
 int32_t setproduct_main(int argc, char **argv);
 
 /** "setmac": the MAC address. */

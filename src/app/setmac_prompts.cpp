@@ -21,6 +21,13 @@ int32_t refuse_arguments()
     return -1;
 }
 
+/** The end of a command that cannot read what it asks for; nothing of it may be saved. */
+int32_t refuse_input()
+{
+    puts("\r\nError: The input cannot be read.\r");
+    return -1;
+}
+
 /** A command for one field: from the one argument, or else from a prompt. */
 int32_t set_field(int argc, char **argv, const char *prompt, int32_t (*set)(std::string_view))
 {
@@ -31,7 +38,9 @@ int32_t set_field(int argc, char **argv, const char *prompt, int32_t (*set)(std:
         return refuse_arguments();
     }
     std::array<char, field_size> text{};
-    read_strings(prompt, text.data(), text.size());
+    if (read_strings(prompt, text.data(), text.size()) == word_outcome::unread) {
+        return refuse_input();
+    }
     return set(text.data());
 }
 
@@ -76,8 +85,7 @@ int32_t setcountry_main(int argc, char **)
     char settings[std::size(prompts)][country_size] = {};
     for (size_t i = 0; i < std::size(prompts); ++i) {
         if (read_strings(prompts[i], settings[i], country_size) == word_outcome::unread) {
-            puts("\r\nError: The input cannot be read.\r");
-            return -1;
+            return refuse_input();
         }
     }
     return set_product_info_country(settings[0], settings[1], settings[2], settings[3]);
@@ -91,8 +99,11 @@ int32_t setproduct_main(int, char **)
     while (true) {
         std::array<char, product_line_size> line{};
         const word_outcome outcome = read_strings("", line.data(), line.size());
+        if (outcome == word_outcome::unread) {
+            return refuse_input();
+        }
         const std::string_view text = line.data();
-        const bool input_ended = text.empty() && (feof(stdin) != 0 || ferror(stdin) != 0);
+        const bool input_ended = text.empty() && feof(stdin) != 0;
         if (text == "q" || input_ended) {
             return 0;
         }

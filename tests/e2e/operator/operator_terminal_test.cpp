@@ -177,6 +177,34 @@ TEST(operator_terminal, stores_no_country_settings_where_the_input_cannot_be_rea
     EXPECT_TRUE(untouched_nor_holds(board, one_serial));
 }
 
+/** A terminal that gives a program each byte at once, also those of a word that is being typed. */
+void give_bytes(termios &settings)
+{
+    settings.c_lflag &= ~static_cast<tcflag_t>(ICANON);
+}
+
+/**
+ * Runs a command whose descriptor does not wait, on a board whose serial number must survive it.
+ * After `typed` nothing more has come yet; the command says `said` before it gives up.
+ */
+void expect_unread(const e2e::command_line &command, std::string_view typed,
+                   const std::string &said)
+{
+    const auto board = nor_board_holding(one_serial);
+    terminal_session session(board, command,
+                             {.typed_ahead = typed, .adjust = give_bytes, .flags = O_NONBLOCK});
+    EXPECT_EQ(session.finish(), refused(said + "\r\r\nError: The input cannot be read.")) << typed;
+    EXPECT_TRUE(untouched_nor_holds(board, one_serial)) << typed;
+}
+
+TEST(operator_terminal, stores_no_serial_number_or_address_that_may_be_cut_off)
+{
+    expect_unread({"setsn"}, "", "Please input serial number:");
+    expect_unread({"setsn"}, "ZZZZZZZZZ9999", "Please input serial number:");
+    expect_unread({"setmac"}, "", "Please input mac addr:");
+    expect_unread({"setmac"}, "00:D0:F8:A1:B2:C3", "Please input mac addr:");
+}
+
 constexpr std::string_view greeting = "Please input the name and value of setmac field.\r\r\n"
                                       "Format: name=value, Press 'q' to save and quit.\r\r\n"
                                       "\r\r\n";
@@ -206,6 +234,16 @@ TEST(operator_terminal, edits_records_until_the_end_of_input)
     session.send(end_of_input);
     EXPECT_EQ(session.finish(), saved);
     EXPECT_TRUE(untouched_nor_holds(board, one_serial));
+}
+
+TEST(operator_terminal, saves_no_record_where_a_later_one_cannot_be_read)
+{
+    const std::string said(greeting);
+    expect_unread({"setproduct"}, "", said);
+    expect_unread({"setproduct"}, "ethaddr=00:D0:F8", said);
+    expect_unread({"setproduct"}, "ProductModel=S1 ", said);
+    expect_unread({"setproduct"}, "ProductModel=S1 ethaddr=00:D0:F8", said);
+    expect_unread({"setproduct"}, "SerialNO= q", said);
 }
 
 TEST(operator_terminal, tells_a_wrong_count_of_arguments)
