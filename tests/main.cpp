@@ -16,7 +16,8 @@ namespace {
  */
 void take_signals_as_usual()
 {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGPIPE}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGPIPE, SIGXFSZ, SIGXCPU,
+                             SIGALRM, SIGUSR1, SIGUSR2}) {
         signal(number, SIG_DFL);
     }
 }

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "base/trace.h"
+#include "base/uninterrupted.h"
 
 namespace {
 
@@ -22,7 +23,6 @@ termios org_opts_old{};
 termios new_opts{};
 int oldf = 0;
 
-constexpr std::array ending_signals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT};
 std::array<struct sigaction, ending_signals.size()> previous_actions{};
 
 /** Bytes read from descriptor 0 and not yet taken. */
@@ -68,7 +68,8 @@ void catch_ending_signals()
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (size_t i = 0; i < ending_signals.size(); ++i) {
         sigaction(ending_signals[i], nullptr, &previous_actions[i]);
-        if (previous_actions[i].sa_handler != SIG_IGN) {
+        // One that is ignored, or that the driver library does something about, ends nothing.
+        if (previous_actions[i].sa_handler == SIG_DFL) {
             sigaction(ending_signals[i], &action, nullptr);
         }
     }

@@ -93,7 +93,8 @@ TEST_P(console_of_prov_setmac, is_raw_during_and_as_it_was_after)
 
 TEST_P(console_of_prov_setmac, is_as_it_was_after_a_signal_that_ends_it)
 {
-    for (const int signal_number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT}) {
+    for (const int signal_number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT, SIGXFSZ,
+                                    SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2}) {
         const auto board = nor_board_holding(no_records);
         terminal_session session(board, {"prov_setmac", "setmac"}, {.adjust = GetParam()});
         session.expect(setmac_banner);

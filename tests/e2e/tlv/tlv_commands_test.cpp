@@ -110,7 +110,8 @@ TEST(tlv_prov_setmac, has_the_console_raw_while_it_waits_and_restores_it)
 
 TEST(tlv_prov_setmac, restores_the_console_after_a_signal)
 {
-    for (const int signal_number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT}) {
+    for (const int signal_number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT, SIGXFSZ,
+                                    SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2}) {
         const auto board = quiet_board();
         terminal_session session(board, {tlv_prov_setmac, "setmac"});
         session.expect(setmac_banner);

@@ -1,4 +1,7 @@
 #include <cerrno>
+#include <csignal>
+
+#include <sys/resource.h>
 
 #include "exchange/protocol.h"
 #include "payloads.h"
@@ -17,6 +20,61 @@ using support::printed;
 using support::serial_image;
 using support::tlv_payload;
 using support::trace_log;
+
+/** A debug log in a file that may not grow beyond `limit` bytes, for as long as it lives. */
+class limited_log {
+public:
+    explicit limited_log(size_t limit)
+    {
+        setmac_debug_fd = tmpfile();
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limited = {.rlim_cur = limit, .rlim_max = before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    limited_log(const limited_log &) = delete;
+    limited_log &operator=(const limited_log &) = delete;
+    ~limited_log()
+    {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        fclose(setmac_debug_fd);
+        setmac_debug_fd = nullptr;
+    }
+
+private:
+    rlimit before_{};
+};
+
+/** The board that a signal looks at when it acts, and the writes to its CPLD by then. */
+const sim::board *board_of_signal = nullptr;
+std::vector<size_t> writes_by_signal;
+
+void look_at_board(int)
+{
+    writes_by_signal.push_back(board_of_signal->count("write", cpld_path));
+}
+
+TEST_F(tlv_payload, whose_log_reaches_its_limit_meanwhile_protects_the_eeprom_again)
+{
+    size_t limit = 0;
+    {
+        const trace_log log;
+        apply({});
+        limit = log.text().find("\r\nSave to ram OK");
+        ASSERT_NE(limit, std::string::npos);
+    }
+    SetUp();
+    board_of_signal = &board();
+    writes_by_signal.clear();
+    const auto before = signal(SIGXFSZ, look_at_board);
+    {
+        const limited_log log(limit);
+        apply({});
+    }
+    signal(SIGXFSZ, before);
+    EXPECT_EQ(writes(),
+              (std::vector<std::pair<uint64_t, int>>{{0x25, 0xFB}, {0, eeprom}, {0x25, 0xFF}}));
+    EXPECT_EQ(writes_by_signal, std::vector<size_t>{2}) << "it acts once, behind the protection";
+}
 
 TEST_F(tlv_payload, of_no_bytes_programs_the_default_image)
 {
