@@ -93,11 +93,10 @@ int32_t apply_part(byte_reader &in)
 {
     const uint8_t flag = in.u8();
     const uint32_t part_length = in.be32();
-    if (!in) {
-        return payload_malformed;
-    }
     const uint32_t content_length = part_length - part_header_size;
-    SETMAC_TRACE_AS("apply_data", 490, "\r\nnPartLen:%d", static_cast<int>(content_length));
+    if (in) {
+        SETMAC_TRACE_AS("apply_data", 490, "\r\nnPartLen:%d", static_cast<int>(content_length));
+    }
     if (flag != part_skipped && flag != part_of_properties) {
         SETMAC_TRACE_AS("apply_data", 501, "\r\nflag error:%d", flag);
         return payload_malformed;

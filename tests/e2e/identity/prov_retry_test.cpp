@@ -152,6 +152,15 @@ TEST_F(waiting_switch, answers_0x12_to_a_part_of_another_flag)
     expect_good_exchange();
 }
 
+TEST_F(waiting_switch, answers_0x12_to_a_byte_that_is_no_part_and_logs_it)
+{
+    send_frame(session, {bytes({0x00, 0x00, 0x00, 0x05}), bytes({0x07, 0x50, 0x4F, 0xEF, 0xB1})});
+    session.expect(failed);
+    wait_for_log(log, "[SETMAC <apply_data>:<479>] \r\nFlag at 0 Bytes"
+                      "[SETMAC <apply_data>:<501>] \r\nflag error:7");
+    expect_good_exchange();
+}
+
 TEST_F(waiting_switch, answers_0x12_to_an_empty_skipped_part)
 {
     send_frame(session, {bytes({0x00, 0x00, 0x00, 0x09}),

@@ -209,6 +209,35 @@ TEST_F(payload, of_an_unknown_flag_is_told_of_that_whatever_its_length)
     }
 }
 
+TEST_F(payload, of_an_unknown_flag_is_told_of_that_where_its_length_is_cut_off)
+{
+    for (const byte_list &content : {byte_list{3}, byte_list{3, 0, 0, 0}}) {
+        const trace_log log;
+        EXPECT_EQ(apply(content), -2);
+        EXPECT_EQ(log.text(), "[SETMAC <apply_data>:<479>] \r\nFlag at 0 Bytes"
+                              "[SETMAC <apply_data>:<501>] \r\nflag error:3");
+    }
+}
+
+TEST_F(payload, with_a_stray_byte_behind_it_is_told_of_that_byte)
+{
+    const trace_log log;
+    EXPECT_EQ(apply(part(1, bytes("skipped")) + byte_list{7}), -2);
+    EXPECT_EQ(log.text(), "[SETMAC <apply_data>:<479>] \r\nFlag at 0 Bytes"
+                          "[SETMAC <apply_data>:<490>] \r\nnPartLen:7"
+                          "[SETMAC <apply_data>:<479>] \r\nFlag at 12 Bytes"
+                          "[SETMAC <apply_data>:<501>] \r\nflag error:7");
+}
+
+TEST_F(payload, of_a_known_flag_whose_length_is_cut_off_is_told_of_its_place_only)
+{
+    for (const uint8_t flag : byte_list{1, 2}) {
+        const trace_log log;
+        EXPECT_EQ(apply({flag, 0, 0, 0}), -2);
+        EXPECT_EQ(log.text(), "[SETMAC <apply_data>:<479>] \r\nFlag at 0 Bytes");
+    }
+}
+
 TEST_F(payload, of_an_unknown_flag_is_malformed)
 {
     for (const uint8_t flag : byte_list{0, 3, 0xFF}) {
