@@ -162,22 +162,23 @@ int32_t apply_tlv_part(byte_reader &in)
 {
     const uint8_t flag = in.u8();
     const uint32_t part_length = in.be32();
-    if (!in || part_length < part_header_size) {
+    if (!in) {
         return refuse_part_length();
     }
-    const uint32_t content_length = part_length - part_header_size;
-    SETMAC_TRACE_AS("tlv_data_apply", __LINE__, "\r\nnPartLen:%d",
-                    static_cast<int>(content_length));
-    // A part that runs past the payload is applied as far as it goes, and refused then.
-    const auto content = in.bytes(std::min<size_t>(content_length, in.remaining()));
+    const auto content_length = static_cast<int32_t>(part_length - part_header_size);
+    SETMAC_TRACE_AS("tlv_data_apply", __LINE__, "\r\nnPartLen:%d", content_length);
+    // A part that runs past the payload is applied as far as it goes, and refused then. The nodes
+    // of a part that is shorter than its header are refused for their count.
+    const auto content =
+        in.bytes(std::min(static_cast<size_t>(std::max(content_length, 0)), in.remaining()));
+    const int32_t count = std::min(content_length, static_cast<int32_t>(content.size()));
     if (flag != part_skipped) {
-        const int32_t result =
-            tlv_insight_node(content.data(), static_cast<int32_t>(content.size()));
+        const int32_t result = tlv_insight_node(content.data(), count);
         if (result != 0) {
             return result;
         }
     }
-    return content.size() == content_length ? 0 : refuse_part_length();
+    return count == content_length && count >= 0 ? 0 : refuse_part_length();
 }
 
 void write_cpld(uint8_t enable_register, uint8_t value)

@@ -180,6 +180,9 @@ TEST(tlv_trace, of_payloads_that_are_refused)
     EXPECT_EQ(log_of(e2e::framed(tlv_part(2, "serial0"), 0x2094981E), failure),
               default_log + part_log(0, 7) + "[SETMAC <tlv_insight_node>:<N>] \r\n length err\r\n" +
                   failure);
+    EXPECT_EQ(log_of(e2e::framed(bytes({0x01, 0x00, 0x00, 0x00, 0x03}), 0x035EFAC8), failure),
+              default_log + part_log(0, -2) +
+                  "[SETMAC <tlv_insight_node>:<N>] \r\n length err\r\n" + failure);
     EXPECT_EQ(log_of(e2e::framed(bytes({0x00, 0x00, 0x00, 0x00, 0x06}), 0x5D96F62E), failure),
               default_log + part_log(0, 1) +
                   "[SETMAC <tlv_data_apply>:<N>] \r\n length err---2\r\n" + failure);

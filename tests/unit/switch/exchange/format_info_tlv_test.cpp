@@ -226,6 +226,44 @@ TEST_F(tlv_payload, that_is_cut_off_or_overlong_is_malformed_and_writes_nothing)
     EXPECT_TRUE(nothing_was_written());
 }
 
+/** The last two lines of a log, without their line numbers. */
+std::string last_two_lines(const trace_log &log)
+{
+    const auto text = log.unnumbered();
+    return text.substr(text.rfind("[SETMAC", text.rfind("[SETMAC") - 1));
+}
+
+TEST_F(tlv_payload, whose_part_is_shorter_than_its_header_is_told_of_its_nodes)
+{
+    const std::pair<byte_list, std::string> cases[] = {
+        {{1, 0, 0, 0, 0}, "-5"},
+        {{1, 0, 0, 0, 3}, "-2"},
+        {{0xFF, 0, 0, 0, 4}, "-1"},
+        {{1, 0xFF, 0xFF, 0xFF, 0xFF}, "-6"},
+        {{1, 0x80, 0, 0, 5, 'x'}, "-2147483648"},
+    };
+    for (const auto &[content, length] : cases) {
+        const trace_log log;
+        apply(content, -2);
+        EXPECT_EQ(last_two_lines(log), "[SETMAC <tlv_data_apply>:<N>] \r\nnPartLen:" + length +
+                                           "[SETMAC <tlv_insight_node>:<N>] \r\n length err\r\n");
+    }
+    EXPECT_TRUE(nothing_was_written());
+}
+
+TEST_F(tlv_payload, whose_skipped_part_is_shorter_than_its_header_is_told_of_its_end)
+{
+    for (const auto &[last, length] : {std::pair{0, "-5"}, std::pair{4, "-1"}}) {
+        const trace_log log;
+        apply({0, 0, 0, 0, static_cast<uint8_t>(last)}, -2);
+        EXPECT_EQ(last_two_lines(log), std::string("[SETMAC <tlv_data_apply>:<N>] \r\nnPartLen:") +
+                                           length +
+                                           "[SETMAC <tlv_data_apply>:<N>] "
+                                           "\r\n length err---2\r\n");
+    }
+    EXPECT_TRUE(nothing_was_written());
+}
+
 TEST_F(tlv_payload, that_ends_inside_its_part_is_applied_so_far_and_then_refused)
 {
     auto overrun = part(1, node("Country Code", 1, text("DE")));
