@@ -197,6 +197,18 @@ void expect_unread(const e2e::command_line &command, std::string_view typed,
     EXPECT_TRUE(untouched_nor_holds(board, one_serial)) << typed;
 }
 
+TEST(operator_terminal, stores_no_country_settings_where_a_later_one_cannot_be_read)
+{
+    const std::string first = "Please input country def:";
+    const std::string second = first + "Please input country map:";
+    const std::string third = second + "Please input country map1:";
+    expect_unread({"setcountry"}, "C", first);
+    expect_unread({"setcountry"}, "CN ", second);
+    expect_unread({"setcountry"}, "CN map-", second);
+    expect_unread({"setcountry"}, "CN map-A map", third);
+    expect_unread({"setcountry"}, "CN map-A map-B y", third + "Please input country change:");
+}
+
 TEST(operator_terminal, stores_no_serial_number_or_address_that_may_be_cut_off)
 {
     expect_unread({"setsn"}, "", "Please input serial number:");
