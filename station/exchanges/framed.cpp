@@ -232,7 +232,9 @@ bool framed_attempt::end_with_reply(std::uint8_t byte)
     if (byte == value_damaged && message_.hand_sign_offers > 1) {
         reason += ". Late, it waits for the next attempt; damaged, it has ended its operation";
     }
-    return end_with(ending_of(byte), std::move(reason));
+    const auto end = ending_of(byte);
+    result_.taken = result_.taken && end != ending::refused;
+    return end_with(end, std::move(reason));
 }
 
 ending framed_attempt::ending_of(std::uint8_t byte) const

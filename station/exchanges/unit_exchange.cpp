@@ -342,7 +342,9 @@ outcome carry_out(conversation &talk, const unit_operation &operation, const uni
     for (int number = 1; number <= options.attempts; ++number) {
         talk.observer().attempt(number, options.attempts);
         const auto latest = unit_attempt(talk, operation, list, options.store, sum).run(number > 1);
+        const bool taken = result.taken || latest.taken;
         result = joined(result, latest, number);
+        result.taken = taken;
         silent = latest.end == ending::silent ? silent + 1 : 0;
         if (is_final(operation, latest) ||
             (operation.guess != 0 && silent == most_silent_guesses)) {

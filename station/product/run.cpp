@@ -41,6 +41,13 @@ std::string seconds_of(std::chrono::milliseconds limit)
     return std::to_string(std::chrono::ceil<std::chrono::seconds>(limit).count()) + " s";
 }
 
+/** Whether the switch may have stored something in a step: not where it refused all of it. */
+bool may_have_stored(const step_record &step)
+{
+    const auto &last = step.last;
+    return step.starts != 1 || last.end != ending::refused || last.taken || !last.echo.empty();
+}
+
 /** One run of a product. */
 class run_of_product {
 public:
@@ -357,8 +364,7 @@ private:
         const auto ended = [&] {
             record.seconds = std::chrono::duration<double>(direct_.now() - start).count();
             record.items = plan_.steps[at].job.items(record.last);
-            const bool refused = record.starts == 1 && record.last.end == ending::refused;
-            result_.may_have_stored = result_.may_have_stored || !refused;
+            result_.may_have_stored = result_.may_have_stored || may_have_stored(record);
             observer_.step_ended(record);
         };
         try {

@@ -54,7 +54,8 @@ public:
     std::size_t kernel_every = 0;
     line_fault fault;
     bool echoes_secrets = false;
-    std::string forgets; // a record that is never kept
+    std::string forgets;                     // a record that is never kept
+    std::size_t lists_of_devices_taken = 16; // by one operation; it refuses those behind them
     std::function<void(std::size_t number)> at_byte_to_switch;
     std::size_t reboot_after_lines = 0; // of commands; 0: it does not
     std::function<void()> at_power_on;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "station/base/bytes.h"
 #include "unit/station/switch_model.h"
@@ -334,6 +335,66 @@ private:
     int other_bytes_ = 0; // in place of the acknowledgement
 };
 
+/** setdevice: any number of lists, until it is told that there are no more. */
+class device_operation : public model_operation {
+public:
+    explicit device_operation(switch_model &board) : board_(board)
+    {
+        board_.say("Disconnect your console terminal first\r\n Using your PC Setmac program to "
+                   "perform Set device info Operation ......\r\n");
+    }
+
+    bool take(std::uint8_t byte, nanoseconds silence) override
+    {
+        if (silence > 500ms) {
+            receiving_ = false;
+        }
+        if (!receiving_) {
+            return between_lists(byte);
+        }
+        got_.push_back(byte);
+        const bool whole = got_.size() > before_list &&
+                           got_.size() == before_list + be32(std::span(got_).subspan(1)) + 1;
+        if (whole) {
+            receiving_ = false;
+            answer();
+        }
+        return true;
+    }
+
+private:
+    static constexpr std::size_t before_list = 5; // the header and the length
+
+    bool between_lists(std::uint8_t byte)
+    {
+        if (byte == 6 && !offered_.empty()) {
+            board_.say(std::exchange(offered_, ""));
+        } else if (byte == 0x20) {
+            board_.say(byte_text("\x06"));
+            receiving_ = true;
+            got_.clear();
+        }
+        return byte != 3;
+    }
+
+    void answer()
+    {
+        if (lists_taken_ == board_.lists_of_devices_taken) {
+            board_.say(byte_text("\x29"));
+            return;
+        }
+        ++lists_taken_;
+        offered_.assign(got_.begin(), got_.end());
+        board_.say("\x06 ");
+    }
+
+    switch_model &board_;
+    bool receiving_ = false;
+    bytes got_;
+    std::string offered_;
+    std::size_t lists_taken_ = 0;
+};
+
 } // namespace
 
 std::unique_ptr<model_operation> make_operation(const std::string &name, switch_model &board)
@@ -343,6 +404,9 @@ std::unique_ptr<model_operation> make_operation(const std::string &name, switch_
     }
     if (name == "setfansn" || name == "setbackplane") {
         return std::make_unique<list_operation>(board, name == "setfansn");
+    }
+    if (name == "setdevice") {
+        return std::make_unique<device_operation>(board);
     }
     return nullptr;
 }

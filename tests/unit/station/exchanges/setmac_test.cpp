@@ -244,6 +244,7 @@ TEST_F(setmac_run, tells_that_the_switch_refused)
     EXPECT_EQ(result.reason,
               "the switch refused the payload: \"e2type\" names another type of board");
     EXPECT_EQ(result.replies.back().meaning, "refused: not for this type of board");
+    EXPECT_FALSE(result.taken);
 }
 
 TEST_F(setmac_run, tells_both_meanings_of_a_value_that_did_not_arrive)

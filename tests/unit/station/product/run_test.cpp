@@ -227,6 +227,24 @@ TEST_F(provision, tells_whether_the_switch_may_have_stored_something)
     EXPECT_FALSE(run().may_have_stored) << "the product has no list that would end it";
 }
 
+TEST_F(provision, may_have_stored_the_lists_before_one_that_the_switch_refuses)
+{
+    const std::string card = "[[record]]\n[[record.device]]\nkind = \"card\"\ntype = 7\n"
+                             "serial = \"{serial}\"\nindex = ";
+    write("devices.toml", card + "1\n" + card + "2\n");
+    steps = step("setdevice", "devices.toml") + steps;
+    EXPECT_EQ(words(run()), "verified: all of it was read back");
+    for (const std::size_t lists : {0, 1}) {
+        renew();
+        board.lists_of_devices_taken = lists;
+        const auto result = run();
+        EXPECT_EQ(words(result), "failed: setdevice: the switch refuses the list: it has no room "
+                                 "for so many units, or runs an operation of another kind");
+        EXPECT_EQ(result.may_have_stored, lists == 1);
+        EXPECT_TRUE(board.stored.empty());
+    }
+}
+
 TEST_F(provision, says_that_a_backplane_operation_cannot_be_called_off)
 {
     board.start_operation("prov_setmac setbackplane");

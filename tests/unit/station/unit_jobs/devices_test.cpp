@@ -181,6 +181,20 @@ TEST_F(device_exchange, sends_a_record_again_whose_outcome_was_damaged)
     EXPECT_TRUE(run(job()).ok());
 }
 
+TEST_F(device_exchange, does_not_know_of_a_record_that_was_taken_and_then_refused)
+{
+    options.attempts = 2;
+    begins(banner, 0x20);
+    expect_list().answers({0x06, 0x20}).expects({0x06});
+    far.answers(joint({{0x01}, one_length, one_list, {0x00}})); // damaged on the way
+    far.expects({0x20}).answers({0x06});
+    expect_list().answers({0x28}).expects({0x03});
+    result = run(job());
+    EXPECT_EQ(result.end, ending::refused);
+    EXPECT_TRUE(result.taken);
+    EXPECT_EQ(results(job(), result), (words{"not known"}));
+}
+
 TEST_F(device_exchange, starts_the_sum_anew_after_a_list_that_was_taken)
 {
     options.attempts = 3;
