@@ -417,8 +417,8 @@ void console::hear_out(milliseconds quiet, milliseconds limit)
 
 void console::send(std::string_view text)
 {
-    writes_to_hide_ = std::max(writes_to_hide_ - 1, 0);
     far_.write({reinterpret_cast<const std::uint8_t *>(text.data()), text.size()}, write_limit);
+    writes_to_hide_ = std::max(writes_to_hide_ - 1, 0);
 }
 
 /** What has been seen belongs to the past: what comes now answers what is sent. */

@@ -75,6 +75,9 @@ public:
     /** Whether a name was given to a login, so that the console may be in the middle of one. */
     bool has_given_user() const { return users_given_ > 0; }
 
+    /** What comes now may be the echo of a password that the other one has typed last. */
+    void hide_echo_of(const console &other) { writes_to_hide_ = other.writes_to_hide_; }
+
     /** What the console has shown, up to 1 MiB, without what may be the echo of a password. */
     const std::string &transcript() const { return transcript_; }
 

@@ -430,6 +430,7 @@ private:
                 quick.user.clear(); // a password that may be wrong is not given again
             }
             console last(direct_, quick, observer_);
+            last.hide_echo_of(console_);
             const auto where = last.reach_prompt(leaving_limit);
             result_.transcript = last.transcript();
             result_.console = where == arrival::prompt      ? "at the prompt"

@@ -100,6 +100,30 @@ TEST_F(provision, records_no_password_even_where_the_console_echoes_it)
     EXPECT_EQ(observer.text.find("secret"), std::string::npos);
 }
 
+TEST_F(provision, records_no_password_that_is_echoed_after_a_cancellation)
+{
+    options.password = "secret";
+    for (const std::size_t byte : {1, 7}) { // the first of the password; the end of its line
+        renew();
+        board.asks_for_login = true;
+        board.echoes_secrets = true;
+        board.power_on();
+        observer.text.clear();
+        stop = std::stop_source();
+        board.at_byte_to_switch = [&, typed = std::size_t(0)](std::size_t /*number*/) mutable {
+            if (board.asks_for_password() && ++typed == byte) {
+                stop.request_stop();
+            }
+        };
+        const auto result = run();
+        EXPECT_EQ(words(result), "cancelled: it was stopped") << byte;
+        EXPECT_EQ(result.console, "at the prompt") << byte;
+        EXPECT_EQ(result.transcript.find("secret"), std::string::npos) << result.transcript;
+        EXPECT_EQ(observer.text.find("secret"), std::string::npos) << observer.text;
+        EXPECT_NE(result.transcript.find("switch:~# "), std::string::npos) << result.transcript;
+    }
+}
+
 TEST_F(provision, copes_with_a_console_that_does_not_echo)
 {
     board.echo = false;
