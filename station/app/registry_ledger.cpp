@@ -69,14 +69,17 @@ public:
 
     registered_end finish(const run_result &result) override
     {
-        registered_end end{.label = unit_.from.identity.label};
+        const auto &unit = unit_.from.identity;
+        registered_end end{.label = unit.label};
+        if (attempt_ == 0) { // there is nothing to enter
+            end.state = ledger::state_text(unit.state);
+            return end;
+        }
         try {
-            if (attempt_ != 0) {
-                finish_run(book_, attempt_, unit_, result);
-            }
+            finish_run(book_, attempt_, unit_, result);
             const auto now = book_.find(end.label, ledger::search::label);
             end.state = now ? ledger::state_text(now->state) : "";
-            if (attempt_ != 0 && now) {
+            if (now) {
                 end.attempt = book_.attempts_of(*now).back().number;
             }
         } catch (const std::exception &wrong) {

@@ -1,11 +1,15 @@
 // The station with a ledger, as both ship: the identity comes from there, and what became of it is
 // there afterwards.
 
+#include <filesystem>
+#include <thread>
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "e2e/provision/provision_session.h"
 #include "unit/ledger/support/ledger_test.h"
+#include "unit/ledger/support/postgres_server.h"
 
 namespace {
 
@@ -225,6 +229,27 @@ TEST_P(registered, compares_without_entering_anything)
     EXPECT_EQ(provision(at, "L1").status, 0);
     EXPECT_EQ(provision(at, "L1", {"--only-check"}).status, 0);
     EXPECT_EQ(told_of("L1"), verified_once);
+}
+
+TEST_P(registered, compares_also_where_the_ledger_goes_away_meanwhile)
+{
+    e2e::provision_session at("sw-48x6q", {"--like", "nor"});
+    EXPECT_EQ(provision(at, "L1").status, 0);
+    const auto looked_up = path("looked-up");
+    const auto gone = path("gone");
+    at.before_console = ": > " + looked_up + "; until [ -e " + gone + " ]; do sleep 0.05; done;";
+    std::jthread taken_away([&](const std::stop_token &over) {
+        while (!over.stop_requested() && !std::filesystem::exists(looked_up)) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_EQ(ledger_tests::sql_error(place.url, "ALTER TABLE unit RENAME TO gone"), "");
+        e2e::write_file(gone, "");
+    });
+    const auto compared = provision(at, "L1", {"--only-check"});
+    EXPECT_EQ(compared.status, 0) << compared;
+    EXPECT_EQ(
+        json::parse(compared.output)["ledger"],
+        json({{"label", "L1"}, {"attempt", nullptr}, {"state", "verified"}, {"trouble", ""}}));
 }
 
 TEST_P(registered, says_when_the_end_did_not_get_into_the_ledger)
