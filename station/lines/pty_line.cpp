@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <termios.h>
+#include <thread>
 #include <unistd.h>
 
 namespace station {
@@ -20,6 +21,7 @@ using namespace std::chrono_literals;
 
 constexpr auto exit_after_close = 2s;
 constexpr auto exit_after_sigterm = 2s;
+constexpr auto group_is_looked_at_every = 10ms;
 
 std::string system_error(const char *what)
 {
@@ -39,6 +41,21 @@ bool wait_for(int descriptor, short events, line::milliseconds limit)
             return ready > 0;
         }
     }
+}
+
+/** Whether all of a process group end within the limit; its first one has been waited for. */
+bool group_ends(pid_t group, line::milliseconds limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    // Nobody else gets the group's number for as long as one of it is there. One that has ended is,
+    // until whoever has inherited it waits for it.
+    while (kill(-group, 0) == 0) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(group_is_looked_at_every);
+    }
+    return true;
 }
 
 [[noreturn]] void become(const std::string &command, open_files kept)
@@ -91,8 +108,11 @@ pty_line::~pty_line()
     // The program leads its own process group, so a signal to the group reaches what it started.
     if (!wait_for_exit(0ms)) {
         kill(-child_, SIGTERM);
-        if (!wait_for_exit(exit_after_sigterm)) {
+        const bool ended = wait_for_exit(exit_after_sigterm).has_value();
+        if (!ended || !group_ends(child_, exit_after_sigterm)) {
             kill(-child_, SIGKILL);
+        }
+        if (!ended) {
             waitpid(child_, nullptr, 0);
         }
     }

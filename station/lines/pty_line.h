@@ -23,7 +23,7 @@ public:
     /** Starts command with "/bin/sh -c". Throws line_error when there is no pseudo-terminal. */
     explicit pty_line(const std::string &command, open_files kept = open_files::as_they_say);
 
-    /** Ends a program that still runs: first with SIGTERM, so that it can tidy up. */
+    /** Ends a program that still runs, and what it has started: first with SIGTERM, to tidy up. */
     ~pty_line() override;
 
     std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override;

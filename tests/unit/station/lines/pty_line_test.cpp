@@ -203,6 +203,16 @@ TEST(pty_line, ends_what_the_program_has_started_too)
     EXPECT_NO_THROW(all.await_end(patience));
 }
 
+TEST(pty_line, ends_what_ignores_sigterm_after_a_program_that_does_not)
+{
+    life_line all;
+    {
+        pty_line program("(trap '' TERM HUP; printf R; sleep 30) & wait");
+        ASSERT_EQ(read_text(program, 1), "R");
+    }
+    EXPECT_NO_THROW(all.await_end(patience));
+}
+
 TEST(pty_line, lets_what_the_program_has_started_tidy_up_too)
 {
     const auto mark = std::filesystem::path(testing::TempDir()) / "station_pty_line_child_tidied";
