@@ -1,9 +1,17 @@
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <string_view>
+
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
-
-#include <stdexcept>
 
 #include "floor/app/commands.h"
 #include "floor/app/log.h"
@@ -11,12 +19,13 @@
 #include "floor/ports/udev_ports.h"
 #include "floor/server/server.h"
 #include "floor/slots/floor_control.h"
+#include "ledger/model/journal_entry.h"
 
 namespace shopfloor {
 
 namespace {
 
-/** Two floors with the same slots would end each other's runs. */
+/** One floor's file. */
 class only_one {
 public:
     explicit only_one(const std::string &file) : file_(::open(file.c_str(), O_RDONLY | O_CLOEXEC))
@@ -32,6 +41,51 @@ public:
 
 private:
     int file_;
+};
+
+/** The station as the ledger knows it, however its file and the ledger's are called. */
+std::string station_in_ledger(const floor_description &floor)
+{
+    constexpr std::string_view sqlite = "sqlite:";
+    auto ledger = floor.ledger;
+    if (ledger.starts_with(sqlite)) {
+        ledger = std::filesystem::weakly_canonical(ledger.substr(sqlite.size())).string();
+    }
+    return ledger + '\n' + floor.station;
+}
+
+/**
+ * Two floors of one station would end each other's runs, and an editor that saves a file makes
+ * another one. The name is in no file system and goes with the process.
+ */
+class only_one_of_station {
+public:
+    explicit only_one_of_station(const floor_description &floor)
+        : name_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        const auto name = "setmac-floor:" + ledger::sha256_of(station_in_ledger(floor));
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        // The zero ahead of it makes it a name without a file.
+        std::ranges::copy(name, std::begin(address.sun_path) + 1);
+        const auto size = offsetof(sockaddr_un, sun_path) + 1 + name.size();
+        if (::bind(name_, reinterpret_cast<const sockaddr *>(&address),
+                   static_cast<socklen_t>(size)) != 0) {
+            const auto why = errno;
+            ::close(name_);
+            throw std::runtime_error(
+                why == EADDRINUSE
+                    ? "another setmac-floor serves station \"" + floor.station + "\" already"
+                    : std::string("the station cannot be kept for one floor: ") +
+                          std::strerror(why));
+        }
+    }
+    ~only_one_of_station() { ::close(name_); }
+    only_one_of_station(const only_one_of_station &) = delete;
+    only_one_of_station &operator=(const only_one_of_station &) = delete;
+
+private:
+    int name_;
 };
 
 sigset_t signals_that_end()
@@ -64,11 +118,14 @@ int serve(const choices &chosen)
     pthread_sigmask(SIG_BLOCK, &ends, nullptr); // for the threads, too, that begin here
     const log told(chosen.for_journal);
     const auto described = read_floor(chosen.file);
-    const only_one lock(chosen.file);
+    const only_one of_file(chosen.file);
+    const only_one_of_station of_station(described);
+    // Ahead of the floor, which ends what an earlier one has left.
+    listening_port port(settings_of(described));
     udev_ports ports;
     floor_control floor(described, ports, SETMAC_VERSION);
     server doors(floor, settings_of(described));
-    doors.start();
+    doors.start(port);
     const log_of_events following(floor.events(), told);
     told.tell(priority::notice, described.name + ": " + std::to_string(described.slots.size()) +
                                     " slots, http://" + described.listen + ":" +

@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <stdexcept>
 #include <thread>
+#include <utility>
+
+#include <unistd.h>
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -91,9 +94,11 @@ tcp::acceptor listen(asio::io_context &on, const server_settings &settings)
 
 class server::engine {
 public:
-    engine(control &floor, const server_settings &settings)
-        : acceptor_(listen(io_, settings)), pause_(io_)
+    engine(control &floor, const server_settings &settings, listening_port &on)
+        : acceptor_(io_), pause_(io_)
     {
+        const bool is_v6 = address_of(settings.address).is_v6();
+        acceptor_.assign(is_v6 ? tcp::v6() : tcp::v4(), on.release());
         service_.reset(new service{floor, settings.limits,
                                    routes(rules_of(settings, port()), new_token().substr(0, 16)),
                                    std::make_shared<mailbox>(io_)});
@@ -189,6 +194,24 @@ private:
     std::thread thread_ = {};
 };
 
+listening_port::listening_port(const server_settings &settings)
+{
+    asio::io_context io;
+    descriptor_ = listen(io, settings).release();
+}
+
+listening_port::~listening_port()
+{
+    if (descriptor_ >= 0) {
+        ::close(descriptor_);
+    }
+}
+
+int listening_port::release()
+{
+    return std::exchange(descriptor_, -1);
+}
+
 server::server(control &floor, server_settings settings)
     : floor_(floor), settings_(std::move(settings))
 {
@@ -198,7 +221,13 @@ server::~server() = default;
 
 void server::start()
 {
-    engine_ = std::make_unique<engine>(floor_, settings_);
+    listening_port own(settings_);
+    start(own);
+}
+
+void server::start(listening_port &on)
+{
+    engine_ = std::make_unique<engine>(floor_, settings_, on);
 }
 
 std::uint16_t server::port() const

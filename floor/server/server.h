@@ -37,6 +37,22 @@ struct server_settings {
     server_limits limits = {};
 };
 
+/** A port on which this machine listens. Who connects waits until a server takes it. */
+class listening_port {
+public:
+    /** Throws std::runtime_error where it cannot listen: another may have the port. */
+    explicit listening_port(const server_settings &settings);
+    ~listening_port();
+    listening_port(const listening_port &) = delete;
+    listening_port &operator=(const listening_port &) = delete;
+
+    /** Its descriptor, which is the caller's from now on. */
+    int release();
+
+private:
+    int descriptor_;
+};
+
 /** Answers what docs/floor-api.md lists, on a thread of its own. */
 class server {
 public:
@@ -46,8 +62,10 @@ public:
     server(const server &) = delete;
     server &operator=(const server &) = delete;
 
-    /** Throws std::runtime_error where it cannot listen: another may have the port. */
+    /** Throws std::runtime_error where it cannot listen. */
     void start();
+    /** On a port of the same settings. */
+    void start(listening_port &on);
 
     /** Where it listens, after start(). */
     std::uint16_t port() const;

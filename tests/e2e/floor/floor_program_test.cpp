@@ -114,12 +114,11 @@ protected:
     }
 
     /** A floor whose slots are these programs, on a port that the system chooses. */
-    std::string describe(const std::vector<std::string> &programs,
-                         const std::string &port = "0") const
+    std::string describe(const std::vector<std::string> &programs, const std::string &port = "0",
+                         const std::string &station = "line") const
     {
-        std::string text = "[floor]\nname = \"Line\"\nstation = \"line\"\n"
-                           "[server]\nport = " +
-                           port +
+        std::string text = "[floor]\nname = \"Line\"\nstation = \"" + station +
+                           "\"\n[server]\nport = " + port +
                            "\n[ledger]\nurl = \"sqlite:line.db\"\n"
                            "[[product]]\nfile = \"" E2E_PRODUCTS "/sw-48x6q/product.toml\"\n";
         for (std::size_t at = 0; at < programs.size(); ++at) {
@@ -199,13 +198,36 @@ TEST_F(floor_program, shares_neither_its_file_nor_its_port)
         << same_file.text();
 
     std::filesystem::rename(path("FLOOR.toml"), path("FIRST.toml"));
-    served_floor same_port(describe({"exec sleep 600"}, port));
+    served_floor same_port(describe({"exec sleep 600"}, port, "other line"));
     EXPECT_EQ(same_port.status(), 1);
     EXPECT_NE(same_port.text().find("cannot listen on 127.0.0.1:" + port +
                                     ": Address already in "
                                     "use"),
               std::string::npos)
         << same_port.text();
+    EXPECT_EQ(first.ended_by(SIGINT), 0) << first.text();
+}
+
+TEST_F(floor_program, leaves_the_runs_of_its_station_alone_where_a_floor_serves_that_already)
+{
+    served_floor first(describe({"exec sleep 600"}));
+    EXPECT_EQ(start(first.port(), {"L1", "--slot", "1"}).status, 0);
+
+    // As an editor saves a file: under the same name, but another one.
+    std::filesystem::rename(path("FLOOR.toml"), path("FIRST.toml"));
+    std::filesystem::create_directory(path("link"));
+    std::filesystem::create_symlink(path("line.db"), path("link/line.db"));
+    const auto anew = describe({"exec sleep 600"});
+    std::filesystem::copy_file(anew, path("link/FLOOR.toml"));
+    for (const auto &file : {anew, path("link/FLOOR.toml")}) {
+        served_floor second(file);
+        EXPECT_EQ(second.status(), 1);
+        EXPECT_NE(second.text().find("another setmac-floor serves station \"line\" already"),
+                  std::string::npos)
+            << second.text();
+    }
+    const auto known = ledger({"find", "L1", "--json"});
+    EXPECT_NE(known.find("\"ended_at\": null"), std::string::npos) << known;
     EXPECT_EQ(first.ended_by(SIGINT), 0) << first.text();
 }
 

@@ -57,6 +57,25 @@ TEST(server, does_not_share_a_port)
     }
 }
 
+TEST(server, serves_those_who_came_to_its_port_before_it)
+{
+    std::uint16_t number = 0;
+    {
+        const served_floor gone;
+        number = gone.port();
+    }
+    const shopfloor::server_settings settings{.port = number};
+    shopfloor::listening_port port(settings);
+    EXPECT_THROW(shopfloor::listening_port second(settings), std::runtime_error);
+    raw_connection early(number);
+    early.send(get(number, "/api/state"));
+    stand_in floor({});
+    shopfloor::server server(floor, settings);
+    server.start(port);
+    EXPECT_EQ(server.port(), number);
+    EXPECT_EQ(status_of(early.read_response()), 200);
+}
+
 TEST(server, refuses_an_address_that_is_none)
 {
     stand_in floor({});
