@@ -19,7 +19,7 @@ std::string text_of(const json &slot, const char *key)
 } // namespace
 
 log_of_events::log_of_events(event_log &events, const log &to)
-    : events_(events), to_(to), told_(events.last()), thread_([this] { follow(); })
+    : events_(events), to_(to), thread_([this] { follow(); })
 {
 }
 
@@ -36,10 +36,11 @@ log_of_events::~log_of_events()
 void log_of_events::follow()
 {
     std::unique_lock lock(guard_);
-    while (!ending_) {
-        news_.wait_for(lock, between_looks, [this] { return ending_; });
+    do {
         catch_up();
-    }
+        news_.wait_for(lock, between_looks, [this] { return ending_; });
+    } while (!ending_);
+    catch_up();
 }
 
 void log_of_events::catch_up()

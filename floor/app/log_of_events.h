@@ -12,8 +12,9 @@
 namespace shopfloor {
 
 /**
- * Tells the log when runs begin and end, and when the ledger goes and comes back. Looks at the
- * events a few times a second: the one listener that they have is the server.
+ * Tells the log when runs begin and end, when an adapter is missing, and when the ledger goes and
+ * comes back, from the first event on. Looks at the events a few times a second: the one listener
+ * that they have is the server.
  */
 class log_of_events {
 public:
@@ -31,7 +32,7 @@ private:
 
     event_log &events_;
     const log &to_;
-    std::uint64_t told_;
+    std::uint64_t told_ = 0;            // the number of the last event
     std::map<int, std::string> states_; // of slots, as told last
     std::mutex guard_;
     std::condition_variable news_;

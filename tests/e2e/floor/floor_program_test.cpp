@@ -256,6 +256,7 @@ TEST_F(floor_program, misses_an_adapter_and_says_what_to_do)
 {
     write_file(path("FLOOR.toml"),
                "[floor]\nname = \"Line\"\nstation = \"line\"\n"
+               "[server]\nport = 0\n"
                "[ledger]\nurl = \"sqlite:line.db\"\n"
                "[[product]]\nfile = \"" E2E_PRODUCTS "/sw-48x6q/product.toml\"\n"
                "[[slot]]\nnumber = 1\nplace = \"pci-none-usb-0:9.9:1.0\"\n");
@@ -263,6 +264,23 @@ TEST_F(floor_program, misses_an_adapter_and_says_what_to_do)
     EXPECT_EQ(looked.status, 1) << looked;
     EXPECT_NE(looked.output.find("pci-none-usb-0:9.9:1.0"), std::string::npos) << looked;
     EXPECT_NE(looked.output.find("What to do: "), std::string::npos) << looked;
+
+    served_floor floor(path("FLOOR.toml"));
+    EXPECT_NE(floor.port(), "");
+    EXPECT_EQ(floor.ended_by(SIGTERM), 0) << floor.text();
+    EXPECT_NE(floor.text().find("slot 1: no adapter at pci-none-usb-0:9.9:1.0\n"),
+              std::string::npos)
+        << floor.text();
+}
+
+TEST_F(floor_program, tells_of_a_ledger_that_was_away_before_it)
+{
+    const auto file = describe({"exec sleep 600"});
+    std::filesystem::remove(path("line.db"));
+    served_floor floor(file);
+    EXPECT_NE(floor.port(), "");
+    EXPECT_EQ(floor.ended_by(SIGTERM), 0) << floor.text();
+    EXPECT_NE(floor.text().find("the ledger cannot be used: "), std::string::npos) << floor.text();
 }
 
 TEST_F(floor_program, learns_nothing_where_nothing_is_plugged_in)
