@@ -8,6 +8,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <arpa/inet.h>
+#include <strings.h>
 #include <unistd.h>
 
 #include "ledger/model/error.h"
@@ -37,6 +39,39 @@ std::string own_name()
 std::string path_from(const std::string &file, const std::string &path)
 {
     return path.empty() ? path : (std::filesystem::path(file).parent_path() / path).string();
+}
+
+/** An address in numbers; behind one of IPv6 may stand its interface. */
+bool is_address(const std::string &text)
+{
+    in_addr v4{};
+    in6_addr v6{};
+    return inet_pton(AF_INET, text.c_str(), &v4) == 1 ||
+           inet_pton(AF_INET6, text.substr(0, text.find('%')).c_str(), &v6) == 1;
+}
+
+/** A machine as browsers name it in Host: with its port, unless that is the usual one. */
+bool is_host(const std::string &text)
+{
+    return !text.empty() && text.find_first_of("/?#@ ") == std::string::npos;
+}
+
+bool is_origin(const std::string &text)
+{
+    for (const std::string scheme : {"https://", "http://"}) {
+        if (strncasecmp(text.c_str(), scheme.c_str(), scheme.size()) == 0) {
+            return is_host(text.substr(scheme.size()));
+        }
+    }
+    return false;
+}
+
+bool is_port(const std::string &text)
+{
+    constexpr std::size_t longest = 5;
+    return !text.empty() && text.size() <= longest &&
+           text.find_first_not_of("0123456789") == std::string::npos && std::stoi(text) > 0 &&
+           std::stoi(text) <= last_port;
 }
 
 /** Reads FLOOR.toml. Every mistake is told. */
@@ -125,9 +160,27 @@ private:
         }
         table->allow_only({"listen", "port", "hosts", "origins"}, wrong_);
         out_.listen = table->text_or("listen", out_.listen, wrong_);
+        check_each(*table, "listen", {out_.listen}, is_address,
+                   "an address of this machine in numbers, as 127.0.0.1 or ::1");
         out_.port = static_cast<int>(number(*table, "port", 0, last_port, out_.port));
         out_.hosts = table->texts("hosts", wrong_);
+        check_each(*table, "hosts", out_.hosts, is_host,
+                   "names as browsers send them, as floor.example.com or line3-pc:8440");
         out_.origins = table->texts("origins", wrong_);
+        check_each(*table, "origins", out_.origins, is_origin,
+                   "no more than http:// or https:// and a name, as https://floor.example.com");
+    }
+
+    void check_each(const job_table &table, std::string_view key,
+                    const std::vector<std::string> &texts, bool (*is_right)(const std::string &),
+                    const std::string &expected)
+    {
+        for (const auto &each : texts) {
+            if (!is_right(each)) {
+                wrong_.add(table.line_of(key), "\"" + std::string(key) + "\": \"" +
+                                                   printable(each) + "\": expected " + expected);
+            }
+        }
     }
 
     void read_codes()
@@ -216,9 +269,11 @@ private:
         if (address.empty() == out_.printer_command.empty()) {
             wrong_.add(table->line, "expected either \"address\", as in \"10.0.0.9:9100\", or "
                                     "\"command\", which gets the label on its standard input");
-        } else if (!address.empty() && (colon == 0 || colon == std::string::npos)) {
+        } else if (!address.empty() && (colon == 0 || colon == std::string::npos ||
+                                        !is_port(address.substr(colon + 1)))) {
             wrong_.add(table->line_of("address"),
-                       "\"address\" is \"" + printable(address) + "\": expected HOST:PORT");
+                       "\"address\" is \"" + printable(address) +
+                           "\": expected HOST:PORT, as in \"10.0.0.9:9100\"");
         } else if (!address.empty()) {
             out_.printer_host = address.substr(0, colon);
             out_.printer_port = address.substr(colon + 1);
@@ -279,6 +334,12 @@ private:
         }
         drill_fault made;
         made.name = table.text("name", "a short name of the fault", wrong_).value_or("");
+        if (std::ranges::any_of(out_.faults, [&](const drill_fault &each) {
+                return !made.name.empty() && each.name == made.name;
+            })) {
+            wrong_.add(table.line_of("name"),
+                       "a second fault \"" + printable(made.name) + "\": expected each name once");
+        }
         made.text = table.text_or("text", made.name, wrong_);
         made.options =
             table.text("options", "what takes the place of {fault}", wrong_).value_or("");

@@ -112,6 +112,61 @@ TEST_F(floor_file, is_told_all_of_its_mistakes_at_once)
               "FLOOR.toml:22: there is no product \"OTHER\" in the files of [[product]]");
 }
 
+TEST_F(floor_file, is_told_by_what_it_could_never_be_reached)
+{
+    EXPECT_EQ(told(head + ledger + product + slot +
+                   "[server]\nlisten = \"localhost\"\n"
+                   "hosts = [\"line3-pc:8440\", \"https://floor.example.com\", \"\"]\n"
+                   "origins = [\"https://floor.example.com/\", \"floor.example.com\",\n"
+                   "\"http://line3-pc:8440\", \"https://\"]\n"),
+              "FLOOR.toml:12: \"listen\": \"localhost\": expected an address of this machine in "
+              "numbers, as 127.0.0.1 or ::1\n"
+              "FLOOR.toml:13: \"hosts\": \"https://floor.example.com\": expected names as "
+              "browsers send them, as floor.example.com or line3-pc:8440\n"
+              "FLOOR.toml:13: \"hosts\": \"\": expected names as browsers send them, as "
+              "floor.example.com or line3-pc:8440\n"
+              "FLOOR.toml:14: \"origins\": \"https://floor.example.com/\": expected no more than "
+              "http:// or https:// and a name, as https://floor.example.com\n"
+              "FLOOR.toml:14: \"origins\": \"floor.example.com\": expected no more than http:// "
+              "or https:// and a name, as https://floor.example.com\n"
+              "FLOOR.toml:14: \"origins\": \"https://\": expected no more than http:// or "
+              "https:// and a name, as https://floor.example.com");
+}
+
+TEST_F(floor_file, may_listen_at_any_address_in_numbers)
+{
+    for (const auto *address : {"0.0.0.0", "192.168.7.1", "::", "fe80::1%lo"}) {
+        EXPECT_EQ(told(head + ledger + product + slot + "[server]\nlisten = \"" + address + "\"\n"),
+                  "nothing")
+            << address;
+    }
+}
+
+TEST_F(floor_file, has_a_number_for_its_printers_port)
+{
+    const auto printer_at = [&](const std::string &address) {
+        return told(head + ledger + product + slot + "[printer]\naddress = \"" + address + "\"\n");
+    };
+    EXPECT_EQ(printer_at("10.0.0.9:9100"), "nothing");
+    for (const auto *address : {":9100", "10.0.0.9", "10.0.0.9:", "10.0.0.9:abc", "10.0.0.9:0",
+                                "10.0.0.9:65536", "10.0.0.9:100000"}) {
+        EXPECT_EQ(printer_at(address), std::string("FLOOR.toml:12: \"address\" is \"") + address +
+                                           "\": expected HOST:PORT, as in \"10.0.0.9:9100\"");
+    }
+}
+
+TEST_F(floor_file, has_no_two_faults_of_one_name_and_no_slot_without_products)
+{
+    EXPECT_EQ(told("[floor]\nname = \"Line 3\"\nstation = \"line3\"\ndrill = true\n"
+                   "[ledger]\nurl = \"sqlite:drill.db\"\n" +
+                   product +
+                   "[[slot]]\nnumber = 3\nexec = \"cat\"\nproducts = []\n"
+                   "[[fault]]\nname = \"noise\"\noptions = \"--a\"\n"
+                   "[[fault]]\nname = \"noise\"\noptions = \"--b\"\n"),
+              "FLOOR.toml:12: \"products\" is a list: expected a list of texts\n"
+              "FLOOR.toml:17: a second fault \"noise\": expected each name once");
+}
+
 TEST_F(floor_file, tells_the_mistakes_of_its_product_files)
 {
     write("product.toml", "name = \"SW\"\n");
