@@ -206,7 +206,7 @@ floor_control::shared_run floor_control::enter_run(ledger::book &in, const start
                                             {.station = floor_.station,
                                              .slot = std::to_string(wanted.slot),
                                              .operator_name = wanted.operator_badge,
-                                             .program_version = version_,
+                                             .program_version = program + version_,
                                              .again = wanted.again,
                                              .take_over = wanted.take_over});
     return std::make_shared<begun_run>(

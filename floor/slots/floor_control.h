@@ -52,6 +52,9 @@ public:
     void order_fault(int slot, const std::string &fault, reply to) override;
 
 private:
+    /** Ahead of the version in attempts: other programs of the station may number their places. */
+    static constexpr auto program = "setmac-floor ";
+
     struct one_slot {
         floor_slot described;
         std::unique_ptr<slot_worker> worker;

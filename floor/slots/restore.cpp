@@ -1,7 +1,5 @@
 // What the ledger knows of the slots from before this start of the floor.
 
-#include <algorithm>
-
 #include "floor/slots/floor_control.h"
 
 namespace shopfloor {
@@ -9,14 +7,6 @@ namespace shopfloor {
 namespace {
 
 constexpr auto ended_with_floor = "the floor ended before the run did";
-
-/** Other programs of this station name their places otherwise. */
-bool is_of_a_slot(const ledger::attempt &one)
-{
-    return !one.start.slot.empty() && std::ranges::all_of(one.start.slot, [](char each) {
-        return each >= '0' && each <= '9';
-    });
-}
 
 /** What the reason of the ledger begins with where a run told how it ended, and its rest. */
 std::pair<std::string, std::string> parts_of_reason(const std::string &reason)
@@ -72,7 +62,8 @@ void floor_control::restore(ledger::book &in)
         return;
     }
     for (const auto &each : in.open_attempts(floor_.station)) {
-        if (is_of_a_slot(each.of)) {
+        // Other programs of this station go on.
+        if (each.of.start.program_version.starts_with(program)) {
             in.end_attempt(each.of.id, ledger::attempt_outcome::in_doubt, ended_with_floor, {});
         }
     }
@@ -85,7 +76,7 @@ void floor_control::restore(ledger::book &in)
 void floor_control::show_last_attempt(ledger::book &in, int slot)
 {
     const auto last = in.last_attempt(floor_.station, std::to_string(slot));
-    if (!last) {
+    if (!last || !last->of.start.program_version.starts_with(program)) {
         return;
     }
     const auto run = run_of(*last, in.find(last->label, ledger::search::label));

@@ -22,6 +22,20 @@ void check_start(const attempt_start &start)
     }
 }
 
+/** The name in "setmac-floor 0.1.0"; empty where the version stands alone. */
+std::string program_of(const attempt_start &start)
+{
+    const auto blank = start.program_version.find(' ');
+    return blank == std::string::npos ? "" : start.program_version.substr(0, blank);
+}
+
+/** Programs name their places each in its own way: the same name may be another place. */
+bool is_same_place(const attempt_start &one, const attempt_start &other)
+{
+    return one.station == other.station && one.slot == other.slot &&
+           program_of(one) == program_of(other);
+}
+
 bool is_open(const attempt &one)
 {
     return !one.ended_at;
@@ -116,9 +130,7 @@ std::int64_t book::begin_attempt(const std::string &label, const attempt_start &
         }
         const auto before = attempts_in(of);
         for (const auto &each : before) {
-            const bool same_place =
-                each.start.station == start.station && each.start.slot == start.slot;
-            if (is_open(each) && !same_place && !start.take_over) {
+            if (is_open(each) && !is_same_place(each.start, start) && !start.take_over) {
                 refuse("label " + label + " is being written by station " + each.start.station +
                        ", slot " + each.start.slot + ", since " + each.started_at);
             }

@@ -167,8 +167,8 @@ public:
 
     /**
      * Before an identity is written to a switch: the unit is "writing" from here on. An attempt of
-     * the same station and slot whose end nobody told is in doubt by that. Returns the attempt's
-     * number.
+     * the same station, slot and program whose end nobody told is in doubt by that. Returns the
+     * attempt's number.
      */
     std::int64_t begin_attempt(const std::string &label, const attempt_start &start);
     /** The switch has said that it has stored what was sent; the attempt goes on. */

@@ -79,9 +79,9 @@ struct attempt_start {
     std::string operator_name = {};
     std::string product_file = {};
     std::string product_sha256 = {};
-    std::string program_version = {};
-    bool again = false;     // although the unit is verified already
-    bool take_over = false; // although another station has not said how its attempt ended
+    std::string program_version = {}; // may begin with the program's name and a blank
+    bool again = false;               // although the unit is verified already
+    bool take_over = false;           // although another station has not said how its attempt ended
 };
 
 /** What an attempt has left behind: texts of any kind, JSON by convention for the first two. */

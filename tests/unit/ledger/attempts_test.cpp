@@ -94,6 +94,25 @@ TEST_P(attempts, of_another_station_are_not_taken_over_unasked)
     EXPECT_EQ(in.attempts_of(*in.find("A")).at(0).outcome, attempt_outcome::in_doubt);
 }
 
+TEST_P(attempts, of_another_program_are_not_taken_over_unasked)
+{
+    auto in = open();
+    add_office(in);
+    reserved(in, "A");
+    in.begin_attempt("A", from("line-1", "3"));
+    auto of_floor = from("line-1", "3");
+    of_floor.program_version = "setmac-floor 0.1.0";
+    EXPECT_EQ(error_of([&] { in.begin_attempt("A", of_floor); }),
+              "refused: label A is being written by station line-1, slot 3, since "
+              "2026-11-21T12:00:00.000Z");
+    of_floor.take_over = true;
+    in.begin_attempt("A", of_floor);
+    auto later_version = from("line-1", "3");
+    later_version.program_version = "setmac-floor 0.2.0";
+    in.begin_attempt("A", later_version);
+    EXPECT_EQ(in.attempts_of(*in.find("A")).at(1).outcome, attempt_outcome::in_doubt);
+}
+
 TEST_P(attempts, on_a_verified_unit_are_asked_for)
 {
     auto in = open();

@@ -36,7 +36,7 @@ TEST_F(floor_control, verifies_a_switch_with_the_identity_of_its_label)
     EXPECT_EQ(attempts[0].start.station, "line3");
     EXPECT_EQ(attempts[0].start.slot, "2");
     EXPECT_EQ(attempts[0].start.operator_name, "0017");
-    EXPECT_EQ(attempts[0].start.program_version, "0.1.0");
+    EXPECT_EQ(attempts[0].start.program_version, "setmac-floor 0.1.0");
     EXPECT_TRUE(attempts[0].stored_at);
     EXPECT_NE(attempts[0].evidence.transcript.find(R"("from":"station","text":"\r"})"),
               std::string::npos)
@@ -187,10 +187,11 @@ TEST_F(floor_control, shows_after_its_end_what_the_ledger_knows)
     auto in = open_ledger();
     in.reserve({.label = "B", .product = "SW"});
     // As a floor leaves it that was killed.
-    in.begin_attempt("B", {.station = "line3", .slot = "2"});
+    in.begin_attempt("B",
+                     {.station = "line3", .slot = "2", .program_version = "setmac-floor 0.0.9"});
     // Another program of this PC, which works on.
     in.reserve({.label = "C", .product = "SW"});
-    in.begin_attempt("C", {.station = "line3", .slot = "/dev/ttyUSB0"});
+    in.begin_attempt("C", {.station = "line3", .slot = "3", .program_version = "0.1.0"});
     open();
     wait_for(2, [](const json &slot) { return slot["state"] == "ended"; });
     EXPECT_EQ(words(slot(1)), "verified PASS");

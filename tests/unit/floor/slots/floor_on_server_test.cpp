@@ -180,7 +180,9 @@ TEST_F(floor_on_server, may_be_opened_before_the_server_is)
 {
     auto in = open_ledger();
     in.reserve({.label = "A", .product = "SW"});
-    in.begin_attempt("A", {.station = "line3", .slot = "1"}); // whose end nobody told
+    // Whose end nobody told.
+    in.begin_attempt("A",
+                     {.station = "line3", .slot = "1", .program_version = "setmac-floor 0.1.0"});
     server.stop();
     describe(2);
     open();
