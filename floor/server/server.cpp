@@ -144,8 +144,8 @@ private:
                 pause_.async_wait([this](const error_code &) { accept(); });
                 return;
             }
+            accept(); // first: whatever becomes of this one
             welcome(std::move(socket));
-            accept();
         });
     }
 

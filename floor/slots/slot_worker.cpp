@@ -71,12 +71,21 @@ void slot_worker::run()
 
 void slot_worker::carry_out(const slot_order &order)
 {
+    try {
+        order.done(result_of(order));
+    } catch (const std::exception &why) {
+        // For all that the run has gathered there was no memory; the least is told all the same.
+        order.done(broken_off(order, why.what()));
+    }
+}
+
+station::run_result slot_worker::result_of(const slot_order &order)
+{
     std::unique_ptr<station::line> far;
     try {
         far = open_();
-    } catch (const station::line_error &why) {
-        order.done(not_opened(order, why.what()));
-        return;
+    } catch (const std::exception &why) {
+        return not_opened(order, why.what());
     }
     transcript_line noted(*far);
     station::run_result result;
@@ -91,7 +100,7 @@ void slot_worker::carry_out(const slot_order &order)
         result = broken_off(order, why.what());
     }
     result.transcript = noted.text();
-    order.done(std::move(result));
+    return result;
 }
 
 } // namespace shopfloor

@@ -22,7 +22,10 @@ struct slot_order {
     /** What a person has to do with the switch after the run, if anything; once the line is free.
      */
     std::function<void(station::run_result &)> afterwards;
-    /** Is called on the slot's thread with what came of it; the transcript in it has times. */
+    /**
+     * Is called on the slot's thread with what came of it; the transcript in it has times. Where it
+     * throws it is called once more, with a run that broke off.
+     */
     std::function<void(station::run_result)> done;
 };
 
@@ -44,6 +47,7 @@ public:
 private:
     void run();
     void carry_out(const slot_order &order);
+    station::run_result result_of(const slot_order &order);
 
     const line_maker open_;
     std::mutex guard_;

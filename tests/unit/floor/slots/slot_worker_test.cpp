@@ -69,6 +69,36 @@ TEST(slot_worker, ends_a_run_for_which_memory_has_run_out)
     EXPECT_TRUE(result.may_have_stored);
 }
 
+TEST(slot_worker, goes_on_where_a_line_cannot_be_opened_for_lack_of_memory)
+{
+    slot_worker worker([]() -> std::unique_ptr<station::line> { throw std::bad_alloc(); });
+    for (int run = 0; run < 2; ++run) {
+        const auto result = carried_out(worker);
+        EXPECT_EQ(result.end, station::run_end::not_reached);
+        EXPECT_EQ(result.reason, "std::bad_alloc");
+        EXPECT_FALSE(result.may_have_stored);
+    }
+}
+
+TEST_F(slot_worker_of_a_broken_line, tells_an_end_once_more_that_could_not_be_taken)
+{
+    std::promise<station::run_result> ended;
+    int told = 0;
+    slot_order order;
+    order.observer = std::make_shared<station::run_observer>();
+    order.done = [&](station::run_result result) {
+        if (++told == 1) {
+            throw std::bad_alloc();
+        }
+        ended.set_value(std::move(result));
+    };
+    of_unplugged.begin(std::move(order));
+    const auto result = ended.get_future().get();
+    EXPECT_EQ(result.end, station::run_end::failed);
+    EXPECT_EQ(result.reason, "the run broke off: std::bad_alloc");
+    EXPECT_EQ(carried_out(of_unplugged).end, station::run_end::not_reached);
+}
+
 TEST_F(slot_worker_of_a_broken_line, ends_a_run_whose_follow_up_breaks_off_and_takes_the_next)
 {
     const auto result =
