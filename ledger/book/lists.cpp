@@ -63,6 +63,10 @@ list_page<unit> book::units_after(std::int64_t id, std::size_t limit, const list
     read([&] {
         page = {};
         const auto entries = read_head("ledger_row").number;
+        if (id >= entries) {
+            page.reached = entries;
+            return;
+        }
         if (!filter.label.empty()) {
             page.rows = labelled_after(id, filter);
             page.reached = entries;
@@ -87,6 +91,10 @@ list_page<listed_attempt> book::attempts_after(std::int64_t id, std::size_t limi
         page = {};
         const bool by_label = !filter.label.empty();
         const auto entries = read_head("ledger_row").number;
+        if (id >= entries) {
+            page.reached = entries;
+            return;
+        }
         const auto end = by_label ? entries : std::min(entries, id + ids_of_a_piece);
         page.rows = listed(by_label ? "attempts_of_label_after" : "attempts_after",
                            {id, end, given_or_null(filter.label), given_or_null(filter.product),

@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "unit/ledger/support/ledger_test.h"
 
 namespace {
@@ -85,6 +87,27 @@ TEST_P(lists, show_attempts_without_their_evidence)
     EXPECT_EQ(attempts(in, 100, {.outcome = "open"}), "B/1 ");
     EXPECT_EQ(attempts(in, 100, {.operator_name = "Bob"}), "B/1 ");
     EXPECT_EQ(attempts(in, 100, {.product = "SW", .since = "2026-11-22"}), "");
+}
+
+TEST_P(lists, end_behind_the_last_entry_whatever_id_is_asked_for)
+{
+    auto in = open();
+    add_office(in);
+    reserved(in, "A");   // entry 5
+    begin(in, "A", "1"); // entry 6
+    const std::int64_t last = std::numeric_limits<std::int64_t>::max();
+    for (const std::int64_t id : {std::int64_t{6}, std::int64_t{7}, last - 20000, last}) {
+        for (const auto *label : {"", "A"}) {
+            const auto units = in.units_after(id, 10, {.label = label});
+            EXPECT_TRUE(units.rows.empty());
+            EXPECT_EQ(units.reached, 6);
+            EXPECT_FALSE(units.more) << id;
+            const auto attempts = in.attempts_after(id, 10, {.label = label});
+            EXPECT_TRUE(attempts.rows.empty());
+            EXPECT_EQ(attempts.reached, 6);
+            EXPECT_FALSE(attempts.more) << id;
+        }
+    }
 }
 
 TEST_P(lists, find_one_attempt_with_its_evidence)
