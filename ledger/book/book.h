@@ -295,6 +295,7 @@ private:
     std::int64_t first_missing(const witness &held);
     void burn_pool(const journal_entry &lost, burned &all);
     void add_burned_pool(const journal_entry &lost, burned &all);
+    void add_lost_product(const journal_entry &lost, burned &all);
     void burn_numbers(const std::string &of_pool, std::int64_t next);
     void burn_unit(const journal_entry &lost, burned &all);
     void drop_numbers_of_others(unit &burning, const journal_entry &lost, burned &all);

@@ -131,6 +131,19 @@ void book::add_burned_pool(const journal_entry &lost, burned &all)
     all.told.push_back("pool " + made.name + ": added again, and closed");
 }
 
+/** A product that the ledger has not. What it takes its numbers from is there, or is refused. */
+void book::add_lost_product(const journal_entry &lost, burned &all)
+{
+    if (database_->first("product_by_name", {lost.subject})) {
+        return;
+    }
+    auto made = product_of(json::parse(lost.content).at("product"));
+    made.entry = next_entry();
+    add_entry("product", made.name, "add", {{"product", journal_form(made)}});
+    database_->run("product_add", row_of(made));
+    all.told.push_back("product " + made.name + ": added again");
+}
+
 /** A pool gives out nothing below that number any more. */
 void book::burn_numbers(const std::string &of_pool, std::int64_t next)
 {
@@ -205,12 +218,6 @@ void book::burn_unit(const journal_entry &lost, burned &all)
     if (database_->first("unit_by_label", {burning.label})) {
         burning.label =
             burning.label.substr(0, 40) + " (entry " + std::to_string(lost.number) + ")";
-    }
-    if (!database_->first("product_by_name", {burning.product})) {
-        product gone{.name = burning.product, .serial = {true, ""}};
-        gone.entry = next_entry();
-        add_entry("product", gone.name, "add", {{"product", journal_form(gone)}});
-        database_->run("product_add", row_of(gone));
     }
     burning.mac_pool.reset(); // the pool counts what it knows
     burning.serial_pool.reset();
@@ -287,6 +294,9 @@ std::vector<std::string> book::reconcile(const std::string &reason, const std::s
         }
         held.entries_after(missing - 1, [&](const journal_entry &lost) {
             burn_pool(lost, all);
+            if (lost.topic == "product") {
+                add_lost_product(lost, all);
+            }
             if (made_a_unit(lost)) {
                 burn_unit(lost, all);
             }

@@ -103,10 +103,15 @@ TEST_P(witnessing, holds_an_older_copy_with_pools_added_since_to_them)
     reserved(in, "A");
     in.begin_attempt("A", {.station = "line-1"});
     book restored(old);
-    restored.reconcile("disk died", "Bob");
+    const auto told = restored.reconcile("disk died", "Bob");
+    EXPECT_EQ(told.at(2), "product SW: added again");
     EXPECT_EQ(restored.pools().at(0).of.name, "office");
     EXPECT_FALSE(restored.pools().at(0).of.open);
     EXPECT_EQ(restored.find("00:1A:2B:00:00:00")->state, unit_state::voided);
+    const auto again = restored.products().at(0);
+    EXPECT_EQ(source_text(again.mac) + " " + source_text(again.serial), "office office-sn");
+    EXPECT_EQ(again.mac_count, 64);
+    EXPECT_EQ(error_of([&] { reserved(restored, "NEW"); }), "refused: the pool office is closed");
     EXPECT_EQ(findings_of(restored), "");
 }
 
@@ -305,6 +310,7 @@ TEST_P(witnessing, is_reconciled_although_another_pool_has_taken_the_place_of_a_
     book restored(old);
     const auto told = restored.reconcile("went on", "Bob");
     EXPECT_EQ(told.at(0), "pool office: its addresses are those of the pool lab now");
+    EXPECT_EQ(error_of([&] { reserved(restored, "B"); }), "refused: there is no pool office");
     EXPECT_EQ(text_of(*restored.find("A")), "A ABCD264700001 00:1A:2B:00:00:00/64 void");
     EXPECT_EQ(findings_of(restored), "");
 }
