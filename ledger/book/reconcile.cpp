@@ -246,6 +246,7 @@ void book::follow_lost(const journal_entry &lost, const std::string &by)
     end_open_attempts(of, "the ledger was restored from a copy");
     of.state = unit_state::in_doubt;
     if (lost.kind == "void") {
+        end_waiting_prints(of, "its identity was made void");
         const auto form = json::parse(lost.content).at("unit");
         of.state = unit_state::voided;
         of.void_reason = form.at("void_reason").get<std::string>();

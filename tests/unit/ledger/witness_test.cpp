@@ -115,6 +115,27 @@ TEST_P(witnessing, holds_an_older_copy_with_pools_added_since_to_them)
     EXPECT_EQ(findings_of(restored), "");
 }
 
+TEST_P(witnessing, prints_no_label_of_a_unit_that_is_void_again)
+{
+    auto in = open();
+    add_witness(in);
+    reserved(in, "A");
+    reserved(in, "B");
+    in.ask_print({.label = "A", .station = "line-1", .content = "^XA^XZ"});
+    const auto old = copied(in);
+    in.void_unit("A", "torn", "Ada");
+    book restored(old);
+    restored.reconcile("disk died", "Bob");
+    EXPECT_FALSE(restored.next_print("line-1"));
+    EXPECT_EQ(restored.prints({.label = "A"}, 0, 10).at(0).reason, "its identity was made void");
+    const auto second =
+        restored.ask_print({.label = "B", .station = "line-1", .content = "^XA^XZ"}).id;
+    EXPECT_EQ(restored.next_print("line-1")->id, second);
+    restored.end_print(second, true, "");
+    EXPECT_EQ(restored.waiting_prints("line-1"), 0);
+    EXPECT_EQ(findings_of(restored), "");
+}
+
 TEST_P(witnessing, doubts_units_whose_later_attempts_are_lost)
 {
     auto in = open();
