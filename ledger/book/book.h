@@ -298,9 +298,10 @@ private:
     void add_lost_product(const journal_entry &lost, burned &all);
     void burn_numbers(const std::string &of_pool, std::int64_t next);
     void burn_unit(const journal_entry &lost, burned &all);
+    void drop_numbers_of_its_own(unit &burning);
     void drop_numbers_of_others(unit &burning, const journal_entry &lost, burned &all);
     void follow_lost(const journal_entry &lost, const std::string &by);
-    bool is_reconciled(const std::string &hash);
+    std::int64_t last_reconciled(const witness &held);
 
     void check_journal(check_result &result);
     void check_rows(check_result &result);

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include <nlohmann/json.hpp>
 
@@ -182,6 +184,23 @@ void book::burn_pool(const journal_entry &lost, burned &all)
     }
 }
 
+/** A label that has the same numbers here as well is one label, and not two. */
+void book::drop_numbers_of_its_own(unit &burning)
+{
+    const auto found = database_->first("unit_by_label", {burning.label});
+    if (!found) {
+        return;
+    }
+    const auto is = unit_of_row(*found);
+    if (is.serial == burning.serial) {
+        burning.serial.reset();
+    }
+    if (is.mac == burning.mac && is.mac_count == burning.mac_count) {
+        burning.mac.reset();
+        burning.mac_count = 0;
+    }
+}
+
 /** Numbers that another unit has by now stay that one's; the others are burned all the same. */
 void book::drop_numbers_of_others(unit &burning, const journal_entry &lost, burned &all)
 {
@@ -211,6 +230,7 @@ void book::drop_numbers_of_others(unit &burning, const journal_entry &lost, burn
 void book::burn_unit(const journal_entry &lost, burned &all)
 {
     auto burning = unit_of(json::parse(lost.content).at("unit"));
+    drop_numbers_of_its_own(burning);
     drop_numbers_of_others(burning, lost, all);
     if (!burning.serial && !burning.mac) {
         return;
@@ -255,15 +275,29 @@ void book::follow_lost(const journal_entry &lost, const std::string &by)
     change_unit(of, "reconcile", nullptr);
 }
 
-/** Whether the entries up to that one are reconciled, and only the witness was not exchanged. */
-bool book::is_reconciled(const std::string &hash)
+/**
+ * The last entry of the witness that was reconciled already, as were those before it: from another
+ * station's witness, or from this one, which only was not exchanged. 0: none.
+ */
+std::int64_t book::last_reconciled(const witness &held)
 {
-    bool done = false;
+    std::set<std::string> done;
     database_->each("journal_about", {"ledger", start_.ledger}, [&](const row &one) {
         const auto entry = entry_of_row(one);
-        done = done || (entry.kind == "reconcile" && json::parse(entry.content).at("hash") == hash);
+        if (entry.kind == "reconcile") {
+            const auto content = json::parse(entry.content);
+            done.insert(content.at("hash").get<std::string>());
+            const auto all = content.value("hashes", std::vector<std::string>());
+            done.insert(all.begin(), all.end());
+        }
     });
-    return done;
+    std::int64_t last = 0;
+    if (!done.empty()) {
+        held.entries_after(0, [&](const journal_entry &seen) {
+            last = done.count(seen.hash) > 0 ? seen.number : last;
+        });
+    }
+    return last;
 }
 
 std::vector<std::string> book::reconcile(const std::string &reason, const std::string &by)
@@ -290,10 +324,13 @@ std::vector<std::string> book::reconcile(const std::string &reason, const std::s
         }
         const auto missing = first_missing(held);
         is_behind = missing != 0;
-        if (!is_behind || is_reconciled(held.last().hash)) {
+        const auto first = is_behind ? std::max(missing, last_reconciled(held) + 1) : 0;
+        if (!is_behind || first > held.last().number) {
             return;
         }
-        held.entries_after(missing - 1, [&](const journal_entry &lost) {
+        auto hashes = json::array();
+        held.entries_after(first - 1, [&](const journal_entry &lost) {
+            hashes.push_back(lost.hash);
             burn_pool(lost, all);
             if (lost.topic == "product") {
                 add_lost_product(lost, all);
@@ -304,9 +341,10 @@ std::vector<std::string> book::reconcile(const std::string &reason, const std::s
             follow_lost(lost, by);
         });
         add_entry("ledger", start_.ledger, "reconcile",
-                  {{"first", missing},
+                  {{"first", first},
                    {"last", held.last().number},
                    {"hash", held.last().hash},
+                   {"hashes", hashes},
                    {"reason", reason},
                    {"by", by},
                    {"twice", all.twice}});

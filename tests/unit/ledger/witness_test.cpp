@@ -32,6 +32,16 @@ protected:
         std::ifstream in(witness_file());
         return {std::istreambuf_iterator<char>(in), {}};
     }
+
+    /** The place, with a witness of its own that knows the entries below that number. */
+    ledger_place watched_below(ledger_place where, std::int64_t entry) const
+    {
+        const auto lines = lines_of_witness();
+        where.witness = path("below-" + std::to_string(entry));
+        std::ofstream(where.witness)
+            << lines.substr(0, lines.find("{\"number\":" + std::to_string(entry) + ","));
+        return where;
+    }
 };
 ON_BOTH_DATABASES(witnessing);
 
@@ -169,6 +179,50 @@ TEST_P(witnessing, finds_a_ledger_that_went_on_from_an_old_copy)
     EXPECT_TRUE(told.at(0).starts_with("entry 6, label A: GIVEN OUT TWICE: ")) << told.at(0);
     EXPECT_EQ(text_of(reserved(restored, "C")), "C ABCD264700002 00:1A:2B:00:00:40/64 reserved");
     EXPECT_EQ(findings_of(restored), "");
+}
+
+TEST_P(witnessing, tells_no_label_as_given_out_twice_that_has_the_same_numbers_in_both_copies)
+{
+    auto in = open();
+    add_witness(in);
+    const auto old = copied(in);
+    reserved(in, "A");
+    now += std::chrono::seconds(1);
+    const auto a = text_of(book(watched_below(old, 1)).reserve({"A", "SW"}).identity);
+    book restored(old);
+    EXPECT_EQ(restored.reconcile("went on", "Bob"),
+              std::vector{"the witness of the missing entries is kept as " + witness_file() +
+                          ".until-6"});
+    EXPECT_EQ(text_of(*restored.find("A")), a);
+    EXPECT_NE(lines_of_witness().find("\\\"twice\\\":[]"), std::string::npos);
+    EXPECT_EQ(text_of(reserved(restored, "C")), "C ABCD264700002 00:1A:2B:00:00:40/64 reserved");
+    EXPECT_EQ(findings_of(restored), "");
+}
+
+TEST_P(witnessing, passes_over_what_was_reconciled_from_the_witness_of_another_station)
+{
+    auto in = open();
+    add_witness(in);
+    reserved(in, "A"); // entry 6
+    const auto old = copied(in);
+    in.begin_attempt("A", {.station = "line-1"});
+    reserved(in, "B");
+    reserved(in, "C"); // entry 9
+    const auto first = watched_below(old, 9);
+    const auto second = watched_below(old, 8);
+    EXPECT_EQ(book(first).reconcile("disk died", "Bob").at(0),
+              "label B: serial number ABCD264700002, MAC address 00:1A:2B:00:00:40");
+    book(first).begin_attempt("A", {.station = "line-1"});
+
+    EXPECT_EQ(book(second).reconcile("disk died", "Bob"),
+              std::vector{"the witness of the missing entries is kept as " + second.witness +
+                          ".until-7"});
+    book third(old);
+    const auto told = third.reconcile("disk died", "Bob");
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_EQ(told[0], "label C: serial number ABCD264700003, MAC address 00:1A:2B:00:00:80");
+    EXPECT_EQ(third.find("A")->state, unit_state::writing);
+    EXPECT_EQ(findings_of(third), "");
 }
 
 TEST_P(witnessing, catches_up_after_a_crash_behind_the_commit)
