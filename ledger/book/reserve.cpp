@@ -115,10 +115,15 @@ void book::issue_mac(unit &made, const std::string &from, std::vector<pool> &use
         refuse("the pool " + from + " is closed");
     }
     auto first = aligned(source.next, source.align);
-    while (const auto other = overlapping(first, first + source.count - 1)) {
+    auto last = first + source.count - 1;
+    while (last <= source.last) {
+        const auto other = overlapping(first, last);
+        if (!other) {
+            break;
+        }
         first = aligned(other->mac_last() + 1, source.align);
+        last = first + source.count - 1;
     }
-    const auto last = first + source.count - 1;
     if (last > source.last) {
         refuse("the pool " + from + " is used up: no " + std::to_string(source.count) +
                " addresses are left up to " + mac_text(source.last));

@@ -1,3 +1,5 @@
+#include <sqlite3.h>
+
 #include "unit/ledger/support/ledger_test.h"
 #include "unit/ledger/support/postgres_server.h"
 
@@ -5,6 +7,32 @@ namespace {
 
 using namespace ledger;
 using namespace ledger_tests;
+
+/** Counts the statements of each SQLite connection that is opened while it lives. */
+class statement_count {
+public:
+    statement_count()
+    {
+        count = 0;
+        sqlite3_auto_extension(reinterpret_cast<void (*)()>(watch));
+    }
+    ~statement_count() { sqlite3_cancel_auto_extension(reinterpret_cast<void (*)()>(watch)); }
+    statement_count(const statement_count &) = delete;
+    statement_count &operator=(const statement_count &) = delete;
+
+    static int so_far() { return count; }
+
+private:
+    static int watch(sqlite3 *opened, char **, const void *)
+    {
+        const auto one_more = [](unsigned, void *, void *, void *) {
+            ++count;
+            return 0;
+        };
+        return sqlite3_trace_v2(opened, SQLITE_TRACE_STMT, one_more, nullptr);
+    }
+    static inline int count = 0;
+};
 
 class reserving : public ledger_test {};
 ON_BOTH_DATABASES(reserving);
@@ -90,6 +118,31 @@ TEST_P(reserving, passes_over_numbers_that_labels_have_brought)
                     .empty());
     EXPECT_EQ(text_of(reserved(in, "A")), "A ABCD264700002 00:1A:2B:00:00:80/64 reserved");
     EXPECT_EQ(findings_of(in), "");
+}
+
+TEST_P(reserving, looks_at_no_unit_behind_a_pool_that_is_used_up)
+{
+    const statement_count statements;
+    auto in = open();
+    in.add_pool({.name = "two", .of_macs = true, .first = 0x001A2B000000, .last = 0x001A2B000001});
+    in.add_product({.name = "SW", .mac = {false, "two"}});
+    std::vector<imported_line> behind;
+    for (std::int64_t number = 2; number < 500; ++number) {
+        behind.push_back({.line = number,
+                          .label = "OLD" + std::to_string(number),
+                          .product = "SW",
+                          .mac = mac_text(0x001A2B000000 + number)});
+    }
+    EXPECT_TRUE(in.import_units(behind).empty());
+    reserved(in, "A");
+    reserved(in, "B");
+    const int before = statement_count::so_far();
+    EXPECT_EQ(error_of([&] { reserved(in, "C"); }),
+              "refused: the pool two is used up: no 1 addresses are left up to 00:1A:2B:00:00:01");
+    if (on_sqlite()) {
+        EXPECT_GT(statement_count::so_far(), before);
+        EXPECT_LT(statement_count::so_far(), before + 50);
+    }
 }
 
 TEST_P(reserving, never_uses_the_numbers_of_a_void_label_again)
