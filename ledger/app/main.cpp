@@ -128,7 +128,7 @@ private:
             ->type_name("SOURCE");
         one->add_option("--mac-count", chosen_.mac_count,
                         "Addresses of a unit, where they are scanned without a pool (1)")
-            ->check(CLI::Range(1, 1 << 24).description(""))
+            ->check(CLI::Range(std::int64_t{1}, ledger::most_addresses).description(""))
             ->type_name("N");
         add_json(add(*product, "list", "the products", ledger::product_list_command));
     }

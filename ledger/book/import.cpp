@@ -8,8 +8,6 @@ namespace ledger {
 
 namespace {
 
-constexpr std::int64_t most_addresses = 1 << 24;
-
 std::string at_line(std::int64_t line, const std::string &what)
 {
     return "line " + std::to_string(line) + ": " + what;

@@ -24,8 +24,11 @@ std::int64_t room_from(const pool &of, std::int64_t next)
 void check_mac_pool(const pool &wanted)
 {
     check_addresses(wanted.first, wanted.last);
-    if (wanted.count < 1 || wanted.align < 1) {
-        refuse("a unit takes at least one address, and its alignment is at least 1");
+    const auto is_possible = [](std::int64_t each) { return each >= 1 && each <= most_addresses; };
+    if (!is_possible(wanted.count) || !is_possible(wanted.align)) {
+        const auto most = std::to_string(most_addresses);
+        refuse("a unit takes 1 to " + most + " addresses, and begins with a multiple of 1 to " +
+               most);
     }
     if (room_from(wanted, wanted.first) == 0) {
         refuse("the range from " + mac_text(wanted.first) + " to " + mac_text(wanted.last) +

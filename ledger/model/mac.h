@@ -12,6 +12,9 @@ using mac_address = std::int64_t;
 
 constexpr mac_address last_mac_address = 0xFFFFFFFFFFFF;
 
+/** Addresses that a unit may take: more than a maker's block of them holds is a slip. */
+constexpr std::int64_t most_addresses = 1 << 24;
+
 /** Reads "00:1A:2B:3C:4D:5E", "00-1a-2b-3c-4d-5e" or "001A2B3C4D5E"; none where it is another. */
 std::optional<mac_address> read_mac(std::string_view text);
 

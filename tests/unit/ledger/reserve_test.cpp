@@ -1,3 +1,5 @@
+#include <limits>
+
 #include <sqlite3.h>
 
 #include "unit/ledger/support/ledger_test.h"
@@ -280,6 +282,20 @@ TEST_P(reserving, refuses_pools_that_cannot_be)
               "refused: the range overlaps that of the pool office");
     EXPECT_NE(add_mac(0x001A2B010000, 0x001A2B010003, 5), "");
     EXPECT_NE(add_mac(0x001A2B010000, 0x001A2B010003, 0), "");
+    const std::string out_of_reason = "refused: a unit takes 1 to 16777216 addresses, and begins "
+                                      "with a multiple of 1 to 16777216";
+    for (const std::int64_t each : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{16777217},
+                                    std::numeric_limits<std::int64_t>::max()}) {
+        EXPECT_EQ(add_mac(0x001A2B010000, 0x001A2BFFFFFF, each), out_of_reason);
+        EXPECT_EQ(error_of([&] {
+                      in.add_pool({.name = "P",
+                                   .of_macs = true,
+                                   .first = 0x001A2B010000,
+                                   .last = 0x001A2BFFFFFF,
+                                   .align = each});
+                  }),
+                  out_of_reason);
+    }
     EXPECT_NE(add_mac(0x011A2B010000, 0x011A2B010003, 1), "");
     EXPECT_EQ(add_mac(0x001A2B010000, 0x001A2B010003, 4), "");
     EXPECT_EQ(error_of([&] { in.add_pool({.name = "P", .pattern = "X{n:1}"}); }),
