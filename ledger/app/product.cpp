@@ -2,15 +2,30 @@
 
 #include "ledger/app/commands.h"
 #include "ledger/app/display.h"
+#include "ledger/model/error.h"
 
 namespace ledger {
+
+namespace {
+
+/** A source without its name is what a script leaves where a variable is empty. */
+number_source source_of(const std::string &text)
+{
+    if (text.empty() || text == "scanned:") {
+        refuse("\"" + text +
+               "\" is no source: a pool's name, scanned, scanned:POOL or none is one");
+    }
+    return read_source(text);
+}
+
+} // namespace
 
 int product_add_command(const choices &chosen)
 {
     product wanted;
     wanted.name = chosen.name;
-    wanted.mac = read_source(chosen.mac_source);
-    wanted.serial = read_source(chosen.serial_source);
+    wanted.mac = source_of(chosen.mac_source);
+    wanted.serial = source_of(chosen.serial_source);
     wanted.mac_count = chosen.mac_count;
     book(chosen.place).add_product(wanted);
     return 0;

@@ -121,6 +121,22 @@ TEST_F(ledger_program, shows_tables_to_people)
     EXPECT_NE(history.find("reserve  reserved\n"), std::string::npos) << history;
 }
 
+TEST_F(ledger_program, refuses_a_source_whose_name_was_left_empty)
+{
+    make_office();
+    for (const auto *option : {"--mac", "--serial"}) {
+        const auto *other = option == std::string("--mac") ? "--serial" : "--mac";
+        for (const auto *text : {"", "scanned:"}) {
+            const auto refused = run({"product", "add", "P", option, text, other, "scanned"});
+            EXPECT_EQ(refused.status, 1);
+            EXPECT_EQ(refused.errors,
+                      "setmac-ledger: \"" + std::string(text) +
+                          "\" is no source: a pool's name, scanned, scanned:POOL or none is one\n");
+        }
+    }
+    EXPECT_EQ(told({"product", "list"}).find("P  "), std::string::npos);
+}
+
 TEST_F(ledger_program, warns_of_a_pool_that_comes_to_its_end)
 {
     told({"init"});
