@@ -6,6 +6,8 @@
 #include <CLI/CLI.hpp>
 
 #include "ledger/app/commands.h"
+#include "ledger/model/texts.h"
+#include "ledger/model/time.h"
 
 namespace {
 
@@ -14,6 +16,18 @@ using ledger::choices;
 constexpr int exit_usage = 2;
 
 using command = int (*)(const choices &);
+
+/** Why a text is no time; none: it is one, and is as the ledger's times begin from here on. */
+std::string take_time(std::string &text)
+{
+    const auto limit = ledger::read_time_limit(text);
+    if (!limit) {
+        return "\"" + ledger::shown(text) +
+               "\" is no time, as in 2026-11-21 or 2026-11-21T23:28:00";
+    }
+    text = *limit;
+    return {};
+}
 
 /** The program's arguments, and the command that they name. */
 class arguments {
@@ -194,9 +208,12 @@ private:
             ->check(CLI::IsMember(
                 {"reserved", "writing", "stored", "verified", "failed", "in doubt", "void"}))
             ->type_name("");
+        const CLI::Validator time(take_time, "");
         out->add_option("--since", chosen_.filter.since, "Only reserved from then on (UTC)")
+            ->transform(time)
             ->type_name("TIME");
         out->add_option("--until", chosen_.filter.until, "Only reserved before then (UTC)")
+            ->transform(time)
             ->type_name("TIME");
     }
 

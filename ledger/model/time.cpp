@@ -1,7 +1,9 @@
 #include "ledger/model/time.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <string_view>
 
 namespace ledger {
 
@@ -48,6 +50,29 @@ std::optional<time_point> read_time(const std::string &text)
     }
     const chrono::sys_days date = chrono::year(year) / chrono::month(month) / chrono::day(day);
     return date + chrono::hours(hours) + chrono::minutes(minutes) + chrono::seconds(seconds);
+}
+
+std::optional<std::string> read_time_limit(std::string text)
+{
+    constexpr std::string_view form = "2000-01-01T00:00:00.000";
+    constexpr std::array<std::size_t, 4> lengths{10, 16, 19, 23};
+    constexpr std::size_t to_the_second = lengths[2];
+    if (text.size() > lengths[1] && text.back() == 'Z') {
+        text.pop_back();
+    }
+    const auto fits = [](char is, char wanted) {
+        return wanted >= '0' && wanted <= '9' ? is >= '0' && is <= '9' : is == wanted;
+    };
+    if (std::find(lengths.begin(), lengths.end(), text.size()) == lengths.end() ||
+        !std::equal(text.begin(), text.end(), form.begin(), fits)) {
+        return std::nullopt;
+    }
+    const auto when = read_time(text + std::string(form.substr(text.size())));
+    // Days and times that are none come back as others.
+    if (!when || !time_text(*when).starts_with(text.substr(0, to_the_second))) {
+        return std::nullopt;
+    }
+    return text;
 }
 
 calendar_day day_of(time_point when)

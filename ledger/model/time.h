@@ -14,6 +14,13 @@ std::string time_text(time_point when);
 /** Back from there, to the second. */
 std::optional<time_point> read_time(const std::string &text);
 
+/**
+ * A limit as people write it, "2026-11-21", "2026-11-21T23:28" or longer, with or without a "Z"
+ * behind the time, as the texts of such times begin. None where it is another text, or no such day
+ * or time.
+ */
+std::optional<std::string> read_time_limit(std::string text);
+
 /** The day in UTC, as serial numbers show it. */
 struct calendar_day {
     int year = 0;

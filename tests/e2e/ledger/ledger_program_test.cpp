@@ -179,6 +179,25 @@ TEST_F(ledger_program, imports_all_or_nothing_and_exports_what_there_is)
     EXPECT_EQ(told({"export", "--format", "jsonl", "--state", "void"}), "");
 }
 
+TEST_F(ledger_program, exports_by_times_only_that_are_some)
+{
+    make_office();
+    told({"reserve", "L1", "--product", "SW-48X6Q"});
+    const auto head = "label,product,serial,mac,mac_count,state,reserved_at,changed_at\n";
+    EXPECT_EQ(told({"export", "--until", "2000-01-01T08:30:00Z"}), head);
+    EXPECT_NE(told({"export", "--since", "2000-01-01"}).find("\nL1,"), std::string::npos);
+    for (const auto *option : {"--since", "--until"}) {
+        for (const auto *text : {"21.11.2026", "yesterday", "", "2026-02-30", "2026-11-21T25:00"}) {
+            const auto refused = run({"export", option, text});
+            EXPECT_EQ(refused.status, 2) << refused;
+            EXPECT_EQ(refused.output, "");
+            EXPECT_NE(refused.errors.find(" is no time, as in 2026-11-21 or 2026-11-21T23:28:00"),
+                      std::string::npos)
+                << refused;
+        }
+    }
+}
+
 TEST_F(ledger_program, refuses_an_older_copy_until_it_is_reconciled)
 {
     make_office();

@@ -17,6 +17,22 @@ calendar_day on(const std::string &day)
     return day_of(*read_time(day + "T12:00:00Z"));
 }
 
+TEST(time_limit, is_a_beginning_of_the_ledgers_times)
+{
+    EXPECT_EQ(read_time_limit("2026-11-21"), "2026-11-21");
+    EXPECT_EQ(read_time_limit("2024-02-29T23:59"), "2024-02-29T23:59");
+    EXPECT_EQ(read_time_limit("2026-11-21T08:30Z"), "2026-11-21T08:30");
+    EXPECT_EQ(read_time_limit("2026-11-21T08:30:05Z"), "2026-11-21T08:30:05");
+    EXPECT_EQ(read_time_limit("2026-11-21T08:30:05.123Z"), "2026-11-21T08:30:05.123");
+    for (const auto *text :
+         {"", "2026", "2026-11", "2026-11-2", "21.11.2026", "2026-11-21Z", "2026-11-21T08",
+          "2026-11-21 08:30", "2026-13-01", "2026-02-29", "2026-00-10", "2026-11-21T24:00",
+          "2026-11-21T08:60", "2026-11-21T08:30:60", "2026-11-21T08:30:05,123",
+          "2026-11-21T08:30:05.12x", "-026-11-21", "2026-11- 1", "2026-11-21T08:30:05.1234"}) {
+        EXPECT_EQ(read_time_limit(text), std::nullopt) << text;
+    }
+}
+
 TEST(mac, is_read_in_its_three_forms)
 {
     for (const auto *text : {"00:1A:2B:3C:4D:5E", "00-1a-2b-3c-4d-5e", "001A2B3C4D5E"}) {
