@@ -173,7 +173,8 @@ void book::end_attempt(std::int64_t id, attempt_outcome outcome, const std::stri
         const auto kept_reason = kept_text(reason);
         if (!is_open(one)) {
             if (one.outcome == outcome && one.reason == kept_reason) {
-                return; // told twice
+                confirms_ = true; // told twice
+                return;
             }
             refuse(named(one, of) + " has ended: " +
                    std::string(state_text(state_after(*one.outcome))) + " (" + one.reason + ")");

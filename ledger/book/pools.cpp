@@ -118,6 +118,7 @@ void book::close_pool(const std::string &name)
     write([&] {
         auto closed = pool_named(name);
         if (!closed.open) {
+            confirms_ = true;
             return;
         }
         closed.open = false;

@@ -70,7 +70,8 @@ void book::end_print(std::int64_t id, bool printed, const std::string &reason)
         }
         auto one = print_of_row(*found);
         if (one.state == state) {
-            return; // told twice
+            confirms_ = true; // told twice
+            return;
         }
         if (one.state != print_state::waiting) {
             refuse("print " + std::to_string(id) +

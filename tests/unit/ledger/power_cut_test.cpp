@@ -44,9 +44,7 @@ protected:
         return given;
     }
 
-    /** What is lost, or wrong, in a ledger that the cut has left; nothing where all is well. */
-    std::string wrong_in(const recording_disk::image &left, std::size_t events,
-                         const std::vector<acknowledged> &given, bool thoroughly)
+    ledger_place left_by(const recording_disk::image &left) const
     {
         const auto file = path("left.db");
         std::filesystem::remove(file + "-journal");
@@ -57,8 +55,26 @@ protected:
         }
         auto there = place;
         there.url = "sqlite:" + file;
+        return there;
+    }
+
+    /** What a cut leaves once a change was told twice, of which the first time was not synced. */
+    ledger_place left_after_telling_twice(const std::function<void(book &)> &change) const
+    {
+        recording_disk disk({.no_folder_syncs = true});
+        change(*std::make_unique<book>(place));
+        disk.sync_folders(true);
+        change(*std::make_unique<book>(place));
+        disk.stop();
+        return left_by(disk.oldest_after(disk.events()));
+    }
+
+    /** What is lost, or wrong, in a ledger that the cut has left; nothing where all is well. */
+    std::string wrong_in(const recording_disk::image &left, std::size_t events,
+                         const std::vector<acknowledged> &given, bool thoroughly)
+    {
         try {
-            book in(there);
+            book in(left_by(left));
             std::string told = thoroughly ? findings_of(in) : std::string();
             for (const auto &each : given) {
                 if (each.events > events) {
@@ -118,6 +134,25 @@ TEST_P(power_cut, loses_no_label_that_was_told_after_its_maker_had_died_unsynced
     const auto told = text_of(reserved(*std::make_unique<book>(place), "L0"));
     disk.stop();
     EXPECT_EQ(wrong_in(disk.oldest_after(disk.events()), disk.events(), {{0, told}}, true), "");
+}
+
+TEST_P(power_cut, loses_no_end_that_was_told_twice_because_the_first_time_was_unsynced)
+{
+    std::int64_t attempt = 0;
+    std::int64_t print = 0;
+    {
+        auto in = open();
+        reserved(in, "L0");
+        attempt = in.begin_attempt("L0", {.station = "line-1"});
+        print = in.ask_print({.label = "L0", .station = "line-1", .content = "^XA^XZ"}).id;
+    }
+    const auto ended = left_after_telling_twice(
+        [&](book &in) { in.end_attempt(attempt, attempt_outcome::verified, "", {}); });
+    EXPECT_EQ(book(ended).find("L0")->state, unit_state::verified);
+    const auto printed = left_after_telling_twice([&](book &in) { in.end_print(print, true, ""); });
+    EXPECT_EQ(book(printed).waiting_prints("line-1"), 0);
+    const auto closed = left_after_telling_twice([](book &in) { in.close_pool("office"); });
+    EXPECT_FALSE(book(closed).pools().at(0).of.open);
 }
 
 } // namespace
