@@ -62,31 +62,33 @@ void check_schema_is_present(std::int64_t number)
 }
 
 /** The schema of a ledger that is there. */
-void bring_up_to_date(database &in)
+init_result bring_up_to_date(database &in)
 {
     const auto has = in.first("ledger_row")->number(1);
     check_schema(has);
-    if (has < schema_number) {
-        bring_schema_up(in, has);
-        in.run("ledger_set_schema", {schema_number});
+    if (has == schema_number) {
+        return init_result::left_as_it_is;
     }
+    bring_schema_up(in, has);
+    in.run("ledger_set_schema", {schema_number});
+    return init_result::brought_up_to_date;
 }
 
 } // namespace
 
-bool book::init(const ledger_place &place)
+init_result book::init(const ledger_place &place)
 {
     const auto made = open_database(place.url, true, place.silence);
     try {
         made->begin_write();
-        const bool is_new = !has_ledger(*made);
-        if (is_new) {
-            make_ledger(*made, time_text(place.clock()));
+        auto result = init_result::made;
+        if (has_ledger(*made)) {
+            result = bring_up_to_date(*made);
         } else {
-            bring_up_to_date(*made);
+            make_ledger(*made, time_text(place.clock()));
         }
         made->commit();
-        return is_new;
+        return result;
     } catch (const database_error &failed) {
         made->rollback();
         throw error(trouble::unusable, failed.what());

@@ -133,6 +133,9 @@ struct witness_state {
     std::vector<journal_entry> missing = {}; // entries of the witness that the ledger lacks
 };
 
+/** What init() found, or did. */
+enum class init_result { made, brought_up_to_date, left_as_it_is };
+
 /**
  * A ledger: identities that are handed out once. Each function is one transaction; when it returns,
  * what it did is durable, in the database and in the witness. All of them throw error. An object is
@@ -140,8 +143,8 @@ struct witness_state {
  */
 class book {
 public:
-    /** Makes a ledger, or brings the schema of one up to date. True: it was made. */
-    static bool init(const ledger_place &place);
+    /** Makes a ledger, or brings the schema of one up to date. */
+    static init_result init(const ledger_place &place);
 
     /** Opens a ledger; its schema must be the one of this program. */
     explicit book(ledger_place place);

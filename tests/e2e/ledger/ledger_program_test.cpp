@@ -85,6 +85,16 @@ TEST_F(ledger_program, does_word_for_word_what_scripts_rely_on)
     EXPECT_EQ(run({"check"}).status, 0);
 }
 
+TEST_F(ledger_program, tells_what_init_did)
+{
+    EXPECT_EQ(told({"init"}), "A new ledger is made.\n");
+    EXPECT_EQ(told({"init"}), "There is a ledger already; it keeps all that it holds.\n");
+    EXPECT_EQ(told({"init", "--make-witness", path("second")}),
+              "There is a ledger already; it keeps all that it holds.\n"
+              "Its witness is kept in " +
+                  path("second") + ".\n");
+}
+
 TEST_F(ledger_program, finds_the_same_object_with_its_attempts)
 {
     make_office();

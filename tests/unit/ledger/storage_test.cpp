@@ -18,7 +18,7 @@ TEST_P(keeping, a_ledger_that_is_there_is_left_by_init)
     auto in = open();
     add_office(in);
     const auto a = text_of(reserved(in, "A"));
-    EXPECT_FALSE(book::init(place));
+    EXPECT_EQ(book::init(place), init_result::left_as_it_is);
     EXPECT_EQ(text_of(reserved(in, "A")), a);
 }
 
@@ -46,7 +46,7 @@ TEST_P(keeping, the_first_schema_is_brought_up_to_date_by_init_and_loses_nothing
     EXPECT_EQ(error_of([&] { open(); }),
               "unusable: the ledger has schema 1, and this program works with 2: "
               "\"setmac-ledger init\" brings it up to date");
-    EXPECT_FALSE(book::init(place));
+    EXPECT_EQ(book::init(place), init_result::brought_up_to_date);
     auto in = open();
     EXPECT_EQ(text_of(reserved(in, "A")), "A ABCD264700001 00:1A:2B:00:00:00/64 reserved");
     in.ask_print({.label = "A", .station = "line-1", .content = "^XA^XZ"});
