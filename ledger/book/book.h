@@ -54,13 +54,22 @@ struct pool_state {
     std::int64_t units = 0; // that it can give numbers to in all
     std::int64_t units_left = 0;
     std::int64_t voided = 0;  // units whose numbers are lost
-    int used_percent = 0;     // of its numbers, rounded down
+    int used_percent = 0;     // of its units, rounded down
     double units_a_day = 0;   // of the last seven days
     std::string warning = {}; // empty below 80 per cent
 };
 
-/** What to tell people of a pool that comes to its end, from 80 per cent on; empty below. */
-std::string warning_of(const pool &of);
+/** Units that find room from that number on, where no label has brought any of these numbers. */
+std::int64_t room_from(const pool &of, std::int64_t next);
+
+/** What to tell people of a pool with so many units left, from 80 per cent on; empty below. */
+std::string warning_of(const pool &of, std::int64_t units_left);
+
+/** The pools that a unit has numbers from, as it leaves them, and what to tell people of them. */
+struct drawn {
+    std::vector<pool> pools = {};
+    std::vector<std::string> warnings = {};
+};
 
 enum class search { any, label, serial, mac };
 
@@ -276,9 +285,9 @@ private:
     std::vector<attempt> attempts_in(const unit &of);
 
     // reserve.cpp
-    unit make_unit(const reservation &wanted, std::vector<pool> &used);
-    void issue_mac(unit &made, const std::string &from, std::vector<pool> &used);
-    void issue_serial(unit &made, const std::string &from, std::vector<pool> &used);
+    unit make_unit(const reservation &wanted, drawn &used);
+    void issue_mac(unit &made, const std::string &from, drawn &used);
+    void issue_serial(unit &made, const std::string &from, drawn &used);
     void take_scanned_mac(unit &made, const number_source &source, const std::string &scanned);
     void take_scanned_serial(unit &made, const number_source &source, const std::string &scanned);
     void insert_unit(unit &made, const std::string &kind, const std::vector<pool> &used);
@@ -290,6 +299,7 @@ private:
     void end_open_attempts(unit &of, const std::string &reason);
     void end_waiting_prints(unit &of, const std::string &reason);
     void enter_end(unit &of, label_print &ended, print_state state, const std::string &reason);
+    std::int64_t units_left_in(const pool &of);
     pool_state state_of(const pool &of);
     unit unit_of_line(const imported_line &line);
 

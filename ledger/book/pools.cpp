@@ -13,12 +13,12 @@ namespace ledger {
 
 namespace {
 
-/** Units that still find room from that number on. */
-std::int64_t room_from(const pool &of, std::int64_t next)
+/** Units that find room in a part of a pool. */
+std::int64_t room_between(const pool &of, std::int64_t from, std::int64_t last)
 {
-    const auto first = aligned(next, of.align);
+    const auto first = aligned(from, of.align);
     const auto step = aligned(of.count, of.align);
-    return first + of.count - 1 > of.last ? 0 : (of.last - first - of.count + 1) / step + 1;
+    return first + of.count - 1 > last ? 0 : (last - first - of.count + 1) / step + 1;
 }
 
 void check_mac_pool(const pool &wanted)
@@ -36,18 +36,24 @@ void check_mac_pool(const pool &wanted)
     }
 }
 
-int used_percent(const pool &of)
+int used_percent(const pool &of, std::int64_t units_left)
 {
-    return static_cast<int>(static_cast<double>(of.next - of.first) * 100 /
-                            static_cast<double>(of.last - of.first + 1));
+    const auto units = room_from(of, of.first);
+    return static_cast<int>(static_cast<double>(units - units_left) * 100 /
+                            static_cast<double>(units));
 }
 
 } // namespace
 
-std::string warning_of(const pool &of)
+std::int64_t room_from(const pool &of, std::int64_t next)
+{
+    return room_between(of, next, of.last);
+}
+
+std::string warning_of(const pool &of, std::int64_t units_left)
 {
     constexpr std::array levels{95, 90, 80};
-    const int used = used_percent(of);
+    const int used = used_percent(of, units_left);
     for (const int level : levels) {
         if (used >= level) {
             return "the pool " + of.name + " is used to " + std::to_string(level) +
@@ -128,6 +134,24 @@ void book::close_pool(const std::string &name)
     });
 }
 
+/** Counts the gaps between the addresses that units have ahead of the next one. */
+std::int64_t book::units_left_in(const pool &of)
+{
+    if (!of.of_macs) {
+        return room_from(of, of.next);
+    }
+    auto from = of.next;
+    if (const auto other = overlapping(from, from)) {
+        from = other->mac_last() + 1;
+    }
+    std::int64_t left = 0;
+    database_->each("addresses_between", {from, of.last}, [&](const row &one) {
+        left += room_between(of, from, one.number(0) - 1);
+        from = one.number(1) + 1;
+    });
+    return left + room_from(of, from);
+}
+
 pool_state book::state_of(const pool &of)
 {
     using days = std::chrono::duration<double, std::ratio<86400>>;
@@ -136,9 +160,10 @@ pool_state book::state_of(const pool &of)
     pool_state state;
     state.of = of;
     state.units = room_from(of, of.first);
-    state.units_left = of.open ? room_from(of, of.next) : 0;
-    state.used_percent = used_percent(of);
-    state.warning = of.open ? warning_of(of) : "";
+    const auto left = units_left_in(of);
+    state.units_left = of.open ? left : 0;
+    state.used_percent = used_percent(of, left);
+    state.warning = of.open ? warning_of(of, left) : "";
     const auto now = place_.clock();
     const auto all = database_->first("pool_use", {of.name, ""});
     state.voided = all->number(2);

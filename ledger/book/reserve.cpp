@@ -37,6 +37,22 @@ void check_source(const number_source &source, const std::string &scanned, const
     }
 }
 
+/** One unit more has numbers of a pool, which goes on behind these. */
+void advance(pool &source, std::int64_t next)
+{
+    source.next = next;
+    ++source.issued;
+}
+
+void note(drawn &used, const pool &source, std::int64_t units_left)
+{
+    const auto warning = warning_of(source, units_left);
+    if (!warning.empty()) {
+        used.warnings.push_back(warning);
+    }
+    used.pools.push_back(source);
+}
+
 json pool_positions(const std::vector<pool> &used)
 {
     auto positions = json::array();
@@ -61,21 +77,16 @@ reserved book::reserve(const reservation &wanted)
             confirms_ = true;
             return;
         }
-        std::vector<pool> used;
+        drawn used;
         result.identity = make_unit(wanted, used);
         result.is_new = true;
-        insert_unit(result.identity, "reserve", used);
-        for (const auto &each : used) {
-            const auto warning = warning_of(each);
-            if (!warning.empty()) {
-                result.warnings.push_back(warning);
-            }
-        }
+        insert_unit(result.identity, "reserve", used.pools);
+        result.warnings = used.warnings;
     });
     return result;
 }
 
-unit book::make_unit(const reservation &wanted, std::vector<pool> &used)
+unit book::make_unit(const reservation &wanted, drawn &used)
 {
     const auto of = product_named(wanted.product);
     check_source(of.mac, wanted.mac, "MAC address");
@@ -108,15 +119,16 @@ std::optional<unit> book::overlapping(mac_address first, mac_address last)
 }
 
 /** The next block of the pool that no unit touches: labels may have brought addresses out of it. */
-void book::issue_mac(unit &made, const std::string &from, std::vector<pool> &used)
+void book::issue_mac(unit &made, const std::string &from, drawn &used)
 {
     auto source = pool_named(from);
     if (!source.open) {
         refuse("the pool " + from + " is closed");
     }
+    const bool all_are_free = !overlapping(source.next, source.last); // as mostly: one look will do
     auto first = aligned(source.next, source.align);
     auto last = first + source.count - 1;
-    while (last <= source.last) {
+    while (!all_are_free && last <= source.last) {
         const auto other = overlapping(first, last);
         if (!other) {
             break;
@@ -131,13 +143,12 @@ void book::issue_mac(unit &made, const std::string &from, std::vector<pool> &use
     made.mac = first;
     made.mac_count = source.count;
     made.mac_pool = from;
-    source.next = last + 1;
-    ++source.issued;
-    used.push_back(source);
+    advance(source, last + 1);
+    note(used, source, all_are_free ? room_from(source, source.next) : units_left_in(source));
 }
 
 /** The next serial number that no unit has: labels may have brought some that fit the pattern. */
-void book::issue_serial(unit &made, const std::string &from, std::vector<pool> &used)
+void book::issue_serial(unit &made, const std::string &from, drawn &used)
 {
     auto source = pool_named(from);
     if (!source.open) {
@@ -155,9 +166,8 @@ void book::issue_serial(unit &made, const std::string &from, std::vector<pool> &
     }
     made.serial = pattern.serial(source.next, day);
     made.serial_pool = from;
-    ++source.next;
-    ++source.issued;
-    used.push_back(source);
+    advance(source, source.next + 1);
+    note(used, source, room_from(source, source.next));
 }
 
 void book::take_scanned_mac(unit &made, const number_source &source, const std::string &scanned)

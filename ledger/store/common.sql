@@ -117,6 +117,9 @@ SELECT {unit} FROM unit WHERE id = $1;
 -- name: unit_beginning_before
 SELECT {unit} FROM unit WHERE mac_first <= $1 ORDER BY mac_first DESC LIMIT 1;
 
+-- name: addresses_between
+SELECT mac_first, mac_last FROM unit WHERE mac_first BETWEEN $1 AND $2 ORDER BY mac_first;
+
 -- name: units_page
 SELECT {unit} FROM unit
 WHERE id > $1

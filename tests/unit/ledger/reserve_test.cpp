@@ -241,6 +241,53 @@ TEST_P(reserving, warns_when_a_pool_comes_to_its_end)
                       "the pool sn is used to 95 per cent or more: 95 per cent\n");
 }
 
+TEST_P(reserving, counts_as_used_the_addresses_ahead_that_labels_have_brought)
+{
+    auto in = open();
+    in.add_pool({.name = "five",
+                 .of_macs = true,
+                 .first = 0x001A2B000000,
+                 .last = 0x001A2B000013,
+                 .count = 4,
+                 .align = 4});
+    in.add_product({.name = "SW", .mac = {false, "five"}});
+    reserved(in, "A");
+    EXPECT_EQ(in.pools().at(0).units_left, 4);
+    EXPECT_EQ(in.pools().at(0).used_percent, 20);
+    EXPECT_TRUE(in.import_units({{2, "OLD1", "SW", "", "00:1A:2B:00:00:08", "4"},
+                                 {3, "OLD2", "SW", "", "00:1A:2B:00:00:0D", "1"},
+                                 {4, "OLD3", "SW", "", "00:1A:2B:00:00:10", "1"},
+                                 {5, "OLD4", "SW", "", "00:1A:2B:00:00:12", "8"}})
+                    .empty());
+    EXPECT_EQ(in.pools().at(0).units_left, 1);
+    EXPECT_EQ(in.pools().at(0).used_percent, 80);
+    EXPECT_EQ(in.pools().at(0).warning,
+              "the pool five is used to 80 per cent or more: 80 per cent");
+    const auto last = in.reserve({.label = "B", .product = "SW"});
+    EXPECT_EQ(last.warnings, std::vector<std::string>{
+                                 "the pool five is used to 95 per cent or more: 100 per cent"});
+    EXPECT_EQ(in.pools().at(0).units_left, 0);
+    EXPECT_EQ(in.pools().at(0).used_percent, 100);
+    EXPECT_NE(error_of([&] { reserved(in, "C"); }), "");
+    EXPECT_EQ(findings_of(in), "");
+}
+
+TEST_P(reserving, counts_no_unit_where_an_address_from_before_reaches_in)
+{
+    auto in = open();
+    in.add_pool({.name = "three",
+                 .of_macs = true,
+                 .first = 0x001A2B000004,
+                 .last = 0x001A2B00000F,
+                 .count = 4,
+                 .align = 4});
+    in.add_product({.name = "SW", .mac = {false, "three"}});
+    EXPECT_TRUE(in.import_units({{2, "OLD", "SW", "", "00:1A:2B:00:00:02", "4"}}).empty());
+    EXPECT_EQ(in.pools().at(0).units_left, 2);
+    EXPECT_EQ(text_of(reserved(in, "A")), "A - 00:1A:2B:00:00:08/4 reserved");
+    EXPECT_EQ(in.pools().at(0).units_left, 1);
+}
+
 TEST_P(reserving, tells_how_long_a_pool_lasts)
 {
     auto in = open();
