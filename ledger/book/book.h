@@ -55,7 +55,7 @@ struct pool_state {
     std::int64_t units_left = 0;
     std::int64_t voided = 0;  // units whose numbers are lost
     int used_percent = 0;     // of its units, rounded down
-    double units_a_day = 0;   // of the last seven days
+    double units_a_day = 0;   // of the last seven days, or since its first unit
     std::string warning = {}; // empty below 80 per cent
 };
 

@@ -169,7 +169,8 @@ pool_state book::state_of(const pool &of)
     state.voided = all->number(2);
     const auto recent = database_->first("pool_use", {of.name, time_text(now - week)});
     if (recent->number(0) > 0) {
-        const auto since = read_time(recent->text(1)).value_or(now);
+        const auto first_unit = read_time(all->text(1)).value_or(now);
+        const auto since = std::max<time_point>(now - week, first_unit);
         const auto looked = std::max(days(now - since).count(), shortest_look);
         state.units_a_day = static_cast<double>(recent->number(0)) / looked;
     }

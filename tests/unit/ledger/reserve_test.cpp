@@ -295,12 +295,14 @@ TEST_P(reserving, tells_how_long_a_pool_lasts)
     in.add_product({.name = "SW", .serial = {false, "sn"}});
     EXPECT_EQ(in.pools().at(0).units_a_day, 0);
     reserved(in, "old");
+    now += std::chrono::hours(48);
+    EXPECT_DOUBLE_EQ(in.pools().at(0).units_a_day, 0.5); // the pool is younger than a week
     now += std::chrono::hours(24 * 10);
     for (const auto *label : {"A", "B", "C", "D"}) {
         reserved(in, label);
     }
     now += std::chrono::hours(48);
-    EXPECT_DOUBLE_EQ(in.pools().at(0).units_a_day, 2);
+    EXPECT_DOUBLE_EQ(in.pools().at(0).units_a_day, 4.0 / 7);
     EXPECT_EQ(in.pools().at(0).units_left, 95);
 }
 
