@@ -58,6 +58,25 @@ void sync_folder_of(const std::string &path)
     }
 }
 
+/** Writes the first line, also where one who wrote it before was ended on the way. */
+void begin(int file, const std::string &line, const std::string &path)
+{
+    std::string is(line.size(), ' ');
+    const auto size = flock(file, LOCK_EX) == 0 ? ::pread(file, is.data(), is.size(), 0) : -1;
+    if (size < 0) {
+        fail_on(path, "cannot be read: " + std::string(std::strerror(errno)));
+    }
+    is.resize(static_cast<std::size_t>(size));
+    if (is.size() == line.size() || !line.starts_with(is)) {
+        return;
+    }
+    lseek(file, size, SEEK_SET);
+    write_all(file, std::string_view(line).substr(is.size()), path);
+    if (fsync(file) != 0) {
+        fail_on(path, "cannot be synced: " + std::string(std::strerror(errno)));
+    }
+}
+
 witnessed read_start(const std::string &line, const std::string &path)
 {
     try {
@@ -75,21 +94,14 @@ witnessed read_start(const std::string &line, const std::string &path)
 
 void witness::create(const std::string &path, const witnessed &start)
 {
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, readable_by_all);
-    if (file < 0 && errno == EEXIST) {
-        return;
-    }
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, readable_by_all);
     if (file < 0) {
         fail_on(path, "cannot be made: " + std::string(std::strerror(errno)));
     }
     try {
-        write_all(file, start_line(start), path);
-        if (fsync(file) != 0) {
-            fail_on(path, "cannot be synced: " + std::string(std::strerror(errno)));
-        }
+        begin(file, start_line(start), path);
     } catch (...) {
         ::close(file);
-        ::unlink(path.c_str());
         throw;
     }
     ::close(file);

@@ -27,7 +27,7 @@ public:
     witness(const witness &) = delete;
     witness &operator=(const witness &) = delete;
 
-    /** Makes the file, durably; what is there already stays as it is. */
+    /** Makes the file, durably, or what of it is missing; another file stays as it is. */
     static void create(const std::string &path, const witnessed &start);
 
     /** The entry that the copy begins behind. */

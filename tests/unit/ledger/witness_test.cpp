@@ -267,6 +267,31 @@ TEST_P(witnessing, issues_nothing_while_the_witness_cannot_be_asked)
     EXPECT_EQ(findings_of(in), "");
 }
 
+TEST_P(witnessing, is_made_where_the_making_of_it_was_cut_short)
+{
+    auto in = open();
+    add_witness(in);
+    const auto lines = lines_of_witness();
+    const auto first_line = lines.find('\n') + 1;
+    for (const auto cut : {std::size_t{0}, std::size_t{1}, first_line - 1, first_line}) {
+        const auto file = path("cut-" + std::to_string(cut));
+        std::ofstream(file) << lines.substr(0, cut);
+        in.set_witness(file, false, "", "");
+        std::ifstream made(file);
+        std::string line;
+        std::getline(made, line);
+        EXPECT_EQ(line + "\n", lines.substr(0, first_line));
+        EXPECT_EQ(findings_of(in), "");
+    }
+    std::ofstream(path("notes")) << "{ no witness";
+    EXPECT_EQ(error_of([&] { in.set_witness(path("notes"), false, "", ""); }),
+              "unusable: the witness " + path("notes") +
+                  " is damaged: its first line is none of a witness");
+    std::string kept;
+    std::getline(std::ifstream(path("notes")), kept);
+    EXPECT_EQ(kept, "{ no witness");
+}
+
 TEST_P(witnessing, is_of_one_ledger_only)
 {
     auto watched = open();
