@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "unit/floor/slots/floor_fixture.h"
 
 namespace {
@@ -277,6 +279,12 @@ TEST_F(floor_control, answers_questions_about_units_and_attempts)
     const auto rest = ask([&](auto to) { floor->units({.after = after, .limit = 2}, to); });
     EXPECT_EQ(rest.content["rows"].size(), 1U);
     EXPECT_TRUE(rest.content["after"].is_null());
+    const auto behind_all = std::numeric_limits<std::int64_t>::max();
+    for (const auto &none : {ask([&](auto to) { floor->units({.after = behind_all}, to); }),
+                             ask([&](auto to) { floor->attempts({.after = behind_all}, to); })}) {
+        EXPECT_TRUE(none.content["rows"].empty());
+        EXPECT_TRUE(none.content["after"].is_null());
+    }
     const auto attempts = ask([&](auto to) { floor->attempts({.label = "C"}, to); });
     EXPECT_EQ(attempts.content["rows"].size(), 1U);
     const auto pools = ask([&](auto to) { floor->pools(to); });
