@@ -89,8 +89,8 @@ void floor_control::print_label(const begun_run &run)
         return;
     }
     desk_->do_surely(
-        [this, wanted](ledger::book &in) {
-            in.ask_print(wanted);
+        [this, wanted, attempt = run.attempt](ledger::book &in) {
+            in.ask_print(wanted, attempt); // may be told twice, and one label is enough for a run
             prints_->look();
         },
         [](const ledger::error &) {}); // the unit was made void since

@@ -157,6 +157,10 @@ void book::record_stored(std::int64_t id, const std::string &sent)
         if (!is_open(one)) {
             refuse(named(one, of) + " has ended: " + one.reason);
         }
+        if (one.stored_at) {
+            confirms_ = true;
+            return; // told twice
+        }
         one.stored_at = now();
         keep(one.evidence.sent, sent);
         of.state = unit_state::stored;

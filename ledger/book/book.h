@@ -183,7 +183,10 @@ public:
      * attempt's number.
      */
     std::int64_t begin_attempt(const std::string &label, const attempt_start &start);
-    /** The switch has said that it has stored what was sent; the attempt goes on. */
+    /**
+     * The switch has said that it has stored what was sent; the attempt goes on. Told once more, it
+     * changes nothing.
+     */
     void record_stored(std::int64_t attempt, const std::string &sent);
     /** How it ended, and what was seen. Empty texts leave what was recorded before. */
     void end_attempt(std::int64_t attempt, attempt_outcome outcome, const std::string &reason,
@@ -191,9 +194,11 @@ public:
 
     /**
      * Asks for a label of a unit: it is durable then, and waits for its station's printer. Refused
-     * for a void unit.
+     * for a void unit. once_since: an entry of the journal; a label of the unit that the station
+     * has asked for behind that entry is the one that is wanted, and no other one is made.
      */
-    label_print ask_print(const print_request &wanted);
+    label_print ask_print(const print_request &wanted,
+                          std::optional<std::int64_t> once_since = std::nullopt);
     /** The one that has waited longest for the printer of that station. */
     std::optional<label_print> next_print(const std::string &station);
     std::int64_t waiting_prints(const std::string &station);
@@ -297,6 +302,8 @@ private:
     void enter_change(unit &changed, const std::string &kind, const json &with);
     void change_unit(unit &changed, const std::string &kind, attempt *with);
     void end_open_attempts(unit &of, const std::string &reason);
+    std::optional<label_print> print_behind(std::int64_t entry, const unit &of,
+                                            const std::string &station);
     void end_waiting_prints(unit &of, const std::string &reason);
     void enter_end(unit &of, label_print &ended, print_state state, const std::string &reason);
     std::int64_t units_left_in(const pool &of);

@@ -8,7 +8,7 @@
 
 namespace ledger {
 
-label_print book::ask_print(const print_request &wanted)
+label_print book::ask_print(const print_request &wanted, std::optional<std::int64_t> once_since)
 {
     check_remark("station", wanted.station);
     if (!wanted.operator_name.empty()) {
@@ -20,6 +20,13 @@ label_print book::ask_print(const print_request &wanted)
         if (of.state == unit_state::voided) {
             refuse("label " + of.label + " is void: " + of.void_reason.value_or(""));
         }
+        const auto known =
+            once_since ? print_behind(*once_since, of, wanted.station) : std::nullopt;
+        if (known) {
+            asked = *known;
+            confirms_ = true;
+            return;
+        }
         asked = {.id = next_entry(), .unit = of.id, .asked = wanted};
         asked.asked.content = kept_text(wanted.content);
         asked.number = database_->first("prints_of_unit", {of.id})->number(0) + 1;
@@ -29,6 +36,21 @@ label_print book::ask_print(const print_request &wanted)
         database_->run("print_add", row_of(asked));
     });
     return asked;
+}
+
+/** The first label of a unit that the station has asked for behind an entry. */
+std::optional<label_print> book::print_behind(std::int64_t entry, const unit &of,
+                                              const std::string &station)
+{
+    std::optional<label_print> first;
+    const auto last = std::numeric_limits<std::int64_t>::max();
+    database_->each("prints_page", {last, of.label, {}, {}, {}, last}, [&](const row &one) {
+        auto each = print_of_row(one);
+        if (each.id > entry && each.asked.station == station) {
+            first = std::move(each);
+        }
+    });
+    return first;
 }
 
 std::optional<label_print> book::next_print(const std::string &station)

@@ -140,6 +140,20 @@ TEST_P(attempts, told_twice_end_once)
     EXPECT_NE(error_of([&] { in.end_attempt(id, attempt_outcome::verified, "", {}); }), "");
 }
 
+TEST_P(attempts, told_twice_to_be_stored_are_stored_once)
+{
+    auto in = open();
+    add_office(in);
+    reserved(in, "A");
+    const auto id = in.begin_attempt("A", from("line-1"));
+    in.record_stored(id, "what was sent");
+    const auto entries = in.check().entries;
+    now += std::chrono::minutes(1);
+    in.record_stored(id, "");
+    EXPECT_EQ(in.check().entries, entries);
+    EXPECT_EQ(in.attempts_of(*in.find("A")).at(0).stored_at, "2026-11-21T12:00:00.000Z");
+}
+
 TEST_P(attempts, end_when_their_unit_is_made_void)
 {
     auto in = open();

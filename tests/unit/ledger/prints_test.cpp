@@ -1,3 +1,8 @@
+#include <csignal>
+#include <fstream>
+
+#include <sys/resource.h>
+
 #include "unit/ledger/support/ledger_test.h"
 #include "unit/ledger/support/postgres_server.h"
 
@@ -6,8 +11,40 @@ namespace {
 using namespace ledger;
 using namespace ledger_tests;
 
+/** While it lives, this process makes no file larger than so many bytes. */
+class full_disk {
+public:
+    explicit full_disk(rlim_t largest) : told_(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit now{largest, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &now);
+    }
+    ~full_disk()
+    {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, told_);
+    }
+    full_disk(const full_disk &) = delete;
+    full_disk &operator=(const full_disk &) = delete;
+
+private:
+    rlimit before_ = {};
+    void (*told_)(int);
+};
+
 class prints : public ledger_test {
 protected:
+    /** Makes a file larger by blanks at the end of its first line; returns its size. */
+    static std::uintmax_t grown(const std::string &file, std::size_t by)
+    {
+        std::ifstream in(file);
+        std::string text{std::istreambuf_iterator<char>(in), {}};
+        text.insert(text.find('\n'), by, ' ');
+        std::ofstream(file) << text;
+        return text.size();
+    }
+
     static label_print asked(book &in, const std::string &label,
                              const std::string &station = "line-1")
     {
@@ -88,6 +125,52 @@ TEST_P(prints, are_counted_for_each_unit_and_listed_the_last_first)
     const auto rest = in.prints({}, page[0].id, 100);
     ASSERT_EQ(rest.size(), 2U);
     EXPECT_EQ(rest[0].asked.label, "B");
+}
+
+TEST_P(prints, of_a_run_are_one_however_often_it_is_told)
+{
+    auto in = open();
+    add_office(in);
+    reserved(in, "A");
+    asked(in, "A"); // before the run
+    const auto run = in.begin_attempt("A", {.station = "line-1"});
+    asked(in, "A", "line-2"); // for another printer
+    const print_request wanted{.label = "A", .station = "line-1", .content = "^XA^XZ"};
+    const auto first = in.ask_print(wanted, run);
+    const auto entries = in.check().entries;
+    EXPECT_EQ(in.ask_print(wanted, run).id, first.id);
+    in.end_print(first.id, true, "");
+    EXPECT_EQ(in.ask_print(wanted, run).id, first.id);
+    EXPECT_EQ(in.check().entries, entries + 1);
+    EXPECT_EQ(all(in), "A 3 printed\nA 2 waiting\nA 1 waiting\n");
+    EXPECT_EQ(findings_of(in), "");
+}
+
+TEST_P(prints, of_a_run_are_one_although_the_disk_of_the_witness_is_full)
+{
+    auto in = open();
+    const auto witness = path("line.witness");
+    in.set_witness(witness, false, "", "");
+    add_office(in);
+    reserved(in, "A");
+    const auto run = in.begin_attempt("A", {.station = "line-1"});
+    const auto entries = in.check().entries;
+    const print_request wanted{.label = "A", .station = "line-1", .content = "^XA^XZ"};
+    {
+        const full_disk of(grown(witness, 4000000)); // the database is far smaller
+        const auto why = "unusable: the witness " + witness + " cannot be written: File too large";
+        for (int times = 0; times < 3; ++times) {
+            EXPECT_EQ(error_of([&] { in.record_stored(run, ""); }), why);
+        }
+        for (int times = 0; times < 3; ++times) {
+            EXPECT_EQ(error_of([&] { in.ask_print(wanted, run); }), why);
+        }
+    }
+    in.record_stored(run, "");
+    in.ask_print(wanted, run);
+    EXPECT_EQ(in.look_at_witness().witnessed, entries + 2);
+    EXPECT_EQ(all(in), "A 1 waiting\n");
+    EXPECT_EQ(findings_of(in), "");
 }
 
 TEST_P(prints, change_nothing_of_the_unit)
