@@ -71,8 +71,10 @@ void floor_control::stop()
         }
     }
     last.clear();
+    if (prints_) {
+        prints_->stop(); // the desk enters what was printed last
+    }
     desk_->end();
-    prints_.reset();
 }
 
 refusal floor_control::no_such_slot(int slot)

@@ -23,8 +23,15 @@ print_queue::print_queue(std::unique_ptr<printer> to, desk &of, std::string stat
 
 print_queue::~print_queue()
 {
+    stop();
+}
+
+void print_queue::stop()
+{
     thread_.request_stop();
-    thread_.join();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
 }
 
 void print_queue::bell::ring()

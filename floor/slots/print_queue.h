@@ -23,8 +23,8 @@ struct printer_view {
 
 /**
  * Prints what waits in the ledger for this station, one label after the other, on a thread of its
- * own. A printer that is off holds up nobody: its labels wait. Where the floor ends between a label
- * and its record, that label is printed twice.
+ * own. A printer that is off holds up nobody: its labels wait. Where the floor is killed between a
+ * label and its record, that label is printed twice.
  */
 class print_queue {
 public:
@@ -32,12 +32,16 @@ public:
 
     /** The desk must outlive this; tell is called on the queue's thread. */
     print_queue(std::unique_ptr<printer> to, desk &of, std::string station, on_change tell);
+    /** As stop(). */
     ~print_queue();
     print_queue(const print_queue &) = delete;
     print_queue &operator=(const print_queue &) = delete;
 
     /** There may be something to print. */
     void look();
+
+    /** Waits for the label that is being printed, and begins no other. */
+    void stop();
 
 private:
     /** Rings where there may be something to print; outlives the queue where the desk needs it. */

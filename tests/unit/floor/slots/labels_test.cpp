@@ -143,6 +143,22 @@ TEST_F(labels, wait_over_an_end_of_the_floor)
     EXPECT_EQ(printed(), "^XA^FDABCDEFGH00001 A^FS^XZ\n");
 }
 
+TEST_F(labels, that_are_being_printed_when_the_floor_ends_are_printed_once)
+{
+    describe_printer("", "cat >> " + path("printed") + "; sleep 1");
+    open();
+    start(1, "A");
+    wait_for_end(1);
+    while (printed().empty()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    close();
+    const auto known = open_ledger().prints({}, 0, 10);
+    ASSERT_EQ(known.size(), 1U);
+    EXPECT_EQ(ledger::state_text(known[0].state), "printed");
+    EXPECT_EQ(printed(), "^XA^FDABCDEFGH00001 A^FS^XZ\n");
+}
+
 TEST_F(labels, that_are_scanned_back_come_before_the_verdict)
 {
     describe_printer("label_code = \"{serial}\"\n");
