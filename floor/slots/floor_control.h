@@ -92,7 +92,7 @@ private:
 
     // labels.cpp
     const floor_product *product_named(const std::string &name) const;
-    void print_label(const begun_run &run);
+    void print_label(const begun_run &run, station::run_result &result);
     void await_label(const begun_run &run, const std::stop_token &stop,
                      station::run_result &result);
     void start_printing();

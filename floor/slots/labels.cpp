@@ -13,6 +13,7 @@ namespace shopfloor {
 namespace {
 
 constexpr std::size_t most_prints = 1000;
+constexpr auto unprintable_advice = "give the unit a label that can be printed";
 
 label_values values_of(const station::registered_unit &unit)
 {
@@ -71,8 +72,8 @@ const floor_product *floor_control::product_named(const std::string &name) const
     return found == floor_.products.end() ? nullptr : &*found;
 }
 
-/** Asks for the label of a unit that was verified. */
-void floor_control::print_label(const begun_run &run)
+/** Asks for the label of a unit that was verified; the result tells where it cannot be printed. */
+void floor_control::print_label(const begun_run &run, station::run_result &result)
 {
     const auto *product = product_named(run.unit.what.what.name);
     if (!product->label || !prints_) {
@@ -83,9 +84,8 @@ void floor_control::print_label(const begun_run &run)
     try {
         wanted.content = product->label->filled(values_of(run.unit));
     } catch (const station::job_error &why) {
-        shown_.change(run.slot, [&](slot_view &slot) {
-            slot.run->phase = std::string("the label is not printed: ") + why.what();
-        });
+        result.reason = std::string("its label is not printed: ") + why.what();
+        result.advice = unprintable_advice;
         return;
     }
     desk_->do_surely(
@@ -106,7 +106,7 @@ void floor_control::await_label(const begun_run &run, const std::stop_token &sto
     if (!run.attempt || result.end != station::run_end::verified) {
         return;
     }
-    print_label(run);
+    print_label(run, result);
     const auto *product = product_named(run.unit.what.what.name);
     if (!product->scan_back()) {
         return;
@@ -117,7 +117,7 @@ void floor_control::await_label(const begun_run &run, const std::stop_token &sto
     } catch (const station::job_error &why) {
         result.end = station::run_end::failed;
         result.reason = why.what();
-        result.advice = "give the unit a label that can be printed";
+        result.advice = unprintable_advice;
         return;
     }
     if (!wait_for_code(run.slot, code, stop)) {

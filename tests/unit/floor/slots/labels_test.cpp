@@ -159,6 +159,24 @@ TEST_F(labels, that_are_being_printed_when_the_floor_ends_are_printed_once)
     EXPECT_EQ(printed(), "^XA^FDABCDEFGH00001 A^FS^XZ\n");
 }
 
+TEST_F(labels, that_cannot_be_printed_are_told_with_the_verdict)
+{
+    describe_printer();
+    open();
+    start(1, "A^B");
+    const auto ended = wait_for_end(1);
+    EXPECT_EQ(words(ended), "verified PASS");
+    const std::string why = "its label is not printed: label A^B holds a ^ or ~, which printers "
+                            "take for a command";
+    EXPECT_EQ(ended["run"]["reason"], why);
+    EXPECT_EQ(ended["run"]["advice"], "give the unit a label that can be printed");
+    auto in = open_ledger();
+    const auto attempts = in.attempts_of(*in.find("A^B"));
+    ASSERT_EQ(attempts.size(), 1U);
+    EXPECT_EQ(attempts[0].reason, "verified: " + why);
+    EXPECT_TRUE(in.prints({}, 0, 10).empty());
+}
+
 TEST_F(labels, that_are_scanned_back_come_before_the_verdict)
 {
     describe_printer("label_code = \"{serial}\"\n");
