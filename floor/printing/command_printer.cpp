@@ -1,5 +1,6 @@
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include <fcntl.h>
@@ -48,6 +49,41 @@ private:
     int number_;
 };
 
+/** What a command begins with: its input and the outputs alone, and signals as they are at first.
+ */
+class command_start {
+public:
+    explicit command_start(int input)
+    {
+        posix_spawn_file_actions_init(&files_);
+        posix_spawn_file_actions_adddup2(&files_, input, STDIN_FILENO);
+        // The sockets of the server would stay open as long as the command, or what it leaves
+        // behind.
+        posix_spawn_file_actions_addclosefrom_np(&files_, STDERR_FILENO + 1);
+        posix_spawnattr_init(&signals_);
+        sigset_t set;
+        sigemptyset(&set);
+        posix_spawnattr_setsigmask(&signals_, &set);
+        sigaddset(&set, SIGPIPE);
+        posix_spawnattr_setsigdefault(&signals_, &set);
+        posix_spawnattr_setflags(&signals_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    ~command_start()
+    {
+        posix_spawnattr_destroy(&signals_);
+        posix_spawn_file_actions_destroy(&files_);
+    }
+    command_start(const command_start &) = delete;
+    command_start &operator=(const command_start &) = delete;
+
+    const posix_spawn_file_actions_t *files() const { return &files_; }
+    const posix_spawnattr_t *signals() const { return &signals_; }
+
+private:
+    posix_spawn_file_actions_t files_ = {};
+    posix_spawnattr_t signals_ = {};
+};
+
 class shell_printer : public printer {
 public:
     explicit shell_printer(std::string command) : command_(std::move(command)) {}
@@ -77,13 +113,10 @@ private:
         }
         arguments.at(with_limit.size()) = const_cast<char *>("-c");
         arguments.at(with_limit.size() + 1) = const_cast<char *>(command_.c_str());
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO);
+        const command_start with(input);
         pid_t child = -1;
-        const int error =
-            posix_spawnp(&child, with_limit.front(), &files, nullptr, arguments.data(), environ);
-        posix_spawn_file_actions_destroy(&files);
+        const int error = posix_spawnp(&child, with_limit.front(), with.files(), with.signals(),
+                                       arguments.data(), environ);
         if (error != 0) {
             fail("cannot start the command of the printer", error);
         }

@@ -23,7 +23,10 @@ public:
 /** A printer that takes what it is sent over a TCP connection, as on port 9100. */
 std::unique_ptr<printer> network_printer(std::string host, std::string port);
 
-/** A command of the shell that takes the text on its standard input, and ends with 0. */
+/**
+ * A command of the shell that takes the text on its standard input, and ends with 0. Of what this
+ * process has open it gets the outputs only.
+ */
 std::unique_ptr<printer> command_printer(std::string command);
 
 } // namespace shopfloor

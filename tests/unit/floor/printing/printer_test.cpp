@@ -1,3 +1,4 @@
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -93,6 +94,32 @@ TEST(command_printer, gets_the_label_on_its_standard_input)
     std::ifstream in(file);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "^XA\n^XZ\n");
     std::filesystem::remove(file);
+}
+
+TEST(command_printer, has_nothing_open_of_what_the_server_has)
+{
+    const int connection = socket(AF_INET, SOCK_STREAM, 0); // as some libraries open them
+    ASSERT_GT(connection, STDERR_FILENO);
+    const auto to =
+        shopfloor::command_printer("test ! -e /proc/$$/fd/" + std::to_string(connection));
+    EXPECT_EQ(failure_of(*to, "x"), "");
+    close(connection);
+}
+
+TEST(command_printer, is_ended_by_signals_that_the_server_keeps_from_itself)
+{
+    sigset_t kept;
+    sigset_t before;
+    sigemptyset(&kept);
+    sigaddset(&kept, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &kept, &before);
+    auto *const told = std::signal(SIGPIPE, SIG_IGN);
+    for (const auto *name : {"TERM", "PIPE"}) {
+        const auto to = shopfloor::command_printer("kill -" + std::string(name) + " $$");
+        EXPECT_NE(failure_of(*to, "x"), "") << name;
+    }
+    std::signal(SIGPIPE, told);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(command_printer, that_does_not_end_with_0_has_failed)
