@@ -10,9 +10,17 @@ namespace shopfloor {
 
 namespace {
 
-// A label is the only value that its product file does not give a form. Printers of labels take
-// these for the begin of a command.
+// Printers of labels take these for the begin of a command.
 constexpr std::string_view begins_of_commands = "^~";
+
+/** Values are scanned, or typed in: what they hold must stay text for the printer. */
+void check_value(const std::string &name, const std::string &text)
+{
+    if (text.find_first_of(begins_of_commands) != std::string::npos) {
+        throw station::job_error(name + " " + station::printable(text) +
+                                 " holds a ^ or ~, which printers take for a command");
+    }
+}
 
 station::value_form any_text(const std::string &name)
 {
@@ -46,12 +54,11 @@ label_template::label_template(std::string file, std::string text, const station
 
 std::string label_template::filled(const label_values &with) const
 {
-    if (with.label.find_first_of(begins_of_commands) != std::string::npos) {
-        throw station::job_error("label " + station::printable(with.label) +
-                                 " holds a ^ or ~, which printers take for a command");
-    }
     auto values = with.of_product;
     values["label"] = with.label;
+    for (const auto &[name, text] : values) {
+        check_value(name, text);
+    }
     values["product"] = product_;
     return filled(values, with.today);
 }

@@ -21,16 +21,18 @@ station::product switch_product()
     return made;
 }
 
-std::string filled(const std::string &text, const std::string &label = "L-7")
+std::string filled(const std::string &text, const std::string &label = "L-7",
+                   const std::string &serial = "ABCD")
 {
     const label_template made("sw.zpl", text, switch_product());
-    return made.filled({label, {{"serial", "ABCD"}, {"mac", "00:1A:2B:00:00:3F"}}, "2026-11-21"});
+    return made.filled({label, {{"serial", serial}, {"mac", "00:1A:2B:00:00:3F"}}, "2026-11-21"});
 }
 
-std::string mistake_of(const std::string &text, const std::string &label = "L-7")
+std::string mistake_of(const std::string &text, const std::string &label = "L-7",
+                       const std::string &serial = "ABCD")
 {
     try {
-        filled(text, label);
+        filled(text, label, serial);
         return "";
     } catch (const station::job_error &wrong) {
         return wrong.what();
@@ -51,6 +53,14 @@ TEST(label_template, with_a_place_for_nothing_is_refused_when_it_is_made)
 {
     EXPECT_TRUE(mistake_of("^XA\n{color}").starts_with("sw.zpl:2: ")) << mistake_of("^XA\n{color}");
     EXPECT_TRUE(mistake_of("{serial").starts_with("sw.zpl:1: "));
+}
+
+TEST(label_template, takes_no_command_of_a_printer_from_a_value)
+{
+    EXPECT_EQ(mistake_of("{serial}", "L-7", "A^XZ^XA"),
+              "serial A^XZ^XA holds a ^ or ~, which printers take for a command");
+    EXPECT_EQ(mistake_of("{serial}", "L-7", "A~JR"),
+              "serial A~JR holds a ^ or ~, which printers take for a command");
 }
 
 TEST(label_template, takes_no_command_of_a_printer_from_a_scanned_label)
