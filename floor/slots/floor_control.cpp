@@ -37,8 +37,8 @@ floor_control::floor_control(floor_description floor, port_watch &ports, std::st
         slots_[number].worker =
             std::make_unique<slot_worker>([this, number] { return open_line(number); });
     }
-    look_at_ports();
     ports_.call_on_change([this] { look_at_ports(); });
+    look_at_ports(); // behind that, so that no change in between is missed
     desk_ = std::make_unique<desk>(
         ledger::ledger_place{floor_.ledger, floor_.witness},
         [this](bool usable, const std::string &reason) { shown_.change_ledger(usable, reason); },
@@ -410,9 +410,10 @@ std::unique_ptr<station::line> floor_control::open_line(int slot)
     return std::make_unique<port_line>(port->device, described.baud);
 }
 
-/** On a thread of the watch, or another one. */
+/** On a thread of the watch, or another one. What one has seen is shown before another looks. */
 void floor_control::look_at_ports()
 {
+    const std::lock_guard one_looks(looking_);
     for (auto &[number, each] : slots_) {
         if (each.described.place.empty()) {
             continue;

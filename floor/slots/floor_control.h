@@ -113,6 +113,7 @@ private:
     const std::string version_;
     const line_of_slot open_;
     showing shown_;
+    std::mutex looking_; // at the ports, and showing that; comes before the guard
     mutable std::mutex guard_;
     std::condition_variable ended_;
     std::condition_variable_any scanned_;

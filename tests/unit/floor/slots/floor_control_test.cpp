@@ -1,3 +1,4 @@
+#include <atomic>
 #include <limits>
 
 #include "unit/floor/slots/floor_fixture.h"
@@ -235,6 +236,34 @@ TEST_F(floor_control, notices_what_is_plugged_in_and_out)
     EXPECT_EQ(slot(1)["state"], "unplugged");
     ports.plug({"/dev/ttyUSB8", "usb 1-1.4", ""});
     EXPECT_EQ(slot(1)["state"], "ended");
+}
+
+TEST_F(floor_control, shows_the_last_of_two_looks_at_an_adapter)
+{
+    describe(0, "[[slot]]\nnumber = 1\nplace = \"usb 1-1.4\"\n");
+    ports.plug({"/dev/ttyUSB7", "usb 1-1.4", ""});
+    auto in = open_ledger();
+    in.reserve({.label = "V", .product = "SW"});
+    in.void_unit("V", "lost", "Ada");
+    open();
+    std::atomic<int> looks = 0;
+    std::promise<void> seen;
+    std::promise<void> go_on;
+    ports.call_on_look([&] {
+        if (looks++ == 0) {
+            seen.set_value();
+            go_on.get_future().wait();
+        }
+    });
+    auto refused = asked_to_start({.slot = 1, .label = "V"});
+    seen.get_future().wait(); // that the adapter is there
+    auto pulled = std::async(std::launch::async, [&] { ports.unplug("usb 1-1.4"); });
+    pulled.wait_for(std::chrono::milliseconds(200)); // it may have to wait for the look before
+    go_on.set_value();
+    EXPECT_EQ(code(answer_of(std::move(refused))), "void");
+    pulled.get();
+    EXPECT_EQ(slot(1)["state"], "unplugged");
+    ports.call_on_look({});
 }
 
 TEST_F(floor_control, takes_badges_with_and_without_their_beginning)

@@ -28,8 +28,23 @@ json slot_in(const json &state, int number)
 
 std::vector<shopfloor::serial_port> fake_ports::ports()
 {
+    std::function<void()> looked;
+    std::vector<shopfloor::serial_port> seen;
+    {
+        const std::lock_guard lock(guard_);
+        looked = looked_;
+        seen = ports_;
+    }
+    if (looked) {
+        looked();
+    }
+    return seen;
+}
+
+void fake_ports::call_on_look(std::function<void()> listener)
+{
     const std::lock_guard lock(guard_);
-    return ports_;
+    looked_ = std::move(listener);
 }
 
 void fake_ports::call_on_change(std::function<void()> listener)

@@ -24,11 +24,14 @@ public:
     void call_on_change(std::function<void()> listener) override;
     void plug(const shopfloor::serial_port &port);
     void unplug(const std::string &place);
+    /** Is called with each answer, before that is given. */
+    void call_on_look(std::function<void()> listener);
 
 private:
     void tell();
 
     std::mutex guard_;
+    std::function<void()> looked_;
     std::vector<shopfloor::serial_port> ports_;
     std::function<void()> listener_;
 };
