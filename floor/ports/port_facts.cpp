@@ -16,6 +16,18 @@ std::string readable_path(const std::string &path)
     return "usb " + path.substr(bus.size(), at - bus.size()) + " " + path.substr(at + usb.size());
 }
 
+/** The path holds all of the interface's name but the number of its bus, which starts may change.
+ */
+bool is_of_before(const tty_facts &facts)
+{
+    const auto dash = facts.interface.find('-');
+    if (dash == std::string::npos) {
+        return false;
+    }
+    const auto ports = ":" + facts.interface.substr(dash + 1) + "-";
+    return (facts.path + "-").find(ports) == std::string::npos;
+}
+
 } // namespace
 
 serial_port port_of(const tty_facts &facts)
@@ -24,7 +36,7 @@ serial_port port_of(const tty_facts &facts)
     port.device = facts.device;
     port.adapter =
         facts.maker + (facts.maker.empty() || facts.model.empty() ? "" : " ") + facts.model;
-    if (facts.path.empty()) {
+    if (facts.path.empty() || is_of_before(facts)) {
         return port;
     }
     port.place = readable_path(facts.path);

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -37,7 +38,7 @@ std::string why_not_opened(const std::string &device, int error)
 
 } // namespace
 
-port_line::port_line(const std::string &device, int baud) : device_(device)
+port_line::port_line(const std::string &device, int baud, const check &is_wanted) : device_(device)
 {
     held_ = ::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (held_ < 0) {
@@ -45,6 +46,7 @@ port_line::port_line(const std::string &device, int baud) : device_(device)
     }
     try {
         lock();
+        look_at_number(is_wanted);
         port_ = std::make_unique<station::serial_line>(device, baud);
         // From here on nobody can open it but root; who had it open before is kept out by nothing.
         ioctl(held_, TIOCEXCL);
@@ -65,6 +67,16 @@ void port_line::lock()
 {
     if (flock(held_, LOCK_EX | LOCK_NB) != 0) {
         throw station::line_error(in_use(device_));
+    }
+}
+
+/** Names of ports are handed out anew: while this is open, its name stays that of this device. */
+void port_line::look_at_number(const check &is_wanted) const
+{
+    struct stat opened {};
+    if (is_wanted && (fstat(held_, &opened) != 0 || !is_wanted(opened.st_rdev))) {
+        throw station::line_error(device_ + " has become the name of another adapter: adapters "
+                                            "are being found anew");
     }
 }
 
@@ -106,6 +118,19 @@ void port_line::check_adapter() const
     if (tcgetattr(held_, &settings) != 0 && (errno == EIO || errno == ENODEV || errno == ENXIO)) {
         throw adapter_gone("cable unplugged: the adapter of " + device_ + " is gone");
     }
+}
+
+std::unique_ptr<port_line> open_port(port_watch &watch, const std::string &place, int baud)
+{
+    const auto port = port_at(watch, place);
+    if (!port) {
+        throw station::line_error("no adapter at " + place);
+    }
+    // What the watch knows is behind what is plugged in and out, if only by moments.
+    const auto is_at_place = [&](dev_t number) {
+        return place.starts_with('/') || watch.place_of(number) == place;
+    };
+    return std::make_unique<port_line>(port->device, baud, is_at_place);
 }
 
 } // namespace shopfloor

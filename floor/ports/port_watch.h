@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace shopfloor {
 
 /** A serial port of this machine. */
@@ -25,6 +27,12 @@ public:
 
     /** Those that are there now, in the order of their places. From any thread. */
     virtual std::vector<serial_port> ports() = 0;
+
+    /**
+     * The place of the port whose device has that number, asked of the system anew; empty: nothing
+     * tells it. From any thread.
+     */
+    virtual std::string place_of(dev_t number) = 0;
 
     /** Is called after a change, on a thread of the watch; must not wait. Only one. */
     virtual void call_on_change(std::function<void()> listener) = 0;

@@ -41,6 +41,12 @@ udev_device *usb_parent(udev_device *of, const char *type)
     return udev_device_get_parent_with_subsystem_devtype(of, "usb", type);
 }
 
+std::string usb_interface_of(udev_device *tty)
+{
+    auto *interface = usb_parent(tty, "usb_interface");
+    return interface == nullptr ? "" : text_of(udev_device_get_sysname(interface));
+}
+
 /** Consoles of the kernel and pseudo-terminals have nothing behind them. */
 bool has_hardware(udev_device *tty)
 {
@@ -67,6 +73,7 @@ tty_facts facts_of(udev_device *tty)
     tty_facts facts;
     facts.device = text_of(udev_device_get_devnode(tty));
     facts.path = property(tty, "ID_PATH");
+    facts.interface = usb_interface_of(tty);
     facts.port_number = port_number_of(tty);
     facts.maker = property(tty, "ID_VENDOR");
     facts.model = property(tty, "ID_MODEL");
@@ -190,6 +197,14 @@ std::vector<serial_port> udev_ports::ports()
 {
     const std::lock_guard lock(guard_);
     return ports_;
+}
+
+std::string udev_ports::place_of(dev_t number)
+{
+    const context_pointer context(udev_new());
+    const device_pointer tty(context ? udev_device_new_from_devnum(context.get(), 'c', number)
+                                     : nullptr);
+    return tty ? port_of(facts_of(tty.get())).place : "";
 }
 
 void udev_ports::call_on_change(std::function<void()> listener)

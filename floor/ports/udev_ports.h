@@ -18,6 +18,7 @@ public:
     ~udev_ports() override;
 
     std::vector<serial_port> ports() override;
+    std::string place_of(dev_t number) override;
     void call_on_change(std::function<void()> listener) override;
 
 private:

@@ -403,11 +403,7 @@ std::unique_ptr<station::line> floor_control::open_line(int slot)
         // open.
         return std::make_unique<station::pty_line>(command_of(slot), station::open_files::none);
     }
-    const auto port = port_at(ports_, described.place);
-    if (!port) {
-        throw station::line_error("no adapter at " + described.place);
-    }
-    return std::make_unique<port_line>(port->device, described.baud);
+    return open_port(ports_, described.place, described.baud);
 }
 
 /** On a thread of the watch, or another one. What one has seen is shown before another looks. */

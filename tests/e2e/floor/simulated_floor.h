@@ -15,6 +15,7 @@ namespace e2e {
 class no_ports : public shopfloor::port_watch {
 public:
     std::vector<shopfloor::serial_port> ports() override { return {}; }
+    std::string place_of(dev_t) override { return ""; }
     void call_on_change(std::function<void()>) override {}
 };
 

@@ -21,6 +21,7 @@ using shopfloor::json;
 class fake_ports : public shopfloor::port_watch {
 public:
     std::vector<shopfloor::serial_port> ports() override;
+    std::string place_of(dev_t) override { return ""; }
     void call_on_change(std::function<void()> listener) override;
     void plug(const shopfloor::serial_port &port);
     void unplug(const std::string &place);

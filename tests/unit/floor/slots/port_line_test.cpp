@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <pty.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -97,6 +98,43 @@ TEST_F(locked_port, tells_an_adapter_that_is_gone_from_silence)
     std::array<std::uint8_t, 8> got{};
     EXPECT_THROW(port.read(got, 10s), adapter_gone);
     EXPECT_THROW(port.write(std::array<std::uint8_t, 1>{0x0D}, 1s), adapter_gone);
+}
+
+/** A watch whose answer of a place is of before. */
+class late_watch : public shopfloor::port_watch {
+public:
+    explicit late_watch(std::string device) : device_(std::move(device)) {}
+    std::vector<shopfloor::serial_port> ports() override
+    {
+        return {shopfloor::serial_port{device_, "usb 1-1.4", ""}};
+    }
+    std::string place_of(dev_t number) override
+    {
+        asked = number;
+        return is_at;
+    }
+    void call_on_change(std::function<void()>) override {}
+
+    dev_t asked = 0;
+    std::string is_at = "usb 1-1.4"; // by now
+
+private:
+    std::string device_;
+};
+
+TEST_F(locked_port, is_looked_at_once_more_when_it_is_opened_by_its_place)
+{
+    late_watch watch(path_);
+    struct stat port {};
+    ASSERT_EQ(stat(path_.c_str(), &port), 0);
+    EXPECT_NE(shopfloor::open_port(watch, "usb 1-1.4", 115200), nullptr);
+    EXPECT_EQ(watch.asked, port.st_rdev);
+    for (const auto *other : {"usb 1-1.3", ""}) {
+        watch.is_at = other;
+        EXPECT_THROW(shopfloor::open_port(watch, "usb 1-1.4", 115200), station::line_error);
+        EXPECT_EQ(why_not_opened(), "opened"); // it was let go
+    }
+    EXPECT_NE(shopfloor::open_port(watch, path_, 115200), nullptr);
 }
 
 TEST_F(locked_port, is_no_port_where_there_is_nothing)

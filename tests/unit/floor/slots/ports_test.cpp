@@ -31,6 +31,17 @@ TEST(port_place, tells_the_ports_of_an_adapter_apart)
     EXPECT_EQ(port_of(facts).place, "usb 0000:00:14.0 2:1.0 port 3");
 }
 
+TEST(port_place, is_none_while_udev_tells_that_of_another_device)
+{
+    auto facts = adapter("/dev/ttyUSB7", "pci-0000:00:14.0-usb-0:1.4.3:1.0");
+    facts.interface = "3-1.4.3:1.0";
+    EXPECT_EQ(port_of(facts).place, "usb 0000:00:14.0 1.4.3:1.0");
+    for (const auto *other : {"1-1.4.2:1.0", "1-4.3:1.0", "1-1.4.3:1.1", "1-1.4.3.1:1.0"}) {
+        facts.interface = other;
+        EXPECT_EQ(port_of(facts).place, "") << other;
+    }
+}
+
 TEST(port_place, is_none_where_nothing_tells_it)
 {
     EXPECT_EQ(port_of(adapter("/dev/ttyUSB7", "")).place, "");
