@@ -82,6 +82,37 @@ class Away(PageTest):
         self.open()
         self.wait("return document.querySelectorAll('.tile').length === 8")
 
+    def scan_while_the_ledger_is_slow(self):
+        """Returns what lets the start go on."""
+        go_on = self.floor.hold("/api/slots/3/start")
+        self.addCleanup(go_on.set)
+        self.scan("SLOT-3")
+        self.wait_says("Slot 3: scan")
+        self.scan("LABEL-1")
+        self.posts(1)
+        return go_on
+
+    def test_a_start_is_waited_for_as_long_as_the_floor_may_take(self):
+        self.open()
+        # Whatever waits for a minute or less has waited long enough.
+        self.js("const slow = AbortSignal.timeout; AbortSignal.timeout = (wait) => (wait > 60000 ? slow.call(AbortSignal, wait) : AbortSignal.abort())")
+        go_on = self.scan_while_the_ledger_is_slow()
+        self.settle()
+        self.assertIn("Slot 3: asking for LABEL-1", self.say())
+        go_on.set()
+        self.wait_says("Slot 3 takes LABEL-1")
+        self.wait_kind(3, "running")
+
+    def test_of_a_start_without_an_answer_nobody_says_that_there_was_none(self):
+        self.open()
+        self.js("window.limit = new AbortController(); AbortSignal.timeout = () => limit.signal")
+        go_on = self.scan_while_the_ledger_is_slow()
+        self.js("limit.abort()")
+        self.wait_says("It is not known whether this was done, or still will be. Look at the slots, and unplug nothing.")
+        self.assertNotIn("Nothing was started", self.say())
+        go_on.set()
+        self.wait_kind(3, "running")
+
     def test_the_ledger_that_is_away_is_told_and_its_return(self):
         self.open()
         self.floor.change("ledger", {"usable": False, "reason": "no answer from the database"})

@@ -42,6 +42,7 @@ class MadeUpFloor:
             "slots": [idle_slot(number) for number in range(1, slots + 1)]}
         self.answers = {}  # what a GET of a path is answered with
         self.refusals = {}  # (method and path, or label) to (status, error)
+        self.held = {}  # path to the event that its change waits for
         self.posts = []  # (path, content) of all changes that were asked for
         self.paths = []  # of all requests
         self.lock = threading.Lock()
@@ -87,6 +88,11 @@ class MadeUpFloor:
                 self._tell("slot", slot)
             return copy.deepcopy(slot)
 
+    def hold(self, path):
+        """The floor is asked for that, and does it once the event that this returns is set."""
+        self.held[path] = threading.Event()
+        return self.held[path]
+
     def change_run(self, number, **parts):
         return self.change_slot(number, run=self.slot(number)["run"] | parts)
 
@@ -130,6 +136,8 @@ class MadeUpFloor:
     def do(self, path, content):
         """(status, content) of a POST."""
         self.posts.append((path, content))
+        if path in self.held:
+            self.held[path].wait()
         refusal = self.refusals.get(path) or self.refusals.get(content.get("label"))
         if refusal and not (content.get("again") or content.get("take_over") or content.get("replace")):
             return refusal[0], {"error": refusal[1]}

@@ -6,6 +6,8 @@ import { setConnection, takeParts, takeSlot, takeState } from './store.js';
 const SILENCE = 40000;
 const PAUSE = 700;
 const HANG = 15000;
+// A change is answered within a minute, be it that the floor is still at it.
+const CHANGE = 75000;
 
 let token = '';
 
@@ -18,13 +20,15 @@ export class Refusal extends Error {
 }
 
 const AWAY = { code: 'away', reason: 'The floor does not answer', advice: 'Nothing was started. Wait until it is back, and scan again.' };
+// Of a change that was sent: it may have been made, or be made yet.
+const NO_ANSWER = { code: 'no_answer', reason: 'The floor did not answer', advice: 'It is not known whether this was done, or still will be. Look at the slots, and unplug nothing.' };
 
-async function answered(path, options) {
+async function answered(path, options = {}, limit = HANG, unanswered = AWAY) {
     let response;
     try {
-        response = await fetch(path, { cache: 'no-store', signal: AbortSignal.timeout(HANG), ...options });
+        response = await fetch(path, { cache: 'no-store', signal: AbortSignal.timeout(limit), ...options });
     } catch {
-        throw new Refusal(AWAY);
+        throw new Refusal(unanswered);
     }
     if (response.ok) {
         return response;
@@ -46,7 +50,7 @@ export async function post(path, content) {
         method: 'POST',
         headers: { 'Content-Type': 'application/json', 'X-Setmac-Token': token },
         body: JSON.stringify(content),
-    });
+    }, CHANGE, NO_ANSWER);
     try {
         return await (await send()).json();
     } catch (refusal) {
