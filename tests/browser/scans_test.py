@@ -4,6 +4,7 @@ from selenium.webdriver.common.keys import Keys
 
 from browser import GERMAN, PageTest
 from made_up_floor import run_of
+from records_test import LABEL, fill
 
 REFUSED = [196, 196, 196]
 TAKEN = [1320]
@@ -254,6 +255,76 @@ class Scans(PageTest):
         self.wait_says("There is no slot")
         self.assertEqual(self.js("return heard"), [])
         self.js("localStorage.clear()")
+
+
+class Choices(PageTest):
+    """What was chosen for the next unit, while something from before is still to come."""
+
+    def setUp(self):
+        super().setUp()
+        fill(self.floor)
+        self.open()
+
+    def choose(self, slot, words="scan the unit’s label"):
+        self.scan(f"SLOT-{slot}")
+        self.wait_says(f"Slot {slot}: {words}")
+
+    def scan_while_the_ledger_is_slow(self):
+        """Returns what has the answer come."""
+        go_on = self.floor.hold(SLOT_3)
+        self.addCleanup(go_on.set)
+        self.choose(3)
+        self.scan("LABEL-1")
+        self.posts(1)
+
+        def answer():
+            go_on.set()
+            self.wait("return performance.getEntriesByName(location.origin + arguments[0]).length > 0", SLOT_3)
+            self.settle()
+        return answer
+
+    def compare(self):
+        self.js("location.hash = arguments[0]", f"#/unit/{LABEL}")
+        self.wait("const found = [...document.querySelectorAll('main button')].find(each => each.textContent === 'Compare with a switch'); found?.click(); return !!found")
+        self.wait_says("Compare only: scan the slot")
+
+    def test_the_time_of_a_slot_chosen_before_ends_no_comparison(self):
+        self.js("""window.ends = new Map();
+            const [begin, end] = [setTimeout, clearTimeout];
+            window.setTimeout = (run, wait, ...more) => { const id = begin(run, wait, ...more); if (wait === 90000) { ends.set(id, run); } return id; };
+            window.clearTimeout = (id) => { ends.delete(id); end(id); };""")
+        self.choose(3)
+        self.assertEqual(self.js("return ends.size"), 1)
+        self.compare()
+        self.js("ends.forEach((run) => run())")
+        self.choose(3, "scan the label of the unit to compare; nothing will be written")
+        self.scan(LABEL)
+        self.assertEqual(self.posts(1), [(SLOT_3, {"label": LABEL, "only_check": True})])
+
+    def test_a_late_answer_ends_no_comparison(self):
+        answer = self.scan_while_the_ledger_is_slow()
+        self.compare()
+        answer()
+        self.choose(4, "scan the label of the unit to compare; nothing will be written")
+        self.scan(LABEL)
+        self.assertEqual(self.posts(2)[1], ("/api/slots/4/start", {"label": LABEL, "only_check": True}))
+
+    def test_a_late_answer_lets_go_no_slot_that_was_chosen_since(self):
+        answer = self.scan_while_the_ledger_is_slow()
+        self.choose(4)
+        self.press(Keys.F4)
+        self.wait("return document.querySelector('main').dataset.view === 'history'")
+        answer()
+        self.assertEqual(self.js("return document.querySelector('main').dataset.view"), "history")
+        self.scan("LABEL-2")
+        self.assertEqual(self.posts(2)[1], ("/api/slots/4/start", {"label": "LABEL-2"}))
+
+    def test_a_late_answer_puts_no_refusal_away(self):
+        answer = self.scan_while_the_ledger_is_slow()
+        self.scan("SLOT-99")
+        self.wait_says("There is no slot “99”")
+        answer()
+        self.assertIn("There is no slot “99”", self.say())
 
 
 class LabelsScannedBack(PageTest):

@@ -4,9 +4,9 @@
 import { el, short, shown } from '../base/dom.js';
 import { address, go } from '../base/routes.js';
 import { get } from '../base/server.js';
-import { setNext, setNotice, store } from '../base/store.js';
+import { store } from '../base/store.js';
 import { addresses, endOf, localTime, plain, reasonWords } from '../base/words.js';
-import { printAgain } from '../scan/actions.js';
+import { compareNext, printAgain } from '../scan/actions.js';
 import { facts, link, load, page, stateMark, table } from './parts.js';
 
 function search(text) {
@@ -46,7 +46,7 @@ function showFound({ unit, attempts, history }) {
             ['Last change', localTime(unit.changed_at)],
             ...(unit.void_reason ? [['Ended', short(`${unit.void_reason}, by ${unit.void_by}`)]] : []),
         ]),
-        el('div.row', {}, el('button', { type: 'button', onclick: compare }, 'Compare with a switch'),
+        el('div.row', {}, el('button', { type: 'button', onclick: compareNext }, 'Compare with a switch'),
             store.floor?.printer ? el('button', { type: 'button', onclick: () => printAgain(unit.label) }, 'Print its label again') : null),
         el('h3', {}, 'Attempts'),
         newest.length === 0 ? el('p', {}, 'None: nothing was ever sent to a switch.') : attemptsTable(newest).node,
@@ -54,13 +54,6 @@ function showFound({ unit, attempts, history }) {
         el('h3', {}, 'In the ledger'),
         table('History of the unit', HISTORY, history).node,
     ];
-}
-
-/** The next slot that is chosen compares its unit, and writes nothing. */
-function compare() {
-    setNext({ onlyCheck: true });
-    setNotice({ kind: 'info', title: 'Compare only: scan the slot with the switch, then the label', text: 'What the switch holds is read and compared with the ledger. Nothing is written.', offer: null });
-    go('slots');
 }
 
 function prints(unit) {

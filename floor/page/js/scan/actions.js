@@ -13,6 +13,7 @@ const NONE = { code: '', at: -Infinity };
 
 let last = NONE;
 let selectionEnds = 0;
+let choices = 0; // were made or let go so far
 
 export function refuse(title, text, offer = null) {
     setNotice({ kind: 'refused', title, text, offer });
@@ -59,6 +60,7 @@ const DO = {
 
 /** A slot is the next label's. Its last verdict stays until the unit is scanned. */
 export function choose(slot) {
+    choices += 1;
     select(slot);
     setNotice(null);
     happens('scan', 'taken');
@@ -67,10 +69,26 @@ export function choose(slot) {
     selectionEnds = setTimeout(letGo, SELECTED);
 }
 
-export function letGo() {
+function letGo() {
+    choices += 1;
     clearTimeout(selectionEnds);
     select(null);
     setNext({ onlyCheck: false });
+}
+
+/** Lets go what was chosen then: a late answer must not take what was chosen since. */
+function letGoOf(choice) {
+    if (choice === choices) {
+        letGo();
+    }
+}
+
+/** The next slot that is chosen compares its unit, and writes nothing. */
+export function compareNext() {
+    letGo();
+    setNext({ onlyCheck: true });
+    setNotice({ kind: 'info', title: 'Compare only: scan the slot with the switch, then the label', text: 'What the switch holds is read and compared with the ledger. Nothing is written.', offer: null });
+    go('slots');
 }
 
 /** Takes back what the last scan did: the same code may then come at once. */
@@ -99,13 +117,14 @@ async function changeOperator(badge) {
 }
 
 async function confirm(slot, code) {
+    const chosen = choices;
     await attempt(async () => {
         const { run } = await post(`/api/slots/${slot}/confirm`, { code });
         if (run?.label_back === 'differs') {
             refuse(`Slot ${slot}: ${short(code, 64)} is not the label of this unit`, `Scan the label that was printed for ${short(run.label, 64)}.`);
         } else {
             tell(`Slot ${slot}: the label is right`);
-            letGo();
+            letGoOf(chosen);
         }
     }, plainRefusal);
 }
@@ -130,12 +149,16 @@ export async function start(slot, label, options = {}) {
     if (store.next.product && store.slots.get(slot)?.products.length > 1) {
         wanted.product = store.next.product;
     }
-    setNotice({ kind: 'info', title: `Slot ${slot}: asking for ${short(label, 64)}`, text: '', offer: null });
+    const chosen = choices;
+    const asking = { kind: 'info', title: `Slot ${slot}: asking for ${short(label, 64)}`, text: '', offer: null };
+    setNotice(asking);
+    go('slots');
     await attempt(async () => {
         await post(`/api/slots/${slot}/start`, wanted);
-        letGo();
-        tell(`Slot ${slot} takes ${short(label, 64)}`, wanted.only_check ? 'It is compared with the ledger; nothing is written.' : '');
-        go('slots');
+        letGoOf(chosen);
+        if (store.notice === asking) {
+            tell(`Slot ${slot} takes ${short(label, 64)}`, wanted.only_check ? 'It is compared with the ledger; nothing is written.' : '');
+        }
     }, (refusal) => refuse(`Slot ${slot}, ${short(label, 64)}: ${refusal.reason}`, refusal.advice, strongerOffer(slot, label, options, refusal)));
 }
 
