@@ -113,8 +113,13 @@ class Scans(PageTest):
         self.heard_last(REFUSED)
         self.assertEqual(self.floor.posts, [])
 
-    def test_the_same_code_twice_is_taken_once_and_told(self):
+    def open_where_time_stands(self):
+        """However long it takes here from one scan to the next."""
         self.open()
+        self.js("performance.now = () => 5000")
+
+    def test_the_same_code_twice_is_taken_once_and_told(self):
+        self.open_where_time_stands()
         self.scan("SLOT-3")
         self.scan("LABEL-1")
         self.posts(1)
@@ -122,6 +127,25 @@ class Scans(PageTest):
         self.wait_says("LABEL-1 was scanned twice, and taken once")
         self.assertEqual(len(self.floor.posts), 1)
         self.heard_last([1320, 1320])
+
+    def test_a_refused_code_that_comes_twice_stays_refused(self):
+        self.floor.refusals["LABEL-2"] = (409, {"code": "already_verified", "reason": "The unit is verified already", "advice": ""})
+        self.open_where_time_stands()
+        for slot, code, words in (("", "LABEL-1", "Which slot?"), ("", "SLOT-99", "There is no slot"), ("SLOT-3", "LABEL-2", "Do it again with the same identity")):
+            with self.subTest(code=code):
+                if slot:
+                    self.scan(slot)
+                    self.wait_says("Slot 3: scan")
+                self.scan(code)
+                self.wait_says(words)
+                self.js("heard.length = 0")
+                self.scan(code)
+                self.heard_last(REFUSED)
+                self.settle()
+                self.assertEqual(self.js("return heard"), REFUSED)
+                self.assertEqual(self.js("return document.querySelector('#says').dataset.kind"), "refused")
+                self.wait_says(words)
+        self.assertEqual(self.floor.posts, [(SLOT_3, {"label": "LABEL-2"})])
 
     def test_a_code_that_was_taken_back_may_come_again_at_once(self):
         self.open()

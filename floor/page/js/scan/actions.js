@@ -29,16 +29,24 @@ export function unreadable() {
     refuse('The code could not be read', 'Scan it again, whole and one at a time.');
 }
 
+/** Of a code that was refused the refusal stays, with what it offers. */
+function tellTwice(code) {
+    if (store.notice?.kind === 'refused') {
+        return happens('scan', 'refused');
+    }
+    setNotice({ kind: 'info', title: `${short(code, 64)} was scanned twice, and taken once`, text: '', offer: null });
+    return happens('scan', 'twice');
+}
+
 /** A code from the scanner, or one that was typed. */
 export function take(code, byHand = false) {
     const now = performance.now();
     if (!byHand && code === last.code && now - last.at < TWICE) {
         last.at = now;
-        setNotice({ kind: 'info', title: `${short(code, 64)} was scanned twice, and taken once`, text: '', offer: null });
-        happens('scan', 'twice');
-        return undefined;
+        return tellTwice(code);
     }
     last = { code, at: now };
+    setNotice(null);
     if (store.connection !== 'live') {
         return refuse('The floor does not answer', 'Nothing was started. Wait until it is back, and scan again.');
     }
