@@ -261,6 +261,24 @@ class Scans(PageTest):
         self.floor.end(3, "FAIL", "failed")
         self.heard_last([392, 294, 196])
 
+    def test_a_verdict_takes_the_place_of_a_scan_that_was_taken(self):
+        self.open()
+        self.scan("SLOT-3")
+        self.scan("LABEL-1")
+        self.wait_says("Slot 3 takes LABEL-1")
+        self.floor.end(3, "FAIL", "failed", reason="The cable was unplugged", advice="Plug it in")
+        self.wait_says("Slot 3 FAIL, LABEL-1: The cable was unplugged. Plug it in")
+        self.assertIn("Scan a slot’s code, then the unit’s label", self.say())
+
+    def test_a_verdict_puts_no_refusal_away(self):
+        self.floor.change_slot(3, state="running", run=run_of("LABEL-1"))
+        self.open()
+        self.scan("SLOT-99")
+        self.wait_says("There is no slot “99”")
+        self.floor.end(3, "FAIL", "failed", reason="The cable was unplugged")
+        self.wait_kind(3, "fail")
+        self.assertIn("There is no slot “99”", self.say())
+
     def test_tones_from_before_the_first_key_are_not_kept_for_later(self):
         self.floor.change_slot(3, state="running", run=run_of("LABEL-1"))
         self.open()

@@ -2,7 +2,7 @@
 
 import { el, setAttribute, setText, short, sign } from '../base/dom.js';
 import { go } from '../base/routes.js';
-import { onChange, setNext, setNotice, store } from '../base/store.js';
+import { onChange, onHappening, setNext, setNotice, store } from '../base/store.js';
 import { cancel, dismiss, orderFault, start, take } from '../scan/actions.js';
 import { nextSlot } from '../scan/meaning.js';
 import { slotWords } from './slot_words.js';
@@ -47,6 +47,8 @@ export function startSays(root) {
             render();
         }
     });
+    // From then on there is more to say than that a unit was taken: which one failed last, and why.
+    onHappening('verdict', () => store.notice?.kind === 'taken' && setNotice(null));
     addEventListener('keydown', (event) => {
         if (event.key === 'F9') {
             event.preventDefault();
