@@ -51,6 +51,32 @@ class Scans(PageTest):
                 self.assertEqual(self.posts(1), [(SLOT_3, {"label": f"L {number}-x/'."})])
                 self.floor.end(3, "PASS", "verified")
 
+    def test_a_scan_chooses_nothing_in_a_list_that_has_the_focus(self):
+        self.floor.state["drill"] = True
+        self.floor.state["drill_faults"] = [{"fault": "silent", "text": "The switch stays silent"}]
+        self.floor.change_slot(3, products=["SW-48X6Q", "SW-24X4Q"])
+        self.open()
+        for number, name in enumerate(("Product", "Fault"), 1):
+            with self.subTest(list=name):
+                self.scan("SLOT-3")
+                self.wait("const list = document.querySelector(`#says select[aria-label=${arguments[0]}]`); list?.focus(); return !!list", name)
+                # Typed by a hand, this would choose SW-48X6Q, or the switch that stays silent.
+                label = f"{'SW-48' if name == 'Product' else 'The'} {number}"
+                self.scan(label)
+                self.assertEqual(self.posts(number)[-1], (SLOT_3, {"label": label}))
+                self.floor.end(3, "PASS", "verified")
+                self.wait_kind(3, "pass")
+
+    def test_the_arrows_choose_in_a_list(self):
+        self.floor.change_slot(3, products=["SW-48X6Q", "SW-24X4Q"])
+        self.open()
+        self.scan("SLOT-3")
+        self.wait("const list = document.querySelector('#says select[aria-label=Product]'); list?.focus(); return !!list")
+        self.press(Keys.ARROW_DOWN)
+        self.wait("return document.querySelector('#says select[aria-label=Product]').value === 'SW-48X6Q'")
+        self.scan("LABEL-1")
+        self.assertEqual(self.posts(1), [(SLOT_3, {"label": "LABEL-1", "product": "SW-48X6Q"})])
+
     def test_a_half_typed_text_is_kept_when_a_scan_comes_between(self):
         self.open()
         self.js("document.querySelector('#typed').focus()")

@@ -14,8 +14,8 @@ let lastScan = -Infinity;
 
 function begin(event) {
     const at = document.activeElement;
-    const field = at?.matches('input, select, textarea') ? { node: at, value: at.value } : null;
-    return { text: '', last: event.timeStamp, keys: 0, bad: false, field };
+    const field = at?.matches('input, textarea') ? { node: at, value: at.value } : null;
+    return { text: '', last: event.timeStamp, keys: 0, bad: false, field, inList: at?.matches('select') };
 }
 
 /** The field that had the focus gets back what stood there before the scan ran into it. */
@@ -94,8 +94,9 @@ function take(one, event) {
     one.text += character;
     one.keys += 1;
     one.last = event.timeStamp;
-    // Outside of fields these keys would search the page, scroll it, or press a button.
-    if (!one.field && (one.keys > 1 || event.code === 'Slash' || event.code === 'Quote')) {
+    // Outside of fields these keys would search the page, scroll it, press a button, or choose in a list: a blank opens that.
+    const actsAtOnce = event.code === 'Slash' || event.code === 'Quote' || (one.inList && character.trim() !== '');
+    if (!one.field && (one.keys > 1 || actsAtOnce)) {
         event.preventDefault();
     }
 }
