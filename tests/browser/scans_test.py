@@ -420,6 +420,19 @@ class LabelsScannedBack(PageTest):
         self.scan("LABEL-3")
         self.wait_kind(3, "pass")
 
+    def test_a_printed_label_starts_no_unit_in_another_slot(self):
+        self.waiting(3, "LABEL-3")
+        self.open()
+        self.scan("SLOT-5")
+        self.wait_says("Slot 5: scan")
+        self.scan("LABEL-3")
+        self.wait_says("This is slot 3’s printed label: LABEL-3")
+        self.assertEqual(self.floor.posts, [])
+        self.press(Keys.ESCAPE)
+        self.scan("LABEL-3")
+        self.wait_kind(3, "pass")
+        self.assertEqual(self.floor.posts, [("/api/slots/3/confirm", {"code": "LABEL-3"})])
+
     def test_a_chosen_slot_goes_before_the_slot_whose_label_it_is(self):
         self.waiting(3, "LABEL-3")
         self.waiting(5, "LABEL-5")

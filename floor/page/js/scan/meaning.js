@@ -51,6 +51,9 @@ function labelMeant(code, state) {
     if (waitsForLabel(next)) {
         return { does: 'confirm', slot: next.slot };
     }
+    if (own.length > 0) {
+        return refuse(`This is slot ${own[0].slot}’s printed label`, `Put it on the unit there, and scan it once more. Slot ${next.slot} takes the label of its own unit.`);
+    }
     if (!isFree(next)) {
         return refuse(`Slot ${next.slot} ${next.state === 'unplugged' || next.trouble ? 'cannot be used' : 'is still at work'}`,
             next.trouble || 'Scan another slot, or wait for its verdict.');

@@ -204,6 +204,21 @@ TEST_F(labels, that_are_scanned_back_come_before_the_verdict)
     EXPECT_EQ(code(confirm(1, "ABCDEFGH00001")), "not_waiting");
 }
 
+TEST_F(labels, that_one_slot_waits_for_start_no_unit_in_another)
+{
+    describe_printer("label_code = \"{serial}\"\n");
+    open();
+    start(1, "A");
+    wait_for_label(1);
+    const auto refused = start(2, "ABCDEFGH00001");
+    EXPECT_EQ(code(refused), "label_in_work");
+    EXPECT_EQ(refused.refused->reason, "slot 1 waits for its printed label ABCDEFGH00001");
+    EXPECT_EQ(slot(2)["state"], "idle");
+    EXPECT_FALSE(open_ledger().find("ABCDEFGH00001", ledger::search::label));
+    confirm(1, "ABCDEFGH00001");
+    EXPECT_EQ(words(wait_for_end(1)), "verified PASS");
+}
+
 TEST_F(labels, that_nobody_scans_back_leave_a_unit_that_failed)
 {
     describe_printer("label_code = \"{serial}\"\n");
