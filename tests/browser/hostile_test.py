@@ -4,7 +4,7 @@ import json
 
 from browser import PageTest
 from layout import faults_of
-from made_up_floor import asked, run_of
+from made_up_floor import asked, evidence_of, run_of
 
 TEXTS = {
     "markup": "<img src=x onerror=\"window.owned=1\"><script>window.owned=1</script><b>bold</b>&amp;<style>*{display:none}</style>",
@@ -44,7 +44,10 @@ def fill(floor, text):
         "/api/find": {"unit": unit, "attempts": [attempt], "history": [{"number": 1, "at": text, "kind": text, "content": {text: text}}]},
         "/api/prints": {"rows": [{"id": 1, "label": text, "number": 1, "at": text, "operator": text, "state": text, "reason": text}], "after": None},
         "/api/units": {"rows": [unit], "after": None}, "/api/attempts": {"rows": [attempt], "after": None},
-        "/api/attempts/181": attempt, "/api/pools": {"pools": [pool]},
+        "/api/attempts/181": attempt, "/api/attempts/182": attempt | evidence_of(
+            [(text, text, text, text, False)], values={text: text}, held=text, steps=[{"operation": text, "job": text, "job_sha256": text}],
+            results=[{"operation": text, "result": text, "reason": text, "starts": 1, "items": [{text: text}]}]),
+        "/api/pools": {"pools": [pool]},
         "/api/attempts/181/transcript": transcript(text)}
 
 
@@ -60,7 +63,7 @@ class Hostile(PageTest):
 
     def visit(self):
         seen = {}
-        for path in ("", "#/unit/any", "#/attempt/181", "#/history", "#/history/attempts", "#/pools", "#/health", "#/codes"):
+        for path in ("", "#/unit/any", "#/attempt/181", "#/attempt/182", "#/history", "#/history/attempts", "#/pools", "#/health", "#/codes"):
             self.open(path)
             self.wait("return !document.querySelector('[aria-busy]')")
             if path == "":

@@ -30,6 +30,20 @@ def run_of(label, **parts):
     return run | parts
 
 
+def evidence_of(records, sent=True, **parts):
+    """What a run leaves with its attempt, as station/registered writes it. records: (name, wanted, before, after, as wanted);
+    parts replace what there is of values, held, steps (as sent) and results (of the steps)."""
+    given = {"values": {"mac": "00:1A:2B:00:01:00", "serial": "ABCD25470002"}, "held": "nothing",
+             "steps": [{"operation": "setmac", "job": "products/sw-48x6q/identity.toml", "job_sha256": "cd" * 32}],
+             "results": [{"operation": "setmac", "result": "done", "reason": "", "starts": 1, "items": [
+                 {"property": "MacAddress", "type": "binary", "value": "00 1A 2B 00 01 00", "result": "stored"},
+                 {"property": "SerialNO", "type": "text", "value": "ABCD25470002", "result": "stored"}]}]} | parts
+    out = {"values": given["values"], "records": {name: wanted for name, wanted, *_ in records}, "steps": given["steps"]}
+    back = {"held": given["held"], "steps": given["results"], "records": [
+        {"record": name, "before": before, "after": after, "as_wanted": fits} for name, _, before, after, fits in records]}
+    return {"sent": json.dumps(out) if sent else "", "read_back": json.dumps(back)}
+
+
 class MadeUpFloor:
     def __init__(self, slots=8, drill=False, port=0):
         self.port = port

@@ -51,6 +51,19 @@ class RealFloorPage(RealPageTest):
         rows = self.wait("const rows = [...document.querySelectorAll('[aria-label=\"Labels printed\"] tbody tr')].map(row => row.innerText); return rows.length === 2 && rows")
         self.assertTrue(all("printed" in row for row in rows), rows)
 
+    def test_an_attempt_shows_each_record_as_it_was_sent_and_read_back(self):
+        self.run_to("pass", 1, "UNIT-1")
+        found = self.floor.get("api/find?text=UNIT-1")
+        of = found["unit"]
+        self.driver.get(self.floor.url + f"#/attempt/{found['attempts'][0]['id']}")
+        rows = self.wait("const rows = [...document.querySelectorAll('[role=region][aria-label=\"Sent and read back\"] tbody tr')];"
+                         "return rows.length > 0 && rows.map(row => [...row.children].map(cell => cell.innerText))")
+        seen = {name: rest for name, *rest in rows}
+        for name, value in (("SerialNO", of["serial"]), ("ethaddr", of["mac"]), ("ProductModel", "SW-48X6Q")):
+            self.assertEqual(seen[name][-3:], [value, value, "✓ yes"])
+        self.assertEqual({row[-1] for row in rows}, {"✓ yes"})
+        self.picture("real-attempt")
+
     def test_a_printer_that_is_off_holds_no_slot_and_loses_no_label(self):
         self.floor.printer.switch_off()
         for label in ("UNIT-1", "UNIT-2"):

@@ -7,13 +7,17 @@ from selenium.webdriver.common.keys import Keys
 
 from browser import PICTURES, PageTest
 from layout import faults_of
-from made_up_floor import asked, run_of
+from made_up_floor import asked, evidence_of, run_of
 
 LABEL = "SW48-254700002"
 UNIT = {"label": LABEL, "product": "SW-48X6Q", "serial": "ABCD25470002", "mac": "00:1A:2B:00:01:00", "mac_count": 64, "state": "verified",
         "reserved_at": "2026-11-21T20:01:00.000Z", "changed_at": "2026-11-21T23:28:21.000Z", "void_reason": None, "void_by": None}
 CONSOLE = [{"at": 0.0, "from": "switch", "text": "login: "}, {"at": 0.5, "from": "station", "text": "root\r\n"},
            {"at": 1.0, "from": "switch", "text": "# "}, {"at": 600.0, "from": "switch", "text": "the end\r\n"}]
+READ_BACK = [(name, value, None, value, True) for name, value in (
+    ("ethaddr", "00:1A:2B:00:01:00"), ("SerialNO", "ABCD25470002"), ("ProductModel", "SW-48X6Q"), ("HardwareVersion", "1.02"),
+    ("country_def", "DE"), ("MgmtAddress", "00:1A:2B:00:01:01"), ("Manufactured", "2026-11-21"))]
+TABLE = "[role=region][aria-label=\"%s\"]"
 
 
 def attempt(number, outcome, reason=""):
@@ -23,13 +27,12 @@ def attempt(number, outcome, reason=""):
 
 
 def fill(floor):
-    attempts = [attempt(1, "failed", "No prompt of the switch within 120 s"), attempt(2, "verified")]
+    attempts = [attempt(1, "failed", "No prompt of the switch within 120 s"), attempt(2, "verified", "verified: all of it was read back")]
     floor.state["printer"] = {"usable": True, "reason": "", "waiting": 0}
     floor.answers |= {
         "/api/find": {"unit": UNIT, "attempts": attempts, "history": [{"number": 412, "at": UNIT["reserved_at"], "kind": "reserve", "content": {}}]},
         "/api/prints": {"rows": [{"id": 77, "label": LABEL, "number": 1, "at": UNIT["changed_at"], "operator": "0017", "state": "printed", "reason": ""}], "after": None},
-        "/api/attempts/182": attempts[1] | {"sent": json.dumps({"SerialNO": "ABCD25470002", "ethaddr": "00:1A:2B:00:01:00"}),
-                                            "read_back": json.dumps({"SerialNO": "ABCD25470002", "ethaddr": "00:1A:2B:00:01:40"}), "console": "login: root"},
+        "/api/attempts/182": attempts[1] | evidence_of(READ_BACK) | {"console": "login: root"},
         "/api/attempts/182/transcript": "\n".join(map(json.dumps, CONSOLE)),
         "/api/attempts/181": attempts[0] | {"sent": "", "read_back": "no JSON", "console": "a console\nof old"},
         "/api/units": {"rows": [UNIT | {"label": f"SW48-{number:09d}", "state": state} for number, state in enumerate(["verified", "failed", "in_doubt", "void", "reserved"] * 6)], "after": 30},
@@ -78,11 +81,81 @@ class Records(PageTest):
         self.open("#/unit/NOBODY")
         self.wait("return document.querySelector('.problem')?.textContent.includes('Nothing is known of it')")
 
-    def test_what_was_sent_and_read_back_stand_side_by_side(self):
+    def open_attempt(self, **parts):
+        self.floor.answers["/api/attempts/182"] |= parts
         self.open("#/attempt/182")
-        self.text()
-        rows = self.js("return [...document.querySelectorAll('tbody tr')].map(row => [...row.children].map(cell => cell.innerText))")
-        self.assertEqual(rows, [["SerialNO", "ABCD25470002", "ABCD25470002", "✓ yes"], ["ethaddr", "00:1A:2B:00:01:00", "00:1A:2B:00:01:40", "✕ no"]])
+        return self.text()
+
+    def rows(self, of):
+        """The cells of a table, below its heads."""
+        return self.js("return [...document.querySelectorAll(arguments[0] + ' tr')].map(row => [...row.children].map(cell => cell.innerText))", TABLE % of)
+
+    def marks(self):
+        return self.js("return [...document.querySelectorAll('.table .mark')].map(each => each.innerText)")
+
+    def test_each_record_that_was_sent_stands_beside_what_was_read_back(self):
+        self.open_attempt()
+        self.assertEqual(self.rows("Sent and read back"), [["Record", "Sent", "Read back", "As wanted"]]
+                         + [[name, value, value, "✓ yes"] for name, value, *_ in READ_BACK])
+        facts = self.js("return [...document.querySelectorAll('.facts div')].map(each => each.innerText)")
+        for fact in ("mac\n00:1A:2B:00:01:00", "serial\nABCD25470002", "Held before\nnothing"):
+            self.assertIn(fact, facts)
+        self.assertEqual(self.rows("Steps")[1:], [["setmac", "✓ done", "1", "", "products/sw-48x6q/identity.toml"]])
+        self.assertEqual(self.rows("Sent by setmac")[1:], [["MacAddress", "binary", "00 1A 2B 00 01 00", "stored"], ["SerialNO", "text", "ABCD25470002", "stored"]])
+        self.assertIn("all of it was read back", self.text())
+        self.picture("attempt-verified")
+
+    def test_a_record_that_differs_is_told_and_the_others_are_not(self):
+        records = [("ethaddr", "00:1A:2B:00:01:00", "00:11:22:33:44:55", "00:1A:2B:00:01:40", False), READ_BACK[1], ("country_def", "DE", None, None, False)]
+        self.open_attempt(**evidence_of(records), outcome="failed", reason="failed: read back it differs: ethaddr is \"00:1A:2B:00:01:40\" and not "
+                          "\"00:1A:2B:00:01:00\", country_def is missing and not \"DE\"")
+        self.assertEqual(self.rows("Sent and read back"), [
+            ["Record", "Before", "Sent", "Read back", "As wanted"],
+            ["ethaddr", "00:11:22:33:44:55", "00:1A:2B:00:01:00", "00:1A:2B:00:01:40", "✕ no"],
+            ["SerialNO", "–", "ABCD25470002", "ABCD25470002", "✓ yes"],
+            ["country_def", "–", "DE", "missing", "✕ no"]])
+        self.picture("attempt-differs")
+
+    def test_a_record_that_no_two_readings_agree_on_is_neither_right_nor_wrong(self):
+        self.open_attempt(**evidence_of([READ_BACK[0], ("SerialNO", "ABCD25470002", None, None, False)]), outcome="stored")
+        self.assertEqual([row[2:] for row in self.rows("Sent and read back")[1:]], [["00:1A:2B:00:01:00", "✓ yes"], ["–", "• not seen"]])
+
+    def test_what_was_right_before_is_not_called_read_back_where_a_run_broke_off(self):
+        serial = READ_BACK[1][1]
+        broke_off = [{"operation": "setmac", "result": "failed", "reason": "no answer", "starts": 3, "items": []}]
+        self.open_attempt(**evidence_of([("SerialNO", serial, serial, None, True)], held="this identity", results=broke_off), outcome="in_doubt")
+        self.assertEqual(self.rows("Sent and read back")[1:], [["SerialNO", serial, serial, "–", "• not seen"]])
+        self.assertEqual(self.marks(), ["• not seen", "✕ failed"])
+
+    def test_a_switch_that_was_left_as_it_was_is_judged_by_nothing(self):
+        not_run = [{"operation": "setmac", "result": "not run", "reason": "", "starts": 0, "items": []}]
+        other = evidence_of([("SerialNO", "ABCD25470002", "OTHER00000001", None, False)], sent=False, held="another identity", results=not_run)
+        self.assertIn("Nothing was sent that the switch may have stored.", self.open_attempt(**other, outcome="failed"))
+        self.assertEqual(self.rows("Sent and read back"), [["Record", "Before"], ["SerialNO", "OTHER00000001"]])
+        self.assertEqual(self.marks(), ["• not run"])
+        self.picture("attempt-left")
+        blank = evidence_of([("SerialNO", "ABCD25470002", None, None, False)], sent=False, held="", results=not_run)
+        self.open_attempt(**blank)
+        self.assertEqual(self.rows("Sent and read back"), [])
+
+    def test_units_that_a_step_programs_are_shown_one_by_one(self):
+        fans = [{"fan": "1", "serial": "FAN000000001", "result": "written"}, {"fan": "2", "serial": "FAN000000002", "result": "not known"}]
+        self.open_attempt(**evidence_of(READ_BACK, results=[{"operation": "setfansn", "result": "unseen", "reason": "the answer was lost", "starts": 1, "items": fans}]))
+        self.assertEqual(self.rows("Sent by setfansn"), [["fan", "serial", "result"], ["1", "FAN000000001", "written"], ["2", "FAN000000002", "not known"]])
+
+    def test_an_attempt_that_has_left_nothing_yet_is_not_said_to_have_sent_nothing(self):
+        self.assertIn("It comes into the ledger when the attempt ends.", self.open_attempt(sent="", read_back="", ended_at=None, outcome=None))
+        self.assertIn("Nothing of it is in the ledger.", self.open_attempt(ended_at=UNIT["changed_at"], outcome="in_doubt"))
+        self.assertEqual(self.marks(), [])
+
+    def test_evidence_of_another_shape_is_shown_as_it_is_and_not_judged(self):
+        real = evidence_of(READ_BACK)
+        for sent, back in (("{\"SerialNO\":\"A\"}", "{\"SerialNO\":\"A\"}"), ("[1]", "null"), (real["sent"], ""), (real["sent"], "{\"records\":[7],\"steps\":[]}"),
+                           ("{\"values\":{},\"records\":[],\"steps\":[]}", real["read_back"])):
+            with self.subTest(sent=sent, back=back):
+                self.open_attempt(sent=sent, read_back=back)
+                self.assertEqual(self.js("return [...document.querySelectorAll('.beside pre')].map(each => each.textContent)"), [sent, back or "Nothing"])
+                self.assertEqual(self.marks(), [])
 
     def test_evidence_that_is_no_json_and_a_console_without_times_are_shown_as_they_are(self):
         self.open("#/attempt/181")

@@ -51,6 +51,13 @@ std::string now()
     return text.data();
 }
 
+/** A record as a run leaves it with its attempt, which was read back as it was sent. */
+std::string read_back(const std::string &record, const std::string &value)
+{
+    return R"({"record":")" + record + R"(","before":null,"after":")" + value +
+           R"(","as_wanted":true})";
+}
+
 std::string mac_of(std::int64_t number)
 {
     std::array<char, 24> text{};
@@ -392,8 +399,12 @@ void stand_in::find_attempt(std::int64_t id, reply to)
         return;
     }
     auto row = attempt_row(id);
-    row["sent"] = R"({"serial":")" + numbered("ABCD", id) + R"(","mac":")" + mac_of(id) + "\"}";
-    row["read_back"] = row["sent"];
+    const auto serial = numbered("ABCD", id);
+    const auto mac = mac_of(id);
+    row["sent"] = R"({"values":{},"records":{"ethaddr":")" + mac + R"(","SerialNO":")" + serial +
+                  R"("},"steps":[]})";
+    row["read_back"] = R"({"held":"nothing","records":[)" + read_back("ethaddr", mac) + "," +
+                       read_back("SerialNO", serial) + R"(],"steps":[]})";
     row["console"] = R"({"at":0.0,"from":"switch","text":"login: "}
 {"at":0.2,"from":"station","text":"root\n"}
 {"at":0.9,"from":"switch","text":"<b>&#33;</b>\u001b[31m\r\n# "}

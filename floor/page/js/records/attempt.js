@@ -1,11 +1,12 @@
-// One attempt: what was sent and what was read back, side by side, the console as it was, and its replay.
+// One attempt: what was sent and what was read back, the console as it was, and its replay.
 
-import { el, short, shown, shownLines } from '../base/dom.js';
+import { el, short } from '../base/dom.js';
 import { address } from '../base/routes.js';
 import { get, getText } from '../base/server.js';
 import { store } from '../base/store.js';
 import { endOf, localTime, reasonWords } from '../base/words.js';
-import { facts, link, load, page, stateMark, table } from './parts.js';
+import { quoted, showEvidence } from './evidence.js';
+import { facts, link, load, page, stateMark } from './parts.js';
 import { makeReplay } from './replay.js';
 
 export function showAttempt(root) {
@@ -19,7 +20,7 @@ export function showAttempt(root) {
 function showFound(attempt, ends) {
     return [
         el('div.unit-head', {}, el('p.unit-label', {}, link(address('unit', attempt.label), short(attempt.label, 64))), stateMark(endOf(attempt))),
-        attempt.reason ? el('p.reason', {}, short(reasonWords(attempt), 2000)) : null,
+        attempt.reason ? el(attempt.outcome === 'verified' ? 'p.reason.is-good' : 'p.reason', {}, short(reasonWords(attempt), 2000)) : null,
         facts([
             ['Product', short(attempt.product)],
             ['Attempt', `${attempt.number} of this unit`],
@@ -30,40 +31,10 @@ function showFound(attempt, ends) {
             ['Ended', localTime(attempt.ended_at)],
             ['Program', short(attempt.program_version, 64)],
         ]),
-        el('h3', {}, 'Sent and read back'),
-        compared(attempt.sent, attempt.read_back),
+        ...showEvidence(attempt),
         el('h3', {}, 'Console'),
         transcript(attempt, ends),
     ].filter(Boolean);
-}
-
-/** The records of a text that is a JSON object of them; none where it is something else. */
-function records(text) {
-    try {
-        const value = JSON.parse(text);
-        return value !== null && typeof value === 'object' && !Array.isArray(value) ? value : null;
-    } catch {
-        return null;
-    }
-}
-
-function compared(sent, readBack) {
-    const [out, back] = [records(sent), records(readBack)];
-    if (out === null || back === null) {
-        return el('div.beside', {}, quoted('Sent', sent), quoted('Read back', readBack));
-    }
-    const text = (value) => (value === undefined ? '–' : shown(typeof value === 'string' ? value : JSON.stringify(value)));
-    const rows = [...new Set([...Object.keys(out), ...Object.keys(back)])].map((name) => ({ name, out: text(out[name]), back: text(back[name]) }));
-    return table('Sent and read back', [
-        { title: 'Record', of: ({ name }) => shown(name) },
-        { title: 'Sent', of: (row) => el('code', {}, row.out) },
-        { title: 'Read back', of: (row) => el('code', {}, row.back) },
-        { title: 'Same', of: (row) => el(`span.mark.mark-${row.out === row.back ? 'good' : 'bad'}`, {}, row.out === row.back ? '✓ yes' : '✕ no') },
-    ], rows).node;
-}
-
-function quoted(title, text) {
-    return el('figure', {}, el('figcaption', {}, title), el('pre', { tabindex: '0' }, text ? shownLines(text) : 'Nothing'));
 }
 
 function transcript({ id, console }, ends) {
