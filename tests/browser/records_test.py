@@ -210,17 +210,29 @@ class Records(PageTest):
         self.posts(1)
 
     def test_filters_narrow_the_history_and_its_files(self):
+        self.cdp("Emulation.setTimezoneOverride", timezoneId="America/New_York")
+        self.addCleanup(self.cdp, "Emulation.setTimezoneOverride", timezoneId="")
         self.open("#/history/attempts")
         self.text()
+        # The clocks go back an hour on that day.
         self.js("document.querySelector('#filter-label').value = 'A&B'; document.querySelector('#filter-outcome').value = 'failed';"
-                "document.querySelector('#filter-since').value = '2026-11-01'; document.querySelector('.filters button').click()")
+                "document.querySelector('#filter-since').value = '2026-11-01'; document.querySelector('#filter-until').value = '2026-11-01';"
+                "document.querySelector('.filters button').click()")
         self.wait("return location.hash.includes('outcome=failed')")
         self.text()
-        wanted = {"label": "A&B", "outcome": "failed", "since": "2026-11-01"}
+        wanted = {"label": "A&B", "outcome": "failed", "since": "2026-11-01T04:00:00.000Z", "until": "2026-11-02T05:00:00.000Z"}
         self.wait_for(lambda: ("/api/attempts", wanted | {"limit": "100"}) in [asked(path) for path in self.floor.paths])
         files = self.js("return [...document.querySelectorAll('a[download]')].map(each => each.getAttribute('href'))")
         self.assertEqual([asked(path) for path in files], [("/api/export/attempts.csv", wanted), ("/api/export/attempts.jsonl", wanted)])
-        self.assertEqual(self.js("return document.querySelector('#filter-label').value"), "A&B")
+        self.assertEqual(self.js("return ['label', 'since', 'until'].map(each => document.querySelector(`#filter-${each}`).value)"), ["A&B", "2026-11-01", "2026-11-01"])
+        self.assertIn("days on this PC’s clock, both included", self.text())
+        self.picture("history-filtered")
+
+    def test_a_time_that_is_no_day_is_left_to_the_floor(self):
+        self.open("#/history/units?since=2026-11-21T08:30:00Z&until=2026-99-99&label=2026-11-21")
+        self.text()
+        wanted = {"since": "2026-11-21T08:30:00Z", "until": "2026-99-99", "label": "2026-11-21", "limit": "100"}
+        self.assertIn(("/api/units", wanted), [asked(path) for path in self.floor.paths])
 
     def test_more_rows_come_on_request(self):
         self.open("#/history")

@@ -40,6 +40,16 @@ const KINDS = {
     },
 };
 
+/** A day on this PC's clock as the moment it begins at, or, as the last one of a time, ends at. What is no day stays. */
+function momentOf(name, value) {
+    const moment = new Date(`${value}T00:00`);
+    if ((name !== 'since' && name !== 'until') || !/^\d{4}-\d\d-\d\d$/.test(value) || Number.isNaN(moment.getTime())) {
+        return value;
+    }
+    moment.setDate(moment.getDate() + (name === 'until' ? 1 : 0));
+    return moment.toISOString();
+}
+
 function field([name, title, values], query) {
     const id = `filter-${name}`;
     const given = query.get(name) ?? '';
@@ -66,14 +76,16 @@ export function showHistory(root) {
     const name = store.view.argument in KINDS ? store.view.argument : 'units';
     const kind = KINDS[name];
     const { query } = store.view;
+    const asked = new URLSearchParams([...query].map(([each, value]) => [each, momentOf(each, value)]));
     const tabs = el('nav.tabs', { 'aria-label': 'Kind of record' }, Object.entries(KINDS).map(([other, { title }]) =>
         el('a', { href: address('history', other), 'aria-current': other === name ? 'page' : null }, title)));
     const files = el('p.row', {}, el('span', {}, 'All that the filters let through: '), ['csv', 'jsonl'].map((format) =>
-        el('a.button', { href: `/api/export/${name}.${format}?${query}`, download: `${name}.${format}` }, format === 'csv' ? 'CSV' : 'JSON Lines')));
+        el('a.button', { href: `/api/export/${name}.${format}?${asked}`, download: `${name}.${format}` }, format === 'csv' ? 'CSV' : 'JSON Lines')));
     const content = page(root, 'History', tabs);
     const rows = el('div');
-    content.append(filterForm(name, kind, query), files, rows);
-    const more = (after) => get(`/api/${name}?${new URLSearchParams([...query, ['limit', MOST], ...(after ? [['after', after]] : [])])}`);
+    const days = el('p.hint', {}, 'Since and Until are days on this PC’s clock, both included. Times in the files are UTC.');
+    content.append(filterForm(name, kind, query), days, files, rows);
+    const more = (after) => get(`/api/${name}?${new URLSearchParams([...asked, ['limit', MOST], ...(after ? [['after', after]] : [])])}`);
     load(rows, () => more(null), (answer) => showRows(kind, answer, more));
 }
 
