@@ -176,6 +176,30 @@ class Records(PageTest):
         self.assertEqual(place, "0:00 of 10:00")
         self.assertEqual(self.js(shown), "login: ")
 
+    def open_replay(self, pieces):
+        self.floor.answers["/api/attempts/182/transcript"] = "\n".join(map(json.dumps, pieces))
+        self.open("#/attempt/182")
+        self.wait("return document.querySelector('.replay') && !document.querySelector('[aria-busy]')")
+
+    def go_back(self):
+        self.js("const bar = document.querySelector('input[type=range]'); bar.value = 0; bar.dispatchEvent(new Event('input'))")
+
+    def test_a_gap_in_a_replay_is_told_where_it_is(self):
+        self.open_replay([CONSOLE[0], {"left_out": 1234567}, CONSOLE[3]])
+        self.assertEqual(self.js("return document.querySelector('.console').textContent"), "login: \n… 1,234,567 bytes left out …\nthe end\n")
+        self.picture("replay-gap")
+        self.open_replay([CONSOLE[0], {"left_out": 1}])
+        self.assertEqual(self.js("return document.querySelector('.console').textContent"), "login: \n… 1 byte left out …\n")
+
+    def test_a_replay_that_is_cut_at_its_head_says_so(self):
+        hint = "return document.querySelector('.replay').innerText.includes('Only the last 400,000 characters are shown')"
+        self.open_replay([{"at": float(at), "from": "switch", "text": f"{at}" + "x" * 99998 + "\n"} for at in range(5)])
+        self.assertTrue(self.js(hint))
+        self.assertEqual(self.js("return document.querySelector('.console').textContent.slice(0, 2)"), "1x")
+        self.go_back()
+        self.assertFalse(self.js(hint))
+        self.assertEqual(self.js("return document.querySelector('.console').textContent.slice(0, 2)"), "0x")
+
     def test_a_switch_is_compared_with_the_ledger_and_nothing_is_written(self):
         self.open(f"#/unit/{LABEL}")
         self.text()
