@@ -9,21 +9,27 @@ using support::console;
 using support::timed_pc;
 using support::timed_script;
 
-/** What the program has asked nice() for. */
-std::vector<int> asked;
+/** What the program has asked nice() for, and when in the time of the PC. */
+struct wish {
+    int increment;
+    int64_t at_us;
+
+    bool operator==(const wish &) const = default;
+};
+std::vector<wish> asked;
 
 } // namespace
 
 // The linker puts this in front of nice() (--wrap): a test process has no right to top priority.
 extern "C" int __wrap_nice(int increment)
 {
-    asked.push_back(increment);
+    asked.push_back({increment, timed_pc::passed_us()});
     return 0;
 }
 
 namespace {
 
-TEST_F(console, is_worked_on_at_top_priority_by_operations_of_both_flavours)
+TEST_F(console, is_at_top_priority_from_before_the_operation_on_in_both_flavours)
 {
     char program[] = "prov_setmac";
     char operation[] = "setsn";
@@ -32,7 +38,8 @@ TEST_F(console, is_worked_on_at_top_priority_by_operations_of_both_flavours)
         asked.clear();
         const timed_pc silent(timed_script{});
         EXPECT_EQ(run(2, arguments), -1) << "the PC is silent";
-        EXPECT_EQ(asked, std::vector<int>{-20});
+        EXPECT_EQ(asked, (std::vector<wish>{{.increment = -20, .at_us = 0}}));
+        EXPECT_GT(timed_pc::passed_us(), 0) << "the operation has waited for the PC";
     }
 }
 

@@ -21,6 +21,7 @@ struct {
     std::size_t next;    // the piece that comes next, or is coming
     std::size_t taken;   // bytes of it
     int64_t taken_at_us; // when the last byte before it was taken
+    int64_t since_us;    // when the PC came
 } far;
 
 int64_t clock_us = second_us;
@@ -103,8 +104,17 @@ namespace support {
 
 timed_pc::timed_pc(timed_script script)
 {
-    far = {
-        .there = true, .script = std::move(script), .next = 0, .taken = 0, .taken_at_us = clock_us};
+    far = {.there = true,
+           .script = std::move(script),
+           .next = 0,
+           .taken = 0,
+           .taken_at_us = clock_us,
+           .since_us = clock_us};
+}
+
+int64_t timed_pc::passed_us()
+{
+    return clock_us - far.since_us;
 }
 
 timed_pc::~timed_pc()

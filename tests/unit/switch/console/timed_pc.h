@@ -30,6 +30,9 @@ public:
     timed_pc(const timed_pc &) = delete;
     timed_pc &operator=(const timed_pc &) = delete;
     ~timed_pc();
+
+    /** How much of its time has passed until now. */
+    static int64_t passed_us();
 };
 
 } // namespace support
