@@ -1,6 +1,7 @@
 #include "console/com_data_provider.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <regex>
@@ -242,6 +243,39 @@ TEST_F(console, that_was_hung_up_keeps_time_limits_and_is_gone)
     EXPECT_EQ(com_read_timeout(&byte, 1, 100), 1);
     EXPECT_GE(elapsed_ms(start), 99);
     EXPECT_TRUE(console_is_gone());
+}
+
+TEST_F(console, whose_reads_fail_is_gone_and_restored_like_any_other)
+{
+    // The far side of a terminal, where nobody is at the near one any more.
+    int far = -1;
+    int near = -1;
+    ASSERT_EQ(openpty(&far, &near, nullptr, nullptr, nullptr), 0);
+    dup2(far, STDIN_FILENO);
+    close(near);
+    close(far);
+    char byte = 0;
+    ASSERT_EQ(read(STDIN_FILENO, &byte, 1), -1);
+    ASSERT_EQ(errno, EIO);
+    termios before{};
+    tcgetattr(STDIN_FILENO, &before);
+    const int flags = fcntl(STDIN_FILENO, F_GETFL);
+    tty_opts_ctrl(1);
+    EXPECT_FALSE(console_is_gone());
+    EXPECT_EQ(serial_recv(10), -1);
+    EXPECT_TRUE(console_is_gone());
+    termios during{};
+    tcgetattr(STDIN_FILENO, &during);
+    EXPECT_NE(during.c_lflag, before.c_lflag);
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFL), flags | O_NONBLOCK);
+    tty_opts_ctrl(0);
+    termios after{};
+    tcgetattr(STDIN_FILENO, &after);
+    EXPECT_EQ(after.c_iflag, before.c_iflag);
+    EXPECT_EQ(after.c_oflag, before.c_oflag);
+    EXPECT_EQ(after.c_lflag, before.c_lflag);
+    EXPECT_EQ(memcmp(after.c_cc, before.c_cc, NCCS), 0);
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFL), flags);
 }
 
 TEST_F(console, that_ends_is_gone_when_its_bytes_are_taken)
