@@ -16,6 +16,7 @@
 namespace {
 
 using e2e::bytes;
+using e2e::expect_restored;
 using e2e::nor_board_holding;
 using e2e::outcome;
 using e2e::product_image;
@@ -50,13 +51,6 @@ termios raw(termios settings)
     std::fill_n(settings.c_cc, 17, cc_t{0});
     settings.c_cc[VMIN] = 1;
     return settings;
-}
-
-/** The terminal at the end is as it was at the start, its descriptor too. */
-void expect_restored(const terminal_session &session)
-{
-    EXPECT_TRUE(e2e::same_settings(session.settings(), session.settings_before()));
-    EXPECT_EQ(session.flags_after(), session.flags_before());
 }
 
 /** Output makes the descriptor wait for a moment, so it need not be non-blocking at once. */

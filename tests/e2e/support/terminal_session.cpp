@@ -18,6 +18,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "bytes.h"
 
 namespace e2e {
@@ -103,6 +105,12 @@ bool same_settings(const termios &one, const termios &other)
            one.c_cflag == other.c_cflag && one.c_lflag == other.c_lflag &&
            one.c_line == other.c_line && std::ranges::equal(one.c_cc, other.c_cc) &&
            cfgetispeed(&one) == cfgetispeed(&other) && cfgetospeed(&one) == cfgetospeed(&other);
+}
+
+void expect_restored(const terminal_session &session)
+{
+    EXPECT_TRUE(same_settings(session.settings(), session.settings_before()));
+    EXPECT_EQ(session.flags_after(), session.flags_before());
 }
 
 terminal_session::terminal_session(const board_folder &board, const command_line &command,

@@ -92,4 +92,7 @@ private:
 /** Whether two settings are the same in all that a program can set. */
 bool same_settings(const termios &one, const termios &other);
 
+/** The terminal at the end is as it was at the start, its descriptor too. */
+void expect_restored(const terminal_session &session);
+
 } // namespace e2e

@@ -144,8 +144,7 @@ void run_at_terminal(const sweep_case &swept, const board_folder &board,
     done.end = session.finish();
     done.end.output.insert(0, all);
     done.stops = session.stops();
-    EXPECT_TRUE(same_settings(session.settings(), session.settings_before()));
-    EXPECT_EQ(session.flags_after(), session.flags_before());
+    expect_restored(session);
 }
 
 std::map<std::string, std::string> memories_of(const board_folder &board)

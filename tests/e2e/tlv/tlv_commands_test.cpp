@@ -11,6 +11,7 @@ namespace {
 
 using e2e::board_folder;
 using e2e::bytes;
+using e2e::expect_restored;
 using e2e::outcome;
 using e2e::setmac_banner;
 using e2e::terminal_session;
@@ -23,13 +24,6 @@ const std::string held = e2e::eeprom_content(e2e::default_image, 0xFF);
 board_folder quiet_board()
 {
     return e2e::board_with_eeprom(e2e::protected_tlv_board, held);
-}
-
-/** The terminal at the end is as it was at the start, its descriptor too. */
-void expect_restored(const terminal_session &session)
-{
-    EXPECT_TRUE(e2e::same_settings(session.settings(), session.settings_before()));
-    EXPECT_EQ(session.flags_after(), session.flags_before());
 }
 
 /** No memory is any different, and no register, no protection was touched. */
