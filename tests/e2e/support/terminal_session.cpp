@@ -50,12 +50,15 @@ struct program_end {
 };
 
 /** Waits for the end of a program. It is told to go on where it is stopped, as by a shell's fg. */
-program_end await_end(pid_t program)
+program_end await_end(pid_t program, const std::function<void()> &while_stopped)
 {
     program_end end;
     while (waitpid(program, &end.status, WUNTRACED) == program && WIFSTOPPED(end.status)) {
         if (WSTOPSIG(end.status) == SIGTSTP) {
             ++end.stops;
+            if (while_stopped) {
+                while_stopped();
+            }
             kill(program, SIGCONT);
         }
     }
@@ -64,7 +67,7 @@ program_end await_end(pid_t program)
 
 /** Owns the terminal, runs the program in the foreground, and stays: its end would hang up. */
 [[noreturn]] void be_the_shell(int terminal, int report_pipe, int hold_pipe,
-                               const command_line &command, const environment &variables)
+                               const command_line &command, const session_start &start) noexcept
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setsid();
@@ -75,11 +78,11 @@ program_end await_end(pid_t program)
         setpgid(0, 0);
         tcsetpgrp(terminal, getpid());
         signal(SIGTTOU, SIG_DFL);
-        become(command, variables, {terminal, terminal, terminal});
+        become(command, start.variables, {terminal, terminal, terminal});
     }
     close(terminal);
     report(report_pipe, program);
-    report(report_pipe, await_end(program));
+    report(report_pipe, await_end(program, start.while_stopped));
     char nothing = 0;
     while (read(hold_pipe, &nothing, 1) > 0) {
     }
@@ -117,7 +120,9 @@ terminal_session::terminal_session(const board_folder &board, const command_line
                                    const session_start &start)
 {
     open_terminal(start);
-    start_program(command, joined(start.variables, on_board(board)));
+    session_start on_it = start;
+    on_it.variables = joined(start.variables, on_board(board));
+    start_program(command, on_it);
 }
 
 terminal_session::~terminal_session()
@@ -153,7 +158,7 @@ void terminal_session::open_terminal(const session_start &start)
     expect(start.typed_ahead);
 }
 
-void terminal_session::start_program(const command_line &command, const environment &variables)
+void terminal_session::start_program(const command_line &command, const session_start &start)
 {
     std::array<int, 2> report_pipe{};
     std::array<int, 2> hold_pipe{};
@@ -164,7 +169,7 @@ void terminal_session::start_program(const command_line &command, const environm
     if (shell_ == 0) {
         close(here_);
         close(hold_pipe[1]);
-        be_the_shell(there_, report_pipe[1], hold_pipe[0], command, variables);
+        be_the_shell(there_, report_pipe[1], hold_pipe[0], command, start);
     }
     close(report_pipe[1]);
     close(hold_pipe[0]);

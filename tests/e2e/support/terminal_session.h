@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,8 @@ struct session_start {
     int flags = 0;
     /** The program's variables besides those that put it on the board. */
     environment variables = {};
+    /** Is called by the shell, a process of its own, whenever SIGTSTP has stopped the program. */
+    std::function<void()> while_stopped = {};
 };
 
 /**
@@ -72,7 +75,7 @@ public:
 
 private:
     void open_terminal(const session_start &start);
-    void start_program(const command_line &command, const environment &variables);
+    void start_program(const command_line &command, const session_start &start);
     bool wait_for(int number, short events, int milliseconds) const;
     template <typename fact>
     fact reported();

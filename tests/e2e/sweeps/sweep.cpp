@@ -122,12 +122,36 @@ std::vector<std::string> faults_on(const std::string &operation, std::size_t cal
     return faults;
 }
 
+std::map<std::string, std::string> memories_in(const std::filesystem::path &folder)
+{
+    std::map<std::string, std::string> all;
+    for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().extension() == ".bin") {
+            all[entry.path().filename().string()] = read_file(entry.path());
+        }
+    }
+    return all;
+}
+
+/** Puts the memories of a folder as they are now into another, which is empty. */
+void keep_memories(const std::filesystem::path &from, const std::filesystem::path &where)
+{
+    for (const auto &[file, content] : memories_in(from)) {
+        write_file(where / file, content);
+    }
+}
+
 void run_at_terminal(const sweep_case &swept, const board_folder &board,
                      const environment &variables, trial &done)
 {
     const pc_reaction react = swept.new_pc();
+    const scratch_folder when_stopped;
     terminal_session session(board, swept.command,
-                             {.typed_ahead = swept.typed_ahead, .variables = variables});
+                             {.typed_ahead = swept.typed_ahead,
+                              .variables = variables,
+                              .while_stopped = [&board, &when_stopped] {
+                                  keep_memories(board.path(), when_stopped.path());
+                              }});
     session.send(swept.input);
     std::string all;
     std::string heard;
@@ -144,18 +168,8 @@ void run_at_terminal(const sweep_case &swept, const board_folder &board,
     done.end = session.finish();
     done.end.output.insert(0, all);
     done.stops = session.stops();
+    done.memories_when_stopped = memories_in(when_stopped.path());
     expect_restored(session);
-}
-
-std::map<std::string, std::string> memories_of(const board_folder &board)
-{
-    std::map<std::string, std::string> all;
-    for (const auto &entry : std::filesystem::directory_iterator(board.path())) {
-        if (entry.path().extension() == ".bin") {
-            all[entry.path().filename().string()] = read_file(entry.path());
-        }
-    }
-    return all;
 }
 
 /** One run with these faults and variables. */
@@ -175,7 +189,7 @@ trial run_once(const sweep_case &swept, const std::string &faults, const environ
     }
     done.operations = operations_of(board);
     done.bridge = board.operations("bridge ");
-    done.memories = memories_of(board);
+    done.memories = memories_in(board.path());
     write_file(board.path() / "board.toml", swept.board);
     done.next_start = run(swept.looker, joined(sleepless, on_board(board)));
     return done;
@@ -239,12 +253,13 @@ std::string lasting(const std::string &file, const std::string &content)
                                     : content;
 }
 
-/** What the memories hold, between what they held before and after the whole command. */
-verdict judge_memories(const trial &done, const trial &before, const trial &whole, bool in_steps)
+/** What memories hold, between what they held before and after the whole command. */
+verdict judge_memories(const std::map<std::string, std::string> &memories, const trial &before,
+                       const trial &whole, bool in_steps)
 {
     bool all_old = true;
     bool all_new = true;
-    for (const auto &[file, content] : done.memories) {
+    for (const auto &[file, content] : memories) {
         const bool is_old = lasting(file, content) == lasting(file, before.memories.at(file));
         const bool is_new = lasting(file, content) == lasting(file, whole.memories.at(file));
         if (!is_old && !is_new) {
@@ -258,12 +273,28 @@ verdict judge_memories(const trial &done, const trial &before, const trial &whol
                      : verdict{"one of several", in_steps};
 }
 
-verdict judge_signal(const trial &done, int number, const verdict &found, const trial &whole)
+/** A program that SIGTSTP stopped, and that was told to go on. */
+verdict judge_stop(const trial &done, const trial &before, const trial &whole, bool in_steps)
+{
+    if (done.stops != 1 || done.memories_when_stopped.size() != done.memories.size()) {
+        return {"not stopped once", false};
+    }
+    const verdict stopped = judge_memories(done.memories_when_stopped, before, whole, in_steps);
+    if (!stopped.allowed) {
+        return {stopped.name + " while stopped", false};
+    }
+    const verdict found = judge_memories(done.memories, before, whole, in_steps);
+    const bool went_on = done.end.status == whole.end.status;
+    return {found.name + ", went on", went_on && found.name == "new"};
+}
+
+verdict judge_signal(const trial &done, int number, const trial &before, const trial &whole,
+                     bool in_steps)
 {
     if (number == SIGTSTP) {
-        const bool went_on = done.stops == 1 && done.end.status == whole.end.status;
-        return {found.name + ", went on", went_on && found.name == "new"};
+        return judge_stop(done, before, whole, in_steps);
     }
+    const verdict found = judge_memories(done.memories, before, whole, in_steps);
     return done.end.status == -number ? found : verdict{found.name + ", not ended by it", false};
 }
 
@@ -373,8 +404,7 @@ void sweep_signals(const sweep_case &swept)
         const auto [number, symbol] = signals[runs++ % std::size(signals)];
         const std::string sent = std::string("signal = \"") + symbol + "\"";
         const trial done = run_once(at_terminal, fault_at(i + 1, sent));
-        const verdict found =
-            judge_signal(done, number, judge_memories(done, before, whole, swept.in_steps), whole);
+        const verdict found = judge_signal(done, number, before, whole, swept.in_steps);
         all.add(found.name);
         EXPECT_TRUE(found.allowed) << found.name << ", with " << symbol << " at "
                                    << whole.operations[i] << "\nit gave " << done.end;

@@ -43,7 +43,8 @@ struct trial {
     std::vector<std::string> bridge = {};     // commands of the FPGA's bridge among them
     std::vector<std::string> struck = {};     // those of both that were
     std::map<std::string, std::string> memories = {}; // the board's memories afterwards, by file
-    outcome next_start = {};                          // of the case's `looker`, on sound hardware
+    std::map<std::string, std::string> memories_when_stopped = {}; // and while it was
+    outcome next_start = {}; // of the case's `looker`, on sound hardware
 
     /** The first of those; of a failing allocation there is none. */
     std::string_view first_struck() const;
@@ -100,8 +101,9 @@ void sweep_bridge(const sweep_case &swept, const std::string &trouble);
 /**
  * The same with a signal at each operation, SIGINT, SIGTERM, SIGHUP, SIGQUIT and SIGTSTP in turn,
  * at a terminal. The signal must end the program, but for SIGTSTP, after which it goes on as if
- * nothing had been. Each memory must hold what it held before or what the whole command stores:
- * what was begun is written, and what protects it is set again.
+ * nothing had been. Behind it, and while SIGTSTP has it stopped, each memory must hold what it
+ * held before or what the whole command stores: what was begun is written, and what protects it is
+ * set again.
  */
 void sweep_signals(const sweep_case &swept);
 
