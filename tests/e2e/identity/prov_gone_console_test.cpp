@@ -1,5 +1,10 @@
 #include <filesystem>
+#include <stdexcept>
 #include <string>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -9,8 +14,8 @@
 #include "e2e/support/units_device.h"
 #include "e2e/support/units_session.h"
 
-// "prov_setmac" on a console from which nothing comes any more: no input at all, or input that ends
-// in the middle of an exchange.
+// "prov_setmac" on a console that has gone: no input at all, input that fails or that ends in the
+// middle of an exchange.
 
 namespace {
 
@@ -45,6 +50,78 @@ const operation operations[] = {
 
 /** The log of a run that nobody talks to is a few time-outs long. */
 constexpr std::uintmax_t short_log = 1000;
+
+/** A terminal whose other side is gone: what reads it fails with EIO. */
+class failing_terminal {
+public:
+    failing_terminal()
+    {
+        int other = -1;
+        if (openpty(&number_, &other, nullptr, nullptr, nullptr) != 0) {
+            throw std::runtime_error("no terminal");
+        }
+        fcntl(number_, F_SETFD, FD_CLOEXEC);
+        close(other);
+        settings_before_ = settings();
+        flags_before_ = flags();
+    }
+    failing_terminal(const failing_terminal &) = delete;
+    failing_terminal &operator=(const failing_terminal &) = delete;
+    ~failing_terminal() { close(number_); }
+
+    int number() const { return number_; }
+
+    void expect_restored() const
+    {
+        EXPECT_TRUE(e2e::same_settings(settings(), settings_before_));
+        EXPECT_EQ(flags(), flags_before_);
+    }
+
+private:
+    termios settings() const
+    {
+        termios now{};
+        EXPECT_EQ(tcgetattr(number_, &now), 0);
+        return now;
+    }
+    int flags() const { return fcntl(number_, F_GETFL); }
+
+    int number_ = -1;
+    termios settings_before_{};
+    int flags_before_ = 0;
+};
+
+/** An operation there ends as failed behind its greeting, with the terminal as it was. */
+void expect_failure_on_failing_terminal(const e2e::board_folder &board, const std::string &program,
+                                        const operation &one)
+{
+    SCOPED_TRACE(one.name);
+    const failing_terminal terminal;
+    EXPECT_EQ(e2e::run_reading(terminal.number(), {program, one.name}, e2e::on_board(board)),
+              (outcome{.output = one.greeting, .status = 1}));
+    terminal.expect_restored();
+}
+
+TEST(console_whose_reads_fail, ends_each_operation_that_waits_for_the_pc_and_is_restored)
+{
+    for (const operation &one : operations) {
+        const auto board = nor_board_holding(no_records);
+        expect_failure_on_failing_terminal(board, "prov_setmac", one);
+        EXPECT_TRUE(e2e::untouched_nor_holds(board, no_records)) << one.name;
+    }
+}
+
+TEST(console_whose_reads_fail, ends_each_operation_of_the_tlv_flavour_too)
+{
+    for (const operation &one : operations) {
+        if (one.is_tlv_too) {
+            const auto board = e2e::board_with_eeprom(
+                e2e::tlv_board, e2e::eeprom_content(e2e::default_image, 0xFF));
+            expect_failure_on_failing_terminal(board, e2e::tlv_prov_setmac, one);
+            EXPECT_EQ(e2e::eeprom_writes(board), std::vector<std::string>{}) << one.name;
+        }
+    }
+}
 
 TEST(console_without_input, ends_each_operation_that_waits_for_the_pc_as_failed)
 {

@@ -105,6 +105,36 @@ private:
     std::string_view rest_;
 };
 
+/** Runs a program whose input is that end, which is closed; this side's end sends it the text. */
+outcome run_between(const command_line &command, const environment &variables, const pipe_ends &in,
+                    std::string_view text)
+{
+    // A program may end before it has read all of its input.
+    signal(SIGPIPE, SIG_IGN);
+    const pipe_ends out = make_pipe();
+    const pipe_ends err = make_pipe();
+    const pid_t child = fork();
+    if (child == 0) {
+        become(command, variables, {in.reading, out.writing, err.writing});
+    }
+    for (const int number : {in.reading, out.writing, err.writing}) {
+        close(number);
+    }
+    outcome all;
+    const bool ended = conversation(in.writing, out.reading, err.reading, text).carry_on(all);
+    if (!ended) {
+        kill(child, SIGKILL);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!ended) {
+        throw std::runtime_error(command[0] + " did not end; it printed \"" + readable(all.output) +
+                                 "\"");
+    }
+    all.status = status_of(status);
+    return all;
+}
+
 } // namespace
 
 std::ostream &operator<<(std::ostream &out, const outcome &what)
@@ -161,31 +191,12 @@ int status_of(int wait_status)
 
 outcome run(const command_line &command, const environment &variables, std::string_view input)
 {
-    // A program may end before it has read all of its input.
-    signal(SIGPIPE, SIG_IGN);
-    const pipe_ends in = make_pipe();
-    const pipe_ends out = make_pipe();
-    const pipe_ends err = make_pipe();
-    const pid_t child = fork();
-    if (child == 0) {
-        become(command, variables, {in.reading, out.writing, err.writing});
-    }
-    for (const int number : {in.reading, out.writing, err.writing}) {
-        close(number);
-    }
-    outcome all;
-    const bool ended = conversation(in.writing, out.reading, err.reading, input).carry_on(all);
-    if (!ended) {
-        kill(child, SIGKILL);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (!ended) {
-        throw std::runtime_error(command[0] + " did not end; it printed \"" + readable(all.output) +
-                                 "\"");
-    }
-    all.status = status_of(status);
-    return all;
+    return run_between(command, variables, make_pipe(), input);
+}
+
+outcome run_reading(int input, const command_line &command, const environment &variables)
+{
+    return run_between(command, variables, {.reading = fcntl(input, F_DUPFD_CLOEXEC, 0)}, "");
 }
 
 outcome run_on_board(const board_folder &board, const command_line &command, std::string_view input)

@@ -50,7 +50,10 @@ int status_of(int wait_status);
 /** Runs a program to its end, with its input from a pipe and its output into two. */
 outcome run(const command_line &command, const environment &variables, std::string_view input = {});
 
-/** The same, on a board. */
+/** The same with this descriptor 0, which stays the caller's. */
+outcome run_reading(int input, const command_line &command, const environment &variables);
+
+/** The first, on a board. */
 outcome run_on_board(const board_folder &board, const command_line &command,
                      std::string_view input = {});
 
