@@ -1,3 +1,5 @@
+#include <array>
+#include <csignal>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -15,7 +17,7 @@
 #include "e2e/support/units_session.h"
 
 // "prov_setmac" on a console that has gone: no input at all, input that fails or that ends in the
-// middle of an exchange.
+// middle of an exchange, output that nobody takes.
 
 namespace {
 
@@ -118,6 +120,41 @@ TEST(console_whose_reads_fail, ends_each_operation_of_the_tlv_flavour_too)
             const auto board = e2e::board_with_eeprom(
                 e2e::tlv_board, e2e::eeprom_content(e2e::default_image, 0xFF));
             expect_failure_on_failing_terminal(board, e2e::tlv_prov_setmac, one);
+            EXPECT_EQ(e2e::eeprom_writes(board), std::vector<std::string>{}) << one.name;
+        }
+    }
+}
+
+/** An operation whose output goes where nobody reads is ended by that, its terminal as it was. */
+void expect_end_by_the_pipe(const e2e::board_folder &board, const std::string &program,
+                            const operation &one)
+{
+    SCOPED_TRACE(one.name);
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    close(ends[0]);
+    e2e::terminal_session session(board, {program, one.name}, {.output = ends[1]});
+    close(ends[1]);
+    EXPECT_EQ(session.finish(), (outcome{.status = -SIGPIPE}));
+    e2e::expect_restored(session);
+}
+
+TEST(console_whose_output_nobody_reads, is_restored_when_that_ends_an_operation)
+{
+    for (const operation &one : operations) {
+        const auto board = nor_board_holding(no_records);
+        expect_end_by_the_pipe(board, "prov_setmac", one);
+        EXPECT_TRUE(e2e::untouched_nor_holds(board, no_records)) << one.name;
+    }
+}
+
+TEST(console_whose_output_nobody_reads, is_restored_when_that_ends_one_of_the_tlv_flavour)
+{
+    for (const operation &one : operations) {
+        if (one.is_tlv_too) {
+            const auto board = e2e::board_with_eeprom(
+                e2e::tlv_board, e2e::eeprom_content(e2e::default_image, 0xFF));
+            expect_end_by_the_pipe(board, e2e::tlv_prov_setmac, one);
             EXPECT_EQ(e2e::eeprom_writes(board), std::vector<std::string>{}) << one.name;
         }
     }

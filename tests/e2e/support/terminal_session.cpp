@@ -78,7 +78,8 @@ program_end await_end(pid_t program, const std::function<void()> &while_stopped)
         setpgid(0, 0);
         tcsetpgrp(terminal, getpid());
         signal(SIGTTOU, SIG_DFL);
-        become(command, start.variables, {terminal, terminal, terminal});
+        const int output = start.output >= 0 ? start.output : terminal;
+        become(command, start.variables, {terminal, output, terminal});
     }
     close(terminal);
     report(report_pipe, program);

@@ -22,6 +22,8 @@ struct session_start {
     int flags = 0;
     /** The program's variables besides those that put it on the board. */
     environment variables = {};
+    /** The program's descriptor 1, where that is not the terminal; stays the caller's. */
+    int output = -1;
     /** Is called by the shell, a process of its own, whenever SIGTSTP has stopped the program. */
     std::function<void()> while_stopped = {};
 };
