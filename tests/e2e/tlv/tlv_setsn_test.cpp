@@ -193,6 +193,18 @@ TEST(tlv_setsn, is_refused_by_a_blank_eeprom)
     expect_untouched(board, repeated(256, 0xFF));
 }
 
+TEST(tlv_setsn, is_refused_by_an_image_whose_crc_record_cannot_be_right)
+{
+    // Three CRC records, the last of which is right. An edit updates the first that is left when
+    // the serial number has taken the place of one, and a start looks at the last.
+    const auto no_crc = tlv_record(0xFE, repeated(4, 0x00));
+    const auto crafted =
+        eeprom_content(tlv_image(tlv_record(0x23, "OLD1") + no_crc + no_crc, 0xFBBCFC60), 0xA5);
+    const auto board = board_with_eeprom(protected_tlv_board, crafted);
+    EXPECT_EQ(exchange(board, framed("NEW1", 0xE9A877A1), e2e::failed), outcome{});
+    expect_untouched(board, crafted);
+}
+
 TEST(tlv_setsn, makes_no_second_attempt)
 {
     const auto board = board_with_eeprom(protected_tlv_board, held);
