@@ -93,6 +93,7 @@ function letGoOf(choice) {
 
 /** The next slot that is chosen compares its unit, and writes nothing. */
 export function compareNext() {
+    last = NONE; // the slot's code may come again at once
     letGo();
     setNext({ onlyCheck: true });
     setNotice({ kind: 'info', title: 'Compare only: scan the slot with the switch, then the label', text: 'What the switch holds is read and compared with the ledger. Nothing is written.', offer: null });
