@@ -126,9 +126,10 @@ TEST_P(reserving, looks_at_no_unit_behind_a_pool_that_is_used_up)
 {
     const statement_count statements;
     auto in = open();
-    in.add_pool({.name = "two", .of_macs = true, .first = 0x001A2B000000, .last = 0x001A2B000001});
-    in.add_product({.name = "SW", .mac = {false, "two"}});
-    std::vector<imported_line> behind;
+    in.add_pool(
+        {.name = "three", .of_macs = true, .first = 0x001A2B000000, .last = 0x001A2B000002});
+    in.add_product({.name = "SW", .mac = {false, "three"}});
+    std::vector<imported_line> behind; // and the pool's last address
     for (std::int64_t number = 2; number < 500; ++number) {
         behind.push_back({.line = number,
                           .label = "OLD" + std::to_string(number),
@@ -139,8 +140,9 @@ TEST_P(reserving, looks_at_no_unit_behind_a_pool_that_is_used_up)
     reserved(in, "A");
     reserved(in, "B");
     const int before = statement_count::so_far();
-    EXPECT_EQ(error_of([&] { reserved(in, "C"); }),
-              "refused: the pool two is used up: no 1 addresses are left up to 00:1A:2B:00:00:01");
+    EXPECT_EQ(
+        error_of([&] { reserved(in, "C"); }),
+        "refused: the pool three is used up: no 1 addresses are left up to 00:1A:2B:00:00:02");
     if (on_sqlite()) {
         EXPECT_GT(statement_count::so_far(), before);
         EXPECT_LT(statement_count::so_far(), before + 50);
