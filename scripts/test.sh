@@ -7,8 +7,8 @@
 #   - hostile bytes, a fixed number for each parser.
 # With --all it goes on:
 #   - the programs as they ship, in the same tests, and the switch program's storage, cut at every byte;
-#   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship and
-#     under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
+#   - every operation failing in turn, power cuts and bad lines (the sweeps), with the programs as they ship; a
+#     part of them under the sanitizers; many users of the ledger at once, its end at every call, connections that break;
 #     200 kills of a floor with busy slots, and slots in trouble beside good ones;
 #   - lint of all programs;
 #   - what is built for the switch's processor, and its tests, under emulation;
@@ -65,7 +65,8 @@ test_quickly() {
 test_the_rest() {
     local tests=(power_cut_tests "${program_tests[@]}" "${long_tests[@]}")
     build release "${shipped_targets[@]}" "${pc_targets[@]}" "${tests[@]}"
-    SETMAC_FLOOR_KILLS=200 SETMAC_LEDGER_RESERVATIONS=20000 run_tests release --tests-regex "$(tests_of "${tests[@]}")"
+    SETMAC_SWEEP=all SETMAC_FLOOR_KILLS=200 SETMAC_LEDGER_RESERVATIONS=20000 \
+        run_tests release --tests-regex "$(tests_of "${tests[@]}")"
     build asan sweep_tests
     run_tests asan --tests-regex "$(tests_of sweep_tests)"
     say "Linting"
