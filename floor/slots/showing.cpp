@@ -116,14 +116,16 @@ std::optional<refusal> showing::why_not(const slot_view &slot, const std::string
         if (!other.view.busy()) {
             continue;
         }
-        const auto which = "slot " + std::to_string(number);
         if (other.view.run->label == label) {
-            return refusal{"label_in_work", which + " works on label " + label,
+            return refusal{"label_in_work",
+                           "slot " + std::to_string(number) + " works on label " + label,
                            "look which switch the label is of"};
         }
         // Where it holds a serial number, the ledger would make a new unit of it.
         if (other.view.run->label_code == label) {
-            return refusal{"label_in_work", which + " waits for its printed label " + label,
+            return refusal{"label_in_work",
+                           "slot " + std::to_string(number) + " waits for its printed label " +
+                               label,
                            "put it on the switch there, and scan it for that slot"};
         }
     }
