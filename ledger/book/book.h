@@ -306,6 +306,7 @@ private:
                                             const std::string &station);
     void end_waiting_prints(unit &of, const std::string &reason);
     void enter_end(unit &of, label_print &ended, print_state state, const std::string &reason);
+    void enter_product(product &added);
     std::int64_t units_left_in(const pool &of);
     pool_state state_of(const pool &of);
     unit unit_of_line(const imported_line &line);

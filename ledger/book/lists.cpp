@@ -12,9 +12,14 @@ namespace {
 // Ids that a piece looks at. They are numbers of journal entries, of which a unit makes four or
 // five.
 constexpr std::int64_t ids_of_a_piece = 20000;
-
 constexpr std::size_t label_column = 18; // behind those of the attempt
 constexpr std::size_t product_column = 19;
+
+/** The last id of the piece behind that one; who asks may name any id from 0 on. */
+std::int64_t end_of_piece(std::int64_t id, std::int64_t entries)
+{
+    return id + std::min(ids_of_a_piece, entries - id);
+}
 
 value given_or_null(const std::string &text)
 {
@@ -63,16 +68,12 @@ list_page<unit> book::units_after(std::int64_t id, std::size_t limit, const list
     read([&] {
         page = {};
         const auto entries = read_head("ledger_row").number;
-        if (id >= entries) {
-            page.reached = entries;
-            return;
-        }
         if (!filter.label.empty()) {
             page.rows = labelled_after(id, filter);
             page.reached = entries;
             return;
         }
-        const auto end = std::min(entries, id + ids_of_a_piece);
+        const auto end = end_of_piece(id, entries);
         database_->each("units_after",
                         {id, end, given_or_null(filter.product), given_or_null(filter.state),
                          given_or_null(filter.since), given_or_null(filter.until),
@@ -91,11 +92,7 @@ list_page<listed_attempt> book::attempts_after(std::int64_t id, std::size_t limi
         page = {};
         const bool by_label = !filter.label.empty();
         const auto entries = read_head("ledger_row").number;
-        if (id >= entries) {
-            page.reached = entries;
-            return;
-        }
-        const auto end = by_label ? entries : std::min(entries, id + ids_of_a_piece);
+        const auto end = by_label ? entries : end_of_piece(id, entries);
         page.rows = listed(by_label ? "attempts_of_label_after" : "attempts_after",
                            {id, end, given_or_null(filter.label), given_or_null(filter.product),
                             given_or_null(filter.outcome), given_or_null(filter.slot),

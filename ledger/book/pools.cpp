@@ -217,10 +217,15 @@ void book::add_product(product wanted)
         if (wanted.mac.none() != (wanted.mac_count == 0)) {
             wanted.mac_count = wanted.mac.none() ? 0 : 1;
         }
-        wanted.entry = next_entry();
-        add_entry("product", wanted.name, "add", {{"product", journal_form(wanted)}});
-        database_->run("product_add", row_of(wanted));
+        enter_product(wanted);
     });
+}
+
+void book::enter_product(product &added)
+{
+    added.entry = next_entry();
+    add_entry("product", added.name, "add", {{"product", journal_form(added)}});
+    database_->run("product_add", row_of(added));
 }
 
 std::vector<product> book::products()

@@ -140,9 +140,7 @@ void book::add_lost_product(const journal_entry &lost, burned &all)
         return;
     }
     auto made = product_of(json::parse(lost.content).at("product"));
-    made.entry = next_entry();
-    add_entry("product", made.name, "add", {{"product", journal_form(made)}});
-    database_->run("product_add", row_of(made));
+    enter_product(made);
     all.told.push_back("product " + made.name + ": added again");
 }
 

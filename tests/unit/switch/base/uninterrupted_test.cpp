@@ -75,7 +75,8 @@ meeting meet_within(int signal_number)
 
 TEST(uninterrupted, puts_off_whatever_ends_a_program_until_the_outermost_is_over)
 {
-    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGABRT, SIGXFSZ,
+                                    SIGXCPU, SIGALRM, SIGUSR1, SIGUSR2}) {
         const meeting met = meet_within(signal_number);
         EXPECT_EQ(met.done, "within still within ") << strsignal(signal_number);
         EXPECT_TRUE(WIFSIGNALED(met.status)) << strsignal(signal_number);
