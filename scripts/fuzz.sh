@@ -45,10 +45,7 @@ run() {
     shift 2
     mkdir -p "$corpus"
     mapfile -t own < <(options "$target")
-    # What the sanitizer keeps of freed memory shall fit into the processor's cache, a run has little of it. Two
-    # calls tell where memory came from; for more, run the input of a finding on its own.
-    ASAN_OPTIONS=quarantine_size_mb=8:malloc_context_size=2 \
-        "$programs/$target" -dict=fuzz/words.dict "${own[@]}" -timeout=20 \
+    "$programs/$target" -dict=fuzz/words.dict "${own[@]}" -timeout=20 \
         -artifact_prefix="$folder/findings/$target-" "$@" "$corpus" "$folder/seeds/$target"
 }
 

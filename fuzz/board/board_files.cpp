@@ -8,6 +8,8 @@
 #include <cstring>
 #include <limits>
 #include <span>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -56,20 +58,14 @@ constexpr size_t all = std::numeric_limits<size_t>::max();
 
 /** Does an operation, all of it or as much as a fault leaves. */
 template <typename action>
-int64_t operate(const sim::operation &what, bool is_ioctl, action act)
+int64_t operate(std::string_view name, const sim::device &node, action act, bool is_ioctl = false)
 {
-    const auto *struck = fitted.faults.strike(what, is_ioctl);
+    const auto *struck =
+        fitted.faulty ? fitted.faults.strike(name, node.path(), is_ioctl) : nullptr;
     if (struck != nullptr && struck->error != 0) {
         return answer(-struck->error);
     }
     return answer(act(struck != nullptr ? struck->short_to.value_or(all) : all));
-}
-
-template <typename action>
-int64_t operate(const char *name, const sim::device &node, action act)
-{
-    return fitted.faulty ? operate({.name = name, .path = node.path()}, false, act)
-                         : answer(act(all));
 }
 
 int64_t open_device(sim::device *node, int flags)
@@ -115,14 +111,11 @@ int64_t control_device(int fd, unsigned long request, void *argument)
 {
     auto &file = file_of(fd);
     sim::operation log;
-    if (!fitted.faulty) {
-        return answer(file.node->ioctl(file, request, argument, all, log));
-    }
-    auto what = file.node->name_ioctl(request, argument);
-    what.path = file.node->path();
-    return operate(what, true, [&](size_t limit) {
+    const auto name = fitted.faulty ? file.node->name_ioctl(request, argument).name : std::string();
+    const auto act = [&](size_t limit) {
         return file.node->ioctl(file, request, argument, limit, log);
-    });
+    };
+    return operate(name, *file.node, act, true);
 }
 
 } // namespace
@@ -143,11 +136,12 @@ int __wrap_open(const char *path, int flags, ...)
     va_start(arguments, flags);
     const mode_t mode = va_arg(arguments, mode_t);
     va_end(arguments);
-    if (fitted.board == nullptr || !sim::is_board_path(path)) {
-        return __real_open(path, flags, mode);
+    auto *const node = fitted.board != nullptr ? fitted.board->find(path) : nullptr;
+    if (node != nullptr) {
+        return static_cast<int>(open_device(node, flags));
     }
-    auto *const node = fitted.board->find(path);
-    return static_cast<int>(node != nullptr ? open_device(node, flags) : answer(-ENOENT));
+    return fitted.board != nullptr && sim::is_board_path(path) ? static_cast<int>(answer(-ENOENT))
+                                                               : __real_open(path, flags, mode);
 }
 
 int __wrap_ioctl(int fd, unsigned long request, ...)

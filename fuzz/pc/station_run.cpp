@@ -23,11 +23,11 @@ constexpr auto console_limit = 20000ms;
 constexpr int attempts = 3;
 
 /** What a console has shown is looked at anew with each piece. */
-constexpr std::size_t most_pieces = 32;
+constexpr std::size_t most_pieces = 16;
 
 /** Waits behind the last byte for which a silent line stays open: enough for a station to give up.
  */
-constexpr int patience = 160;
+constexpr int patience = 80;
 
 /** A line to a switch that says what the fuzzer wants, whatever the station sends. */
 class hostile_line : public station::line {

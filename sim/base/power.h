@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -53,6 +54,20 @@ public:
 
     /** A step that is done or not. */
     bool step() { return (on_ && !left_) || step({}); }
+
+    /** How many of so many steps will find power. None is taken. */
+    uint64_t powered(uint64_t steps) const
+    {
+        return on_ ? std::min(steps, left_.value_or(steps)) : 0;
+    }
+
+    /** Takes so many steps that are powered. */
+    void take(uint64_t powered_steps)
+    {
+        if (left_) {
+            *left_ -= powered_steps;
+        }
+    }
 
 private:
     bool on_ = true;

@@ -313,7 +313,7 @@ int64_t board::attempt(operation &what, call_kind kind, const action &act)
     if (!powered()) {
         return -EIO;
     }
-    const fault *struck = faults_.strike(what, kind == call_kind::ioctl);
+    const fault *struck = faults_.strike(what.name, what.path, kind == call_kind::ioctl);
     if (struck != nullptr && struck->error != 0) {
         return -struck->error;
     }

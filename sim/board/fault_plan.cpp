@@ -3,22 +3,22 @@
 namespace sim {
 namespace {
 
-bool concerns(const fault &one, const operation &what, bool is_ioctl)
+bool concerns(const fault &one, std::string_view operation, std::string_view path, bool is_ioctl)
 {
-    if (!one.path.empty() && one.path != what.path) {
+    if (!one.path.empty() && one.path != path) {
         return false;
     }
-    return one.operation == "any" || one.operation == what.name ||
+    return one.operation == "any" || one.operation == operation ||
            (is_ioctl && one.operation == "ioctl");
 }
 
 } // namespace
 
-const fault *fault_plan::strike(const operation &what, bool is_ioctl)
+const fault *fault_plan::strike(std::string_view operation, std::string_view path, bool is_ioctl)
 {
     const fault *striking = nullptr;
     for (entry &one : entries_) {
-        if (!concerns(one.what, what, is_ioctl)) {
+        if (!concerns(one.what, operation, path, is_ioctl)) {
             continue;
         }
         ++one.seen;

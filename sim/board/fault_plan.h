@@ -1,8 +1,8 @@
 #pragma once
 
-#include "sim/base/operation.h"
 #include "sim/description/description.h"
 
+#include <string_view>
 #include <vector>
 
 namespace sim {
@@ -13,8 +13,11 @@ public:
     void add(fault what) { entries_.push_back({std::move(what), 0}); }
     void clear() { entries_.clear(); }
 
-    /** Counts an operation. The fault that strikes it, or null; valid until the plan changes. */
-    const fault *strike(const operation &what, bool is_ioctl);
+    /**
+     * Counts an operation on a path. The fault that strikes it, or null; valid until the plan
+     * changes.
+     */
+    const fault *strike(std::string_view operation, std::string_view path, bool is_ioctl);
 
 private:
     struct entry {

@@ -140,14 +140,25 @@ int64_t flash_memory::program(uint64_t offset, std::span<const uint8_t> data)
             return -EIO;
         }
         const uint64_t block_end = (block + 1) * what_.erase_size - offset;
-        for (const std::size_t end = std::min<uint64_t>(data.size(), block_end); i < end; ++i) {
-            if (!supply_.step()) {
-                return -EIO;
-            }
-            cells[i] = what_.type == ram ? data[i] : static_cast<uint8_t>(cells[i] & data[i]);
+        const std::size_t count = std::min<uint64_t>(data.size(), block_end) - i;
+        if (!program_cells(cells.subspan(i, count), data.subspan(i, count))) {
+            return -EIO;
         }
+        i += count;
     }
     return 0;
+}
+
+/** False where the power failed behind some of them. */
+bool flash_memory::program_cells(std::span<uint8_t> cells, std::span<const uint8_t> data)
+{
+    const std::size_t powered = supply_.powered(cells.size());
+    supply_.take(powered);
+    const bool overwrites = what_.type == ram;
+    for (std::size_t i = 0; i < powered; ++i) {
+        cells[i] = overwrites ? data[i] : static_cast<uint8_t>(cells[i] & data[i]);
+    }
+    return powered == cells.size() || supply_.step(); // which is the one that finds none
 }
 
 mtd_device::mtd_device(int index, flash_memory &chip)

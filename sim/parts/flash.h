@@ -39,6 +39,7 @@ public:
 
 private:
     bool erase_block(uint64_t block);
+    bool program_cells(std::span<uint8_t> cells, std::span<const uint8_t> data);
 
     partition what_;
     std::unique_ptr<memory> cells_;

@@ -399,7 +399,7 @@ bool console::receive(time_point deadline)
 void console::keep(std::string_view text)
 {
     seen_ += text;
-    tail_.reset();
+    last_.reset();
     if (seen_.size() > 2 * most_seen) {
         seen_.erase(0, seen_.size() - most_seen);
     }
@@ -425,7 +425,7 @@ void console::send(std::string_view text)
 void console::write_off()
 {
     seen_.clear();
-    tail_.reset();
+    last_.reset();
 }
 
 line::milliseconds console::silence() const
@@ -433,14 +433,15 @@ line::milliseconds console::silence() const
     return std::chrono::duration_cast<milliseconds>(far_.now() - last_arrival_);
 }
 
-const std::string &console::tail() const
+const console::last_shown &console::last() const
 {
-    if (!tail_) {
+    if (!last_) {
         const auto from = seen_.size() - std::min(seen_.size(), most_of_tail);
         const auto text = readable(std::string_view(seen_).substr(from));
-        tail_ = last_line(text);
+        const auto line = last_line(text);
+        last_ = {std::string(line), meaning(line)};
     }
-    return *tail_;
+    return *last_;
 }
 
 /** Without what may be the echo of a password. */
@@ -449,9 +450,8 @@ std::string console::tail_to_show() const
     return writes_to_hide_ > 0 ? std::string() : tail();
 }
 
-console::showing console::state() const
+console::showing console::meaning(std::string_view line) const
 {
-    const auto &line = tail();
     if (line.empty()) {
         return showing::nothing;
     }

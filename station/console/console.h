@@ -85,15 +85,23 @@ private:
     using time_point = line::time_point;
     enum class showing { nothing, prompt, login, password, other };
 
+    /** The console's last line, and what it is. */
+    struct last_shown {
+        std::string line;
+        showing what;
+    };
+
     bool receive(time_point deadline);
     void hear_out(milliseconds quiet, milliseconds limit);
     void send(std::string_view text);
     void keep(std::string_view text);
     void write_off();
     milliseconds silence() const;
-    const std::string &tail() const;
+    const last_shown &last() const;
+    const std::string &tail() const { return last().line; }
+    showing state() const { return last().what; }
     std::string tail_to_show() const;
-    showing state() const;
+    showing meaning(std::string_view line) const;
 
     std::optional<arrival> react();
     std::optional<arrival> give_user();
@@ -115,9 +123,9 @@ private:
     console_settings settings_;
     listener &observer_;
     time_point last_arrival_;
-    time_point give_up_;                      // when a prompt is not looked for any more
-    std::string seen_;                        // since something was typed
-    mutable std::optional<std::string> tail_; // its last line, where it has been asked for
+    time_point give_up_;                     // when a prompt is not looked for any more
+    std::string seen_;                       // since something was typed
+    mutable std::optional<last_shown> last_; // of it, where it has been asked for
     std::string saw_;    // the last line before that, where it was something unknown
     std::string learnt_; // the whole line in which the shell waits
     std::string transcript_;

@@ -1,7 +1,6 @@
 #include "station/console/console_text.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace station {
 
@@ -12,15 +11,11 @@ constexpr char bell = 0x07;
 constexpr char backspace = 0x08;
 
 /** Whether a character is shown as it stands, whatever comes behind it. */
-bool is_plain(char character)
-{
+constexpr auto is_plain = [](char character) {
     return static_cast<unsigned char>(character) >= 0x20 && character != '[';
-}
+};
 
-bool is_digit(char character)
-{
-    return std::isdigit(static_cast<unsigned char>(character)) != 0;
-}
+constexpr auto is_digit = [](char character) { return character >= '0' && character <= '9'; };
 
 /** Reads on in a text while a test holds. */
 template <class test>

@@ -1,6 +1,7 @@
 #include "station/exchanges/conversation.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace station {
@@ -137,8 +138,14 @@ void conversation::show_text()
     }
     recent_ += text_;
     recent_.erase(0, recent_.size() - std::min(recent_.size(), recent_limit));
+    ++texts_shown_;
     observer_.console(text_);
     text_.clear();
+}
+
+bool conversation::has_shown(std::string_view text) const
+{
+    return memmem(recent_.data(), recent_.size(), text.data(), text.size()) != nullptr;
 }
 
 void conversation::drain(milliseconds quiet, milliseconds limit)

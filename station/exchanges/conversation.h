@@ -60,7 +60,10 @@ public:
 
     /** The last text that the console showed since forget_shown(), some lines of it. */
     std::string_view shown() const { return recent_; }
-    bool has_shown(std::string_view text) const { return shown().find(text) != shown().npos; }
+    bool has_shown(std::string_view text) const;
+
+    /** How many texts the console has shown, in whatever pieces. */
+    std::uint64_t texts_shown() const { return texts_shown_; }
 
     /** From here on only what comes later counts as shown. */
     void forget_shown() { recent_.clear(); }
@@ -85,6 +88,7 @@ private:
     time_point late_for_{}; // the deadline that was last read behind
     std::string text_;      // not yet shown
     std::string recent_;    // shown lately
+    std::uint64_t texts_shown_ = 0;
 };
 
 } // namespace station

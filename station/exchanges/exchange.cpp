@@ -90,6 +90,7 @@ std::pair<found, outcome> find_switch(conversation &talk, const finder &how,
 found find_by_banner(conversation &talk, search &looking, const banner_signs &signs)
 {
     auto quiet_since = talk.now();
+    std::optional<std::uint64_t> looked_at; // how many texts there were at the last look at them
     bool probed = false;
     while (looking.goes_on()) {
         const auto byte = talk.next_reply_or_text(talk.now() + listening_step);
@@ -100,7 +101,9 @@ found find_by_banner(conversation &talk, search &looking, const banner_signs &si
         if (!talk.raw()) {
             continue;
         }
-        if (any_shown(talk, signs.own)) {
+        const bool shows_more = looked_at != talk.texts_shown();
+        looked_at = talk.texts_shown();
+        if (shows_more && any_shown(talk, signs.own)) {
             // A program that started after the probe may have taken that, too, and answer it.
             if (probed) {
                 wait_for_quiet(talk);
@@ -109,7 +112,7 @@ found find_by_banner(conversation &talk, search &looking, const banner_signs &si
             }
             return found::ready;
         }
-        if (any_shown(talk, signs.others)) {
+        if (shows_more && any_shown(talk, signs.others)) {
             return found::another_operation;
         }
         quiet_since = std::max(quiet_since, talk.last_arrival());

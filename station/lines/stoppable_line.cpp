@@ -13,6 +13,9 @@ constexpr line::milliseconds slice{50};
 std::size_t stoppable_line::read(std::span<std::uint8_t> buffer, milliseconds limit)
 {
     check();
+    if (!stop_.stop_possible()) {
+        return inner_.read(buffer, limit);
+    }
     const auto deadline = now() + limit;
     while (true) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - now());

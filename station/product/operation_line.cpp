@@ -24,10 +24,14 @@ std::size_t operation_line::read(std::span<std::uint8_t> buffer, milliseconds li
             heard_.append(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(got));
             heard_.erase(0, heard_.size() - std::min(heard_.size(), most_heard));
             last_arrival_ = now();
+            looked_at_ = false;
             return got;
         }
-        if (now() - last_arrival_ >= prompt_stands && shell_.stands_at_prompt(heard_)) {
-            throw operation_over("the operation has ended: the console stands at a prompt");
+        if (!looked_at_ && now() - last_arrival_ >= prompt_stands) {
+            if (shell_.stands_at_prompt(heard_)) {
+                throw operation_over("the operation has ended: the console stands at a prompt");
+            }
+            looked_at_ = true;
         }
         if (now() >= deadline) {
             return 0;

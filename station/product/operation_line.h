@@ -34,7 +34,8 @@ public:
 private:
     line &inner_;
     const console &shell_;
-    std::string heard_; // the last of it
+    bool looked_at_ = false; // what was heard is no prompt
+    std::string heard_;      // the last of it
     time_point last_arrival_;
 };
 
