@@ -1,8 +1,8 @@
 #include "board_folder.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
@@ -14,11 +14,11 @@ constexpr std::size_t nor_board_size = 12288;
 /** A line of the log: time and process, and what was done. */
 timed_operation parse_line(const std::string &line)
 {
-    std::istringstream words(line);
     timed_operation one;
     int process = 0;
-    words >> one.time_us >> process >> std::ws;
-    std::getline(words, one.what);
+    int read = 0;
+    std::sscanf(line.c_str(), "%ld %d %n", &one.time_us, &process, &read);
+    one.what = line.substr(static_cast<std::size_t>(read));
     return one;
 }
 
@@ -50,7 +50,9 @@ std::string read_file(const std::filesystem::path &file)
     if (!in) {
         throw std::runtime_error(file.string() + " cannot be read");
     }
-    return {std::istreambuf_iterator<char>(in), {}};
+    std::ostringstream content;
+    content << in.rdbuf();
+    return std::move(content).str();
 }
 
 void write_file(const std::filesystem::path &file, std::string_view content)

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <tuple>
 
 #include "e2e/support/bytes.h"
 #include "e2e/support/terminal_session.h"
@@ -172,6 +173,23 @@ void run_at_terminal(const sweep_case &swept, const board_folder &board,
     expect_restored(session);
 }
 
+/**
+ * What the next start finds. That depends on the board and its memories alone: where those are as
+ * they were behind another run, it has been seen.
+ */
+const outcome &next_start(const sweep_case &swept, const board_folder &board, const trial &done)
+{
+    static std::map<std::tuple<std::string, command_line, std::map<std::string, std::string>>,
+                    outcome>
+        seen;
+    const auto [place, is_new] = seen.try_emplace({swept.board, swept.looker, done.memories});
+    if (is_new) {
+        write_file(board.path() / "board.toml", swept.board);
+        place->second = run(swept.looker, joined(sleepless, on_board(board)));
+    }
+    return place->second;
+}
+
 /** One run with these faults and variables. */
 trial run_once(const sweep_case &swept, const std::string &faults, const environment &more = {})
 {
@@ -190,8 +208,7 @@ trial run_once(const sweep_case &swept, const std::string &faults, const environ
     done.operations = operations_of(board);
     done.bridge = board.operations("bridge ");
     done.memories = memories_in(board.path());
-    write_file(board.path() / "board.toml", swept.board);
-    done.next_start = run(swept.looker, joined(sleepless, on_board(board)));
+    done.next_start = next_start(swept, board, done);
     return done;
 }
 
