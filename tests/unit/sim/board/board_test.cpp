@@ -330,6 +330,21 @@ TEST(sim_power, a_cut_leaves_what_was_programmed_and_a_dead_board)
     close(fd);
 }
 
+TEST(sim_power, counts_its_steps_over_several_writes)
+{
+    sim::board board({.partitions = {{.name = "a"}}, .cut_after = 5});
+    const int fd = open_mtd();
+    EXPECT_EQ(write(fd, "abc", 3), 3);
+    EXPECT_EQ(write(fd, "de", 2), 2);
+    EXPECT_TRUE(board.powered());
+    EXPECT_EQ(write(fd, "f", 1), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_FALSE(board.powered());
+    EXPECT_EQ(board.flash(0).bytes()[4], 'e');
+    EXPECT_EQ(board.flash(0).bytes()[5], 0xFF);
+    close(fd);
+}
+
 TEST(sim_power, each_erased_block_is_a_step_and_the_cut_one_is_half_erased)
 {
     sim::board board(one_partition());

@@ -14,6 +14,18 @@ station::bytes bytes_of(const std::string &text)
     return {text.begin(), text.end()};
 }
 
+/** A line on which nothing comes. */
+class counting_line : public scripted_line {
+public:
+    int reads = 0;
+
+    std::size_t read(std::span<std::uint8_t> buffer, milliseconds limit) override
+    {
+        ++reads;
+        return scripted_line::read(buffer, limit);
+    }
+};
+
 /** What a traced line has written down. */
 class trace_file {
 public:
@@ -81,4 +93,19 @@ TEST(stoppable_line, passes_everything_on_until_a_stop_is_wanted)
     EXPECT_THROW(line.read(buffer, 1s), station::line_stopped);
     EXPECT_THROW(line.write(bytes_of("a"), 1s), station::line_stopped);
     EXPECT_EQ(far.elapsed(), 200ms);
+}
+
+TEST(stoppable_line, waits_in_slices_only_where_somebody_can_stop_it)
+{
+    const auto reads_of = [](std::stop_token stop) {
+        counting_line far;
+        station::stoppable_line line(far, std::move(stop));
+        std::array<std::uint8_t, 4> buffer{};
+        EXPECT_EQ(line.read(buffer, 1s), 0U);
+        EXPECT_EQ(far.elapsed(), 1s);
+        return far.reads;
+    };
+    const std::stop_source stop;
+    EXPECT_EQ(reads_of(stop.get_token()), 20);
+    EXPECT_EQ(reads_of({}), 1);
 }

@@ -38,6 +38,14 @@ TEST_F(line_to_an_operation, is_over_once_a_login_stands_still)
     far.shows("Loader 1.0\r\n\r\nswitch login: ");
     EXPECT_THROW(heard(), operation_over);
     EXPECT_EQ(far.elapsed(), 300ms);
+    EXPECT_THROW(heard(), operation_over) << "it stays so";
+}
+
+TEST_F(line_to_an_operation, is_over_once_a_prompt_follows_after_a_long_silence)
+{
+    far.shows("working\r\n").answers({'l', 'o', 'g', 'i', 'n', ':', ' '}, 5s);
+    EXPECT_THROW(heard(), operation_over);
+    EXPECT_EQ(far.elapsed(), 5300ms);
 }
 
 TEST_F(line_to_an_operation, is_over_once_the_prompt_of_the_shell_stands_still)
