@@ -29,19 +29,16 @@ std::span<const uint8_t> next_piece(std::span<const uint8_t> stream);
 class input {
 public:
     input(const uint8_t *data, size_t size)
-        : rest_(data, size),
-          tells_much_(std::hash<std::string_view>{}({reinterpret_cast<const char *>(data), size}) %
-                          128 ==
-                      0)
+        : rest_(data, size), tells_much_(hash_of(rest_) % one_that_tells_of == 0)
     {
     }
 
     bool at_end() const { return rest_.empty(); }
 
     /**
-     * Whether logs are kept and reports written: in one run of 128, since they take many times as
-     * long as all else that is done with an input. By all of its bytes, or most mutations of one
-     * that found something in a log would keep one, too.
+     * Whether logs are kept and reports written: in few runs, since they take many times as long
+     * as all else that is done with an input. By all of its bytes, or most mutations of one that
+     * found something in a log would keep one, too.
      */
     bool tells_much() const { return tells_much_; }
 
@@ -68,6 +65,14 @@ public:
     byte_list rest() { return take(rest_.size()); }
 
 private:
+    static constexpr size_t one_that_tells_of = 128;
+
+    static size_t hash_of(std::span<const uint8_t> bytes)
+    {
+        const auto *const text = reinterpret_cast<const char *>(bytes.data());
+        return std::hash<std::string_view>{}({text, bytes.size()});
+    }
+
     std::span<const uint8_t> rest_;
     bool tells_much_;
 };

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "floor/requests/answers.h"
 #include "floor/requests/json_input.h"
 #include "floor/requests/texts.h"
 #include "ledger/model/texts.h"
+#include "ledger/model/time.h"
 
 namespace shopfloor {
 
@@ -66,12 +68,15 @@ void take_filter(row_kind kind, const parameter &one, list_request &wanted)
     refuse_unknown(one);
 }
 
-void check_time(const std::string &name, const std::string &value)
+/** A limit of times as the ledger compares it. */
+std::string time_limit(const std::string &name, const std::string &value)
 {
-    if (!value.empty() && !is_time(value)) {
+    const auto limit = value.empty() ? std::optional(value) : ledger::read_time_limit(value);
+    if (!limit) {
         throw request_error("bad_request", "the parameter " + name + " is no time",
                             "Write it as 2026-11-21 or 2026-11-21T08:30:00Z");
     }
+    return *limit;
 }
 
 } // namespace
@@ -146,8 +151,8 @@ list_request read_list(row_kind kind, const target &of, bool by_pages)
             take_filter(kind, one, wanted);
         }
     }
-    check_time("since", wanted.since);
-    check_time("until", wanted.until);
+    wanted.since = time_limit("since", wanted.since);
+    wanted.until = time_limit("until", wanted.until);
     return wanted;
 }
 

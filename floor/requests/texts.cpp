@@ -1,7 +1,6 @@
 #include "floor/requests/texts.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 #include "floor/requests/answers.h"
@@ -21,14 +20,6 @@ bool is_digit(char each)
 bool is_control(char each)
 {
     return static_cast<unsigned char>(each) < 0x20 || each == 0x7F;
-}
-
-/** In a form, 0 stands for any digit. */
-bool has_form(std::string_view text, std::string_view form)
-{
-    return std::equal(
-        text.begin(), text.end(), form.begin(), form.end(),
-        [](char each, char wanted) { return wanted == '0' ? is_digit(each) : each == wanted; });
 }
 
 } // namespace
@@ -57,15 +48,6 @@ std::optional<std::int64_t> read_number(std::string_view text)
     std::int64_t number = 0;
     const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
     return read.ec == std::errc() ? std::optional(number) : std::nullopt;
-}
-
-bool is_time(std::string_view text)
-{
-    constexpr std::array<std::string_view, 5> forms{
-        "0000-00-00", "0000-00-00T00:00Z", "0000-00-00T00:00:00Z", "0000-00-00T00:00:00.000Z",
-        "0000-00-00T00:00:00.000000Z"};
-    return std::any_of(forms.begin(), forms.end(),
-                       [&](std::string_view form) { return has_form(text, form); });
 }
 
 } // namespace shopfloor

@@ -14,7 +14,4 @@ void check_text(const std::string &what, std::string_view text, const char *code
 /** A whole number of decimal digits without leading zeros. */
 std::optional<std::int64_t> read_number(std::string_view text);
 
-/** Whether it is "2026-11-21", or that with a time: "2026-11-21T08:30:00Z". */
-bool is_time(std::string_view text);
-
 } // namespace shopfloor
