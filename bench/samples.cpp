@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace bench {
 
@@ -17,15 +18,22 @@ std::optional<figure> figure_of(samples all)
     return found.upper - found.lower <= widest * found.median ? std::optional(found) : std::nullopt;
 }
 
+std::vector<samples> in_turns(int rounds, const std::vector<std::function<double()>> &measures)
+{
+    std::vector<samples> all(measures.size());
+    for (int i = 0; i < rounds; ++i) {
+        for (std::size_t at = 0; at < measures.size(); ++at) {
+            all[at].push_back(measures[at]());
+        }
+    }
+    return all;
+}
+
 both_sides alternate(int rounds, const std::function<double()> &ours,
                      const std::function<double()> &other)
 {
-    both_sides both;
-    for (int i = 0; i < rounds; ++i) {
-        both.ours.push_back(ours());
-        both.other.push_back(other());
-    }
-    return both;
+    auto both = in_turns(rounds, {ours, other});
+    return {std::move(both[0]), std::move(both[1])};
 }
 
 double mean_of(int calls, const std::function<double()> &measure)

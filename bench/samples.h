@@ -22,17 +22,20 @@ struct figure {
  */
 std::optional<figure> figure_of(samples all);
 
+/**
+ * Takes a sample of each in turn, so many times, so that whatever disturbs the machine disturbs
+ * all. A sample should be the work of a millisecond or more: a sum or a mean where one piece of
+ * work is less.
+ */
+std::vector<samples> in_turns(int rounds, const std::vector<std::function<double()>> &measures);
+
 /** Samples of ours and of what it is compared with. */
 struct both_sides {
     samples ours;
     samples other;
 };
 
-/**
- * Takes a sample of each in turn, so many times, so that whatever disturbs the machine disturbs
- * both. A sample should be the work of a millisecond or more: a sum or a mean where one piece of
- * work is less.
- */
+/** The same for these two. */
 both_sides alternate(int rounds, const std::function<double()> &ours,
                      const std::function<double()> &other);
 

@@ -43,16 +43,11 @@ private:
 };
 
 /** Bridge commands are logged beside the register accesses that start them; those can fail. */
-bool can_fail(const std::string &operation)
+void keep_operations(const board_folder &board, trial &done)
 {
-    return !operation.starts_with("bridge ");
-}
-
-std::vector<std::string> operations_of(const board_folder &board)
-{
-    auto all = board.operations();
-    std::erase_if(all, [](const std::string &one) { return !can_fail(one); });
-    return all;
+    for (std::string &one : board.operations()) {
+        (one.starts_with("bridge ") ? done.bridge : done.operations).push_back(std::move(one));
+    }
 }
 
 /** Whether a descriptor came of it. */
@@ -205,8 +200,7 @@ trial run_once(const sweep_case &swept, const std::string &faults, const environ
     } else {
         done.end = run(swept.command, joined(variables, on_board(board)), swept.input);
     }
-    done.operations = operations_of(board);
-    done.bridge = board.operations("bridge ");
+    keep_operations(board, done);
     done.memories = memories_in(board.path());
     done.next_start = next_start(swept, board, done);
     return done;

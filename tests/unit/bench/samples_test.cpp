@@ -34,6 +34,14 @@ TEST(bench_figure, is_none_where_the_samples_do_not_tell)
     EXPECT_TRUE(figure_of({9, 10, 12, 14, 15}).has_value());
 }
 
+TEST(bench_in_turns, takes_a_sample_of_each_in_turn)
+{
+    int calls = 0;
+    const auto next = [&] { return ++calls; };
+    EXPECT_EQ(bench::in_turns(2, {next, next, next}),
+              (std::vector<samples>{{1, 4}, {2, 5}, {3, 6}}));
+}
+
 TEST(bench_alternate, takes_a_sample_of_each_in_turn)
 {
     int calls = 0;
