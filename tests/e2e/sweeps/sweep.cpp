@@ -174,13 +174,13 @@ void run_at_terminal(const sweep_case &swept, const board_folder &board,
  */
 const outcome &next_start(const sweep_case &swept, const board_folder &board, const trial &done)
 {
-    static std::map<std::tuple<std::string, command_line, std::map<std::string, std::string>>,
-                    outcome>
-        seen;
-    const auto [place, is_new] = seen.try_emplace({swept.board, swept.looker, done.memories});
-    if (is_new) {
+    using start = std::tuple<std::string, command_line, std::map<std::string, std::string>>;
+    static std::map<start, outcome> seen;
+    const start now(swept.board, swept.looker, done.memories);
+    auto place = seen.find(now);
+    if (place == seen.end()) {
         write_file(board.path() / "board.toml", swept.board);
-        place->second = run(swept.looker, joined(sleepless, on_board(board)));
+        place = seen.emplace(now, run(swept.looker, joined(sleepless, on_board(board)))).first;
     }
     return place->second;
 }
